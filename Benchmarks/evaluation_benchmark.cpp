@@ -1,0 +1,103 @@
+// Evaluation speed: the network by the number of changed pieces and from scratch, the hand-crafted evaluation,
+// and the start-up costs of the evaluation room.
+#include "eval/eval_params.h"
+#include "eval/evaluate.h"
+#include "eval/hce.h"
+#include "eval/inference.h"
+#include "eval/kpk.h"
+#include "eval/network.h"
+#include "position/position.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr const char* MIDDLE_GAME = "r1bq1rk1/pp2bppp/2n1pn2/3p4/3P4/2NB1N2/PP3PPP/R1BQ1RK1 w - -";
+
+void start_evaluation() {
+    static bool started = false;
+    if (started) return;
+    started = true;
+    init_tables();
+    init_zobrist();
+    init_eval_params();
+    load_network();
+}
+
+Position position_of(const char* fen) {
+    const auto game = std::make_unique<GameState>();
+    Position position{};
+    init_game_state(*game, position);
+    set_position(position, fen);
+    return position;
+}
+
+// Each position has so many pieces less or more than the one before it: first taken off at random, then put back,
+// so that the rows come from everywhere in the weights as they do in a search.
+std::vector<Position> neighbours(int changed) {
+    std::vector<Position> positions;
+    std::mt19937 random(1);
+    const Position full = position_of(MIDDLE_GAME);
+    for (int i = 0; i < 500; ++i) {
+        Position thinned = full;
+        for (int n = 0; n < changed;) {
+            const int square = static_cast<int>(random() % 64);
+            const int piece = thinned.board[square];
+            if (!piece || type_of(piece) == KING) continue;
+            thinned.board[square] = 0;
+            thinned.pieces[colour_of(piece)][0] &= ~bit(square);
+            thinned.pieces[colour_of(piece)][type_of(piece)] &= ~bit(square);
+            ++n;
+        }
+        positions.push_back(thinned);
+        positions.push_back(full);
+    }
+    return positions;
+}
+
+void network_changes(benchmark::State& state, int changed, int ply) {
+    start_evaluation();
+    const std::vector<Position> positions = neighbours(changed);
+    NetworkState network_state{};
+    std::size_t next = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(nn_evaluate(network_state, positions[next], ply));
+        next = next + 1 < positions.size() ? next + 1 : 0;
+    }
+    free_network_state(network_state);
+}
+
+void BM_network_update(benchmark::State& state) {
+    network_changes(state, static_cast<int>(state.range(0)), 5);
+}
+BENCHMARK(BM_network_update)->DenseRange(0, 6);
+
+void BM_network_refresh(benchmark::State& state) {
+    network_changes(state, 1, 1);
+}
+BENCHMARK(BM_network_refresh);
+
+void BM_hand_crafted(benchmark::State& state) {
+    start_evaluation();
+    const std::vector<Position> positions = neighbours(2);
+    const auto hce_state = std::make_unique<HceState>();
+    std::size_t next = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(hce_evaluate(*hce_state, positions[next], 5));
+        next = next + 1 < positions.size() ? next + 1 : 0;
+    }
+}
+BENCHMARK(BM_hand_crafted);
+
+void BM_build_kpk_table(benchmark::State& state) {
+    start_evaluation();
+    for (auto _ : state) build_kpk_table();
+}
+BENCHMARK(BM_build_kpk_table);
+
+}  // namespace

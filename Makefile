@@ -1,0 +1,56 @@
+# What people type. `make run` and `make test` install what is missing, build and go; see README.md.
+#   make run [ARGS=-c]     make test     make bench     make lint     make format
+#   make install [PREFIX=/usr/local]     make clean
+PREFIX ?= /usr/local
+JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
+ARGS ?=
+BUILD := build/release
+SETUP := sh scripts/setup.sh
+# The interpreter that has the test clients' package: the project's own environment once setup.sh has made it.
+PYTHON = $(shell [ -x .venv/bin/python ] && echo $(CURDIR)/.venv/bin/python || command -v python3)
+SOURCES = $(shell find Source Tests Benchmarks -name '*.cpp' -o -name '*.h')
+
+# Ninja where it is installed; a build folder that exists keeps the generator that it was made with.
+ifneq ($(shell command -v ninja),)
+export CMAKE_GENERATOR ?= Ninja
+endif
+
+.DEFAULT_GOAL := tarn
+.PHONY: tarn run test bench install lint format clean
+
+tarn:
+	@$(SETUP) build
+	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
+	@cmake --build $(BUILD) --target tarn -j $(JOBS)
+
+run: tarn
+	@exec $(BUILD)/tarn $(ARGS)
+
+test:
+	@$(SETUP) build test
+	@cmake --preset release -DTARN_TESTS=ON -DPython3_EXECUTABLE="$(PYTHON)"
+	@cmake --build $(BUILD) -j $(JOBS)
+	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+bench:
+	@$(SETUP) build bench
+	@cmake --preset bench
+	@cmake --build build/bench -j $(JOBS)
+	@build/bench/tarn_benchmarks $(ARGS)
+
+install: tarn
+	@cmake --install $(BUILD) --prefix "$(PREFIX)"
+
+lint:
+	@$(SETUP) build lint
+	@python3 scripts/check_includes.py
+	@cmake -S . -B build/lint -DTARN_TESTS=OFF -DTARN_LTO=OFF -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null
+	@find Source -name '*.cpp' ! -name '*_windows.cpp' | sort | \
+	    xargs -P $(JOBS) -n 1 clang-tidy -p build/lint --quiet --warnings-as-errors='*'
+
+format:
+	@$(SETUP) format
+	@clang-format -i $(SOURCES)
+
+clean:
+	@rm -rf build

@@ -1,0 +1,31 @@
+// The command line: switches that set values or select what the program runs.
+#pragma once
+
+// What start-up ends by running.
+enum class RunMode {
+    PLAY,
+    EPD_ANALYSIS,
+    PGN_SCAN,
+    BENCH,
+    BOOK_BUILD,
+    BOOK_BUILD2,
+    MAKE_CONFIG,
+    MAKE_TRAIN_DATA,
+    GEN_TRAIN_DATA,
+    EPD_TO_BIN,
+    BIN_TO_EPD,
+    PRUNE_NET,
+    TRAIN,
+    TRAIN2,
+};
+
+// What the switches say beside the settings.
+struct CommandLine {
+    RunMode mode = RunMode::PLAY;
+    bool bench_on_calling_thread = false;
+    char training_file[150] = "";
+};
+
+// Applies the switches to `settings` (and the strength target to `search_control`), left to right. False when a
+// tool lacks its arguments: the program then ends with status 1.
+bool read_command_line(int count, const char* const* arguments, CommandLine& command_line);

@@ -1,0 +1,276 @@
+// Console dispatch and the commands that play, replay and set up games.
+#include "frontend/console.h"
+
+#include "book/book_probe.h"
+#include "frontend/console_line.h"
+#include "frontend/game_stack.h"
+#include "frontend/options.h"
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "frontend/uci.h"
+#include "frontend/words.h"
+#include "position/make_move.h"
+#include "position/notation.h"
+#include "search/search_control.h"
+#include "search/search_params.h"
+#include "search/search_thread.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t MAX_WORD = 127;
+constexpr std::size_t SHORTEST_TEST = 8;  // characters of a test line that holds a position
+constexpr int MOVES_PER_SAVED_LINE = 11;
+constexpr const char* TEST_FILE = "test.epd";
+constexpr const char* SAVE_FILE = "tmp.pgn";
+
+GameState& game() {
+    return game_record->game;
+}
+Position& board() {
+    return game_record->position;
+}
+int move_number() {
+    return game().game_ply / 2 + 1;
+}
+
+void show_board() {
+    display_position(board());
+}
+
+void reset_clocks() {
+    for (auto& clock : search_control.clock) clock = settings.level_time;
+}
+
+ConsoleLine split_line(std::string_view text) {
+    ConsoleLine line;
+    line.text = text;
+    for (std::string& word : line.words) word = next_word(text).substr(0, MAX_WORD);
+    return line;
+}
+
+void show_after_move() {
+    if (settings.debug) show_evaluation();
+    show_board();
+}
+
+// --- Positions -----------------------------------------------------------------------------------------------
+
+void new_command(const ConsoleLine&) {
+    set_game_position(START_FEN);
+    show_board();
+    reset_clocks();
+}
+
+void fen_command(const ConsoleLine& line) {
+    const std::size_t at = line.text.find("fen ");
+    set_game_position(at == std::string_view::npos ? std::string_view() : line.text.substr(at + 4));
+    show_board();
+}
+
+void board_command(const ConsoleLine&) {
+    show_after_move();
+}
+
+// The first line of the test file, comments left out, that carries the id; empty when there is none.
+std::string find_test(std::FILE* file, const std::string& id) {
+    const std::string wanted = "id \"" + id + "\"";
+    std::string line;
+    for (int c = 0; c != EOF;) {
+        line.clear();
+        while ((c = std::getc(file)) != EOF && c != '\n') line += static_cast<char>(c);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.empty() || line[0] == ';' || line[0] == ' ') continue;
+        if (line.find(wanted) != std::string::npos) return line;
+    }
+    return {};
+}
+
+void get_command(const ConsoleLine& line) {
+    std::FILE* file = std::fopen(TEST_FILE, "r");
+    if (!file) return;
+    const std::string test = find_test(file, line.words[1]);
+    std::fclose(file);
+    print_line(test);
+    if (test.size() > SHORTEST_TEST) set_game_position(test);
+    show_board();
+    clear_hash_table();
+}
+
+// --- Thinking ------------------------------------------------------------------------------------------------
+
+void request_search() {
+    search_control.infinite = false;
+    search_control.think_flags = THINK_GO;
+}
+
+void play_command(const ConsoleLine&) {
+    if (!require_playable()) return;
+    settings.own_book = 1;
+    search_control.play_move = true;
+    request_search();
+}
+
+void self_play_command(const ConsoleLine&) {
+    if (!require_playable()) return;
+    settings.ponder = 0;
+    search_control.self_play = true;
+    request_search();
+}
+
+void analyse_command(const ConsoleLine& line) {
+    if (!require_playable()) return;
+    settings.level_time = UNLIMITED_TIME;
+    settings.depth_limit = MAX_DEPTH;
+    settings.level_moves = 1;
+    settings.own_book = 0;
+    if (!line.words[1].empty()) {
+        settings.depth_limit = static_cast<std::int8_t>(read_int(line.words[1], 0, MAX_DEPTH));
+    }
+    if (search_control.hash_enabled <= 1) clear_hash_table();
+    request_search();
+}
+
+// --- Moves ---------------------------------------------------------------------------------------------------
+
+bool room_for_move() {
+    if (game().game_ply < MAX_GAME_MOVES) return true;
+    print_format("the game is full: %d moves", MAX_GAME_MOVES);
+    return false;
+}
+
+void play_text(std::string_view text) {
+    Move move = NULL_MOVE;
+    if (!parse_move(board(), text, move)) {
+        print_raw("invalid: %s%s\n", square_names[move_from(move)], square_names[move_to(move)]);
+        return;
+    }
+    if (!room_for_move()) return;
+    const std::string typed(text.substr(0, text.find('+')));
+    print_format("%d. move %s", move_number(), typed.c_str());
+    make_game_move(move);
+    clear_redo_move();
+    show_after_move();
+}
+
+void move_command(const ConsoleLine& line) {
+    play_text(line.words[1]);
+}
+
+void undo_command(const ConsoleLine&) {
+    if (game().game_ply == 0) return;
+    unmake_game_move();
+    show_after_move();
+}
+
+void redo_command(const ConsoleLine&) {
+    const Move move = redo_move();
+    if (move == NULL_MOVE || !room_for_move()) return;
+    const std::string text = move_to_text(board(), board().side, move);
+    print_format("%d%s move %s", move_number(), board().side == WHITE ? "." : "...", text.c_str());
+    make_game_move(move);
+    show_after_move();
+}
+
+void take_back_all() {
+    while (game().game_ply > 0) unmake_game_move();
+}
+
+void jump_command(const ConsoleLine& line) {
+    const int target = 2 * read_int(line.words[1], 0, GAME_STACK_SIZE) - 2;
+    take_back_all();
+    while (game().game_ply < std::min(target, MAX_GAME_MOVES) && redo_move() != NULL_MOVE) make_game_move(redo_move());
+    show_board();
+}
+
+void save_command(const ConsoleLine&) {
+    std::FILE* file = std::fopen(SAVE_FILE, "a");
+    if (!file) return;
+    const int count = game().game_ply;
+    take_back_all();
+    std::string text = "[Event \"Unknown\"]\n";
+    while (game().game_ply < count) {
+        const Move move = redo_move();
+        text += move_to_san(board(), move).san + ' ';
+        make_game_move(move);
+        if (game().game_ply % MOVES_PER_SAVED_LINE == 0) text += '\n';
+    }
+    text += "\n\n";
+    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (std::fclose(file) != 0 || !written) print_format("cannot write %s", SAVE_FILE);
+}
+
+void book_command(const ConsoleLine&) {
+    for (const char* file : {settings.book_file, settings.book2_file}) {
+        book_probe(board(), file);
+        print_line("");
+    }
+}
+
+// --- Dispatch ------------------------------------------------------------------------------------------------
+
+void no_effect(const ConsoleLine&) {}
+
+struct Command {
+    const char* word;
+    void (*run)(const ConsoleLine& line);
+};
+
+constexpr Command COMMANDS[] = {
+    {"new", new_command},
+    {"fen", fen_command},
+    {"mv", play_command},
+    {"go", analyse_command},
+    {"an", analyse_command},
+    {"bd", board_command},
+    {"self", self_play_command},
+    {"get", get_command},
+    {"pv", line_command},
+    {"trace", no_effect},
+    {"ev", [](const ConsoleLine&) { show_evaluation(); }},
+    {"ev2", network_report_command},
+    {"sp", parameter_command},
+    {"lmr", [](const ConsoleLine&) { print_search_parameters(); }},
+    {"undo", undo_command},
+    {"[", undo_command},
+    {"]", redo_command},
+    {"save", save_command},
+    {"jump", jump_command},
+    {"edit", edit_command},
+    {"book", book_command},
+    {"tag", no_effect},
+    {"perft", perft_command},
+    {"swap", swap_command},
+    {"reverse", reverse_command},
+    {"set", set_command},
+    {"move", move_command},
+};
+
+}  // namespace
+
+bool require_playable() {
+    if (is_playable(board())) return true;
+    print_line("illegal position");
+    return false;
+}
+
+void console_command(std::string_view text) {
+    const ConsoleLine line = split_line(text);
+    const std::string& word = line.words[0];
+    if (word.empty()) return;
+    const bool searching = search_control.think_flags != 0;
+    if (word == "quit") {
+        settings.quit = 1;
+        if (searching) stop_search();
+    } else if (word == ".") {
+        search_control.stop = 1;
+    } else if (!searching) {
+        for (const Command& command : COMMANDS) {
+            if (word == command.word) return command.run(line);
+        }
+        play_text(word);
+    }
+}

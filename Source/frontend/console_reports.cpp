@@ -1,0 +1,148 @@
+// The console's looks into the engine: evaluation, network, exchanges, stored line and perft.
+#include "eval/eval_trace.h"
+#include "eval/inference.h"
+#include "eval/network.h"
+#include "frontend/console_line.h"
+#include "frontend/game_stack.h"
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "frontend/words.h"
+#include "platform/clock.h"
+#include "position/make_move.h"
+#include "position/notation.h"
+#include "position/perft.h"
+#include "position/see.h"
+#include "search/hash_table.h"
+#include "search/parallel.h"
+#include "search/search.h"
+#include "search/search_control.h"
+#include "search/search_thread.h"
+
+#include <cmath>
+#include <string>
+
+namespace {
+
+constexpr double REPORTED_CENTIPAWNS = 15;
+constexpr int MAX_PERFT_DEPTH = 20;
+
+GameState& game() {
+    return game_record->game;
+}
+Position& board() {
+    return game_record->position;
+}
+
+void show_last_move() {
+    const int ply = game().game_ply;
+    if (ply == 0) return;
+    const Move move = game().game_stack[ply - 1].move;
+    print_raw("last move was ");
+    print_raw(board().side == BLACK ? "%d. %s%s\n" : "%d... %s%s\n", (ply + 1) / 2, square_names[move_from(move)],
+              square_names[move_to(move)]);
+}
+
+// Quiescence score of the root shown last; a root in check has none and leaves it as it was.
+int root_qscore = 0;
+
+// A search of depth 0 fills the first thread's record with the root's static values; the quiescence search
+// of that root is then asked again for its score.
+void search_depth_zero() {
+    const std::int8_t depth_limit = settings.depth_limit;
+    settings.depth_limit = 0;
+    analysis_search();
+    settings.depth_limit = depth_limit;
+    SearchThread* thread = search_threads[0];
+    if (settings.threads > 0 && thread && !thread->stack[1].in_check) {
+        Move line[LINE_SIZE] = {};
+        search_control.stop = 0;
+        root_qscore = quiesce(*thread, thread->position.side, 1, 0, NO_SCORE, -NO_SCORE, NODE_PV, line);
+    }
+    search_control.think_flags = 0;
+}
+
+void trace(int detail) {
+    eval_trace(game_record->eval, board(), root_qscore, detail);
+}
+
+// Prints the strong contributions of one perspective's neurons and returns the sum of all of them.
+double report_perspective(const char* name, const std::int16_t* sums, const std::int16_t* weights, double unit) {
+    print_raw("%s nodes contributing more than %.0f cp\n", name, REPORTED_CENTIPAWNS);
+    double total = 0;
+    for (int i = 0; i < network.hidden; ++i) {
+        const double contribution = static_cast<double>(sums[i]) * weights[i] * unit;
+        total += contribution;
+        if (std::fabs(contribution) > REPORTED_CENTIPAWNS) {
+            print_raw("%4d.  %5d * %5d ->  %5.0f\n", i, sums[i], weights[i], contribution);
+        }
+    }
+    return total;
+}
+
+}  // namespace
+
+void show_evaluation() {
+    if (!require_playable()) return;
+    show_last_move();
+    search_depth_zero();
+    trace(1);
+}
+
+void parameter_command(const ConsoleLine&) {
+    if (require_playable()) trace(2);
+}
+
+void network_report_command(const ConsoleLine&) {
+    if (!require_playable()) return;
+    if (!network.complete) {
+        print_line("no complete network");
+        return;
+    }
+    NetworkState& state = game_record->eval.network;
+    if (nn_evaluate(state, board(), 1) == NO_SCORE) return;
+    const double quantisation = network.quantisation;
+    const double unit = network.scale / (quantisation * quantisation);
+    const int hidden = network.hidden;
+    // The side to move's sums meet the first half of the output row.
+    const std::int16_t* weights[2] = {state.output_row, state.output_row + hidden};
+    const int side = board().side;
+    const double white = report_perspective("HL1wp", state.accumulator, weights[side], unit);
+    const double black = report_perspective("HL1bp", state.accumulator + hidden, weights[side ^ 1], unit);
+    print_raw("\neval= %5.0f, ev_wp= %5.0f, ev_bp= %5.0f, output node= %d\n\n", white + black, white, black,
+              state.output_bucket);
+}
+
+void swap_command(const ConsoleLine&) {
+    for (int square = 0; square < 64; ++square) {
+        const int piece = board().board[square];
+        if (!piece) continue;
+        const int enemy = colour_of(piece) ^ 1;
+        if (!is_attacked(board(), square, enemy)) continue;
+        print_raw("sq= %s, swap1= %4d\n", square_names[square], std::max(see(board(), enemy, NO_SQUARE, square), 0));
+    }
+}
+
+void line_command(const ConsoleLine&) {
+    Move line[LINE_SIZE] = {};
+    if (is_playable(board())) extend_line_from_hash(*game_record, 1, line);
+    game().search_ply = 1;
+
+    std::string text;
+    int count = 0;
+    for (const Move* move = line + 1; *move != NULL_MOVE; ++move, ++count) {
+        text += move_to_san(board(), *move).san + ' ';
+        make_game_move(*move);
+    }
+    print_raw("PV: %s\n\n", text.c_str());
+    display_position(board());
+    for (; count > 0; --count) unmake_game_move();
+}
+
+void perft_command(const ConsoleLine& line) {
+    if (!require_playable()) return;
+    const int depth = read_int(line.words[1], 1, MAX_PERFT_DEPTH);
+    const double start = monotonic_seconds();
+    const auto nodes = static_cast<double>(perft(board(), depth));
+    const double seconds = monotonic_seconds() - start + 0.0001;
+    print_format("visited %0.0f nodes in %0.3f seconds, nps= %0.0f", nodes, seconds, nodes / (seconds + 0.001));
+}

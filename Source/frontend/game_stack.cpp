@@ -1,0 +1,42 @@
+// The front end's game record: a thin layer over making moves that keeps its stack within bounds.
+#include "frontend/game_stack.h"
+
+#include "position/make_move.h"
+#include "search/search_thread.h"
+
+#include <cstring>
+
+void set_game_position(std::string_view fen) {
+    set_position(game_record->position, fen);
+    clear_redo_move();
+}
+
+void make_game_move(Move move) {
+    make_move(game_record->position, move);
+    game_record->game.search_ply = 1;
+}
+
+void unmake_game_move() {
+    unmake_move(game_record->position);
+    game_record->game.search_ply = 1;
+}
+
+void clear_redo_move() {
+    game_record->game.game_stack[game_record->game.game_ply].move = NULL_MOVE;
+}
+
+Move redo_move() {
+    return game_record->game.game_stack[game_record->game.game_ply].move;
+}
+
+void trim_game_stack(GameState& game, int rule50) {
+    const int count = game.game_ply;
+    if (count <= MAX_GAME_MOVES) return;
+    constexpr int SATURATED = 255;  // the half-move clock then no longer tells where the last irreversible move was
+    const bool irreversible_move_known = rule50 < count && rule50 < SATURATED;
+    // An even number keeps the move numbers with their side.
+    const int dropped = (irreversible_move_known ? count - rule50 : count / 2) & ~1;
+    std::memmove(game.game_stack, game.game_stack + dropped,
+                 sizeof(UndoRecord) * static_cast<std::size_t>(count - dropped));
+    game.game_ply = static_cast<std::int16_t>(count - dropped);
+}

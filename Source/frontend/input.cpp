@@ -1,0 +1,134 @@
+// Line assembly and dispatch. Reading bytes is the platform's part.
+#include "frontend/input.h"
+
+#include "frontend/console.h"
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "frontend/uci.h"
+#include "platform/clock.h"
+#include "platform/console_input.h"
+#include "search/search_control.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+constexpr char SEPARATOR = '@';
+constexpr std::size_t CHUNK = 65536;
+constexpr int WAIT_MILLISECONDS = 1000;
+
+LineBuffer buffered;
+bool opened = false;
+bool input_ended = false;
+bool end_quits = true;
+
+void read_chunk() {
+    if (!opened) open_console_input();
+    opened = true;
+    static char buffer[CHUNK];
+    std::size_t count = 0;
+    switch (read_available_input(buffer, CHUNK, count)) {
+        case InputStatus::NONE: break;
+        case InputStatus::DATA: append_input(buffered, buffer, count); break;
+        case InputStatus::FAILED: print_line("error reading input"); [[fallthrough]];  // it would fail for ever
+        case InputStatus::END_OF_FILE: input_ended = true; break;
+    }
+}
+
+// Reads only when no complete line is left over, so that a fast writer cannot fill our memory.
+bool next_line(std::string& line) {
+    int too_long = 0;
+    bool found = take_line(buffered, false, line, too_long);
+    if (!found && !input_ended) {
+        read_chunk();
+        found = take_line(buffered, false, line, too_long);
+    }
+    if (!found && input_ended) found = take_line(buffered, true, line, too_long);
+    for (; too_long > 0; --too_long) print_line("info string line too long");
+    return found;
+}
+
+void handle_line(const std::string& line) {
+    if (settings.uci_mode || line == "uci") {
+        uci_command(line);
+    } else {
+        log_command(line);
+        console_command(line);
+    }
+}
+
+// Nothing but a command would end it: pondering, or neither time nor nodes nor depth set a bound.
+bool search_is_unlimited(std::uint16_t think_flags) {
+    return (think_flags & THINK_PONDER) || search_control.infinite ||
+           (settings.level_moves == 1 && settings.level_time >= UNLIMITED_TIME && settings.node_limit == 0 &&
+            settings.depth_limit >= MAX_DEPTH);
+}
+
+// Nobody is left to say "stop" or "quit".
+void act_on_end_of_input() {
+    if (!end_quits) return;
+    search_control.self_play = false;
+    const std::uint16_t flags = search_control.think_flags;
+    if (flags == 0) {
+        settings.quit = 1;
+    } else if ((flags & (THINK_CLOCK | THINK_PONDER)) && search_is_unlimited(flags)) {
+        stop_search();
+    }
+}
+
+}  // namespace
+
+void append_input(LineBuffer& buffer, const char* bytes, std::size_t size) {
+    std::string& pending = buffer.pending;
+    const auto start = static_cast<std::ptrdiff_t>(pending.size());
+    pending.append(bytes, size);
+    const auto ends_line = [](char c) { return c == '\0' || c == '\n' || c == '\r'; };
+    std::replace_if(pending.begin() + start, pending.end(), ends_line, SEPARATOR);
+}
+
+bool take_line(LineBuffer& buffer, bool end_of_input, std::string& line, int& too_long) {
+    std::string& pending = buffer.pending;
+    for (;;) {
+        std::size_t end = pending.find(SEPARATOR, buffer.scanned);
+        const bool complete = end != std::string::npos;
+        if (!complete) end = buffer.scanned = pending.size();
+        if (end > MAX_LINE && !buffer.dropping) {
+            ++too_long;
+            buffer.dropping = true;
+        }
+        if (!complete && buffer.dropping) {
+            pending.clear();
+            buffer.scanned = 0;
+        }
+        if (!complete && (buffer.dropping || !end_of_input || end == 0)) return false;
+
+        const bool keep = !buffer.dropping;
+        if (keep) line.assign(pending, 0, end);
+        buffer.dropping = false;
+        pending.erase(0, std::min(pending.find_first_not_of(SEPARATOR, end), pending.size()));
+        buffer.scanned = 0;
+        if (keep && !line.empty()) return true;
+    }
+}
+
+void poll_input() {
+    std::string line;
+    if (next_line(line)) {
+        handle_line(line);
+    } else if (input_ended) {
+        act_on_end_of_input();
+    }
+}
+
+bool wait_for_line(std::string& line) {
+    for (;;) {
+        if (next_line(line)) return true;
+        if (input_ended) return false;
+        wait_for_input(WAIT_MILLISECONDS);
+    }
+}
+
+void ignore_end_of_input() {
+    end_quits = false;
+}

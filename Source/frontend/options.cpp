@@ -1,0 +1,243 @@
+// The option table and what setting an option entails.
+#include "frontend/options.h"
+
+#include "eval/evaluate.h"
+#include "eval/network.h"
+#include "frontend/config_file.h"
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "frontend/words.h"
+#include "search/hash_table.h"
+#include "search/search_control.h"
+#include "syzygy/tbprobe.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <span>
+
+namespace {
+
+enum class OptionKind { CHECK, SPIN, STRING, BUTTON };
+
+// Where the default that is listed comes from.
+enum class Listed { DEFAULT_COPY, CURRENT };
+
+struct Option {
+    const char* name;
+    OptionKind kind;
+    int min = 0;
+    int max = 0;
+    Listed listed = Listed::DEFAULT_COPY;
+    int (*get)(const Settings&) = nullptr;
+    void (*set)(Settings&, int) = nullptr;
+    std::span<char> (*text)(Settings&) = nullptr;
+    void (*after)(int value) = nullptr;                              // work that a new value entails
+    void (*list)(const Option&) = nullptr;                           // listing that differs from its kind's
+    void (*apply)(const Option&, std::string_view value) = nullptr;  // setting that differs from its kind's
+};
+
+template <auto FIELD>
+constexpr int get_field(const Settings& s) {
+    return s.*FIELD;
+}
+
+template <auto FIELD>
+constexpr void set_field(Settings& s, int value) {
+    s.*FIELD = static_cast<std::remove_reference_t<decltype(s.*FIELD)>>(value);
+}
+
+template <auto FIELD>
+constexpr std::span<char> text_field(Settings& s) {
+    return s.*FIELD;
+}
+
+template <auto FIELD>
+constexpr Option check(const char* name, Listed listed = Listed::DEFAULT_COPY) {
+    Option option{name, OptionKind::CHECK, 0, 1, listed};
+    option.get = get_field<FIELD>;
+    option.set = set_field<FIELD>;
+    return option;
+}
+
+template <auto FIELD>
+constexpr Option spin(const char* name, int min, int max, Listed listed = Listed::DEFAULT_COPY) {
+    Option option{name, OptionKind::SPIN, min, max, listed};
+    option.get = get_field<FIELD>;
+    option.set = set_field<FIELD>;
+    return option;
+}
+
+template <auto FIELD>
+constexpr Option string(const char* name, Listed listed = Listed::DEFAULT_COPY) {
+    Option option{name, OptionKind::STRING, 0, 0, listed};
+    option.text = text_field<FIELD>;
+    return option;
+}
+
+constexpr Option with_after(Option option, void (*after)(int)) {
+    option.after = after;
+    return option;
+}
+
+constexpr Option with_list(Option option, void (*list)(const Option&)) {
+    option.list = list;
+    return option;
+}
+
+// --- Listing -------------------------------------------------------------------------------------------------
+
+Settings& listed_settings(const Option& option) {
+    return option.listed == Listed::CURRENT ? settings : default_settings;
+}
+
+void print_spin(const char* name, int value, int min, int max) {
+    print_format("option name %s type spin default %d min %d max %d", name, value, min, max);
+}
+
+// The setter also takes 0 threads; interfaces are not offered that.
+void list_threads(const Option& option) {
+    print_spin(option.name, 1, 1, option.max);
+}
+
+// Full strength is what this machine was measured to reach.
+void list_elo(const Option& option) {
+    const int full_strength = static_cast<int>(settings.max_elo);
+    if (default_settings.uci_elo == 0) default_settings.uci_elo = static_cast<std::int16_t>(full_strength);
+    print_spin(option.name, default_settings.uci_elo, option.min, full_strength);
+}
+
+void list_opponent(const Option& option) {
+    print_format("option name %s type string default ", option.name);
+}
+
+void list_option(const Option& option) {
+    if (option.list) return option.list(option);
+    Settings& from = listed_settings(option);
+    switch (option.kind) {
+        case OptionKind::CHECK: print_option_check(option.name, option.get(from) != 0); break;
+        case OptionKind::SPIN: print_spin(option.name, option.get(from), option.min, option.max); break;
+        case OptionKind::STRING:
+            print_format("option name %s type string default %s", option.name, option.text(from).data());
+            break;
+        case OptionKind::BUTTON: print_format("option name %s type button", option.name); break;
+    }
+}
+
+// --- Setting -------------------------------------------------------------------------------------------------
+
+void report_value(const char* name, int value) {
+    print_format("info string %s set to %d", name, value);
+}
+
+// Scores of one evaluation must not meet those of another.
+void forget_scores() {
+    invalidate_eval_caches();
+    clear_hash_table();
+}
+
+void reallocate_hash(int) {
+    if (!hash_allocate()) std::exit(-1);
+}
+
+void reload_network(int) {
+    load_network();
+    forget_scores();
+}
+
+void widen_seven_piece_depth(int value) {
+    settings.syzygy_probe_depth7 = static_cast<std::int8_t>(std::max(value, 7));
+}
+
+void press_clear_hash(const Option&, std::string_view) {
+    clear_hash_table();
+    print_line("info string Hash table cleared");
+}
+
+void apply_use_nn(const Option& option, std::string_view value) {
+    const int use = value.find("true") != std::string_view::npos;
+    report_value(option.name, use);
+    if (settings.use_nn == use) return;
+    settings.use_nn = static_cast<std::uint8_t>(use);
+    forget_scores();
+}
+
+// "title rating computer|human name"; only the rating counts.
+void apply_opponent(const Option& option, std::string_view value) {
+    const std::size_t blank = value.find(' ');
+    const std::string_view rating = blank == std::string_view::npos ? "" : value.substr(blank);
+    const int elo = read_int(rating, option.min, option.max);
+    report_value("opponent_elo", elo);
+    option.set(settings, elo);
+}
+
+void apply_option(const Option& option, std::string_view value) {
+    if (option.apply) return option.apply(option, value);
+    int number = 0;
+    if (option.kind == OptionKind::STRING) {
+        copy_text(option.text(settings), value);
+        print_format("info string %s set to '%s'", option.name, option.text(settings).data());
+    } else {
+        number = option.kind == OptionKind::CHECK ? value.find("true") != std::string_view::npos
+                                                  : read_int(value, option.min, option.max);
+        report_value(option.name, number);
+        option.set(settings, number);
+    }
+    if (option.after) option.after(number);
+}
+
+constexpr Option with_apply(Option option, void (*apply)(const Option&, std::string_view)) {
+    option.apply = apply;
+    return option;
+}
+
+// In the order of the listing.
+constexpr Option OPTIONS[] = {
+    with_after(string<&Settings::config_file>("ConfigFilePath"), [](int) { load_config(); }),
+    with_after(spin<&Settings::hash_mb>("Hash", 0, 32768, Listed::CURRENT), reallocate_hash),
+    with_list(spin<&Settings::threads>("Threads", 0, 160), list_threads),
+    with_apply({"Clear Hash", OptionKind::BUTTON}, press_clear_hash),
+    with_after(string<&Settings::nn_file>("NN_File", Listed::CURRENT), reload_network),
+    with_apply(check<&Settings::use_nn>("Use_NN_eval", Listed::CURRENT), apply_use_nn),
+    check<&Settings::own_book>("OwnBook"),
+    string<&Settings::book_file>("OwnBook_File"),
+    spin<&Settings::book_depth>("OwnBook_Depth", 0, 60),
+    string<&Settings::book2_file>("OwnBook2_File"),
+    spin<&Settings::book2_depth>("OwnBook2_Depth", 0, 60),
+    spin<&Settings::book_variety>("OwnBook_Variety", 0, 100),
+    with_after(string<&Settings::syzygy_path>("SyzygyPath"), [](int) { tb_init(); }),
+    with_after(spin<&Settings::syzygy_probe_depth>("SyzygyProbeDepth6", -5, 100), widen_seven_piece_depth),
+    with_after(check<&Settings::log>("Log"), [](int) { open_log(); }),
+    check<&Settings::ponder>("Ponder"),
+    spin<&Settings::multipv>("MultiPV", 1, 255),
+    check<&Settings::chess960>("UCI_Chess960", Listed::CURRENT),
+    spin<&Settings::move_overhead>("MoveOverhead", 0, 1000),
+    check<&Settings::limit_strength>("UCI_LimitStrength"),
+    with_list(spin<&Settings::uci_elo>("UCI_Elo", 1500, 3300), list_elo),
+    with_list(with_apply(spin<&Settings::opponent_elo>("UCI_Opponent", 0, 4000), apply_opponent), list_opponent),
+    spin<&Settings::contempt>("Contempt", -150, 150),
+    spin<&Settings::selectivity>("Selectivity", 0, 200),
+};
+
+}  // namespace
+
+void set_option(std::string_view name, std::string_view value) {
+    for (const Option& option : OPTIONS) {
+        if (name == option.name) return apply_option(option, value);
+    }
+}
+
+void print_option_list() {
+    print_format("id name %s", ENGINE_NAME);
+    print_format("id author %s", ENGINE_AUTHOR);
+    for (const Option& option : OPTIONS) list_option(option);
+    print_line("uciok");
+}
+
+void print_option_check(const char* name, bool value) {
+    print_format("option name %s type check default %s", name, value ? "true" : "false");
+}
+
+void clear_hash_table() {
+    search_control.hash_fill = 0;
+    if (search_control.hash_enabled && hash_exists()) hash_clear();
+}

@@ -1,0 +1,14 @@
+// The options that interfaces and configuration files set: one table, walked by the listing and by the setter.
+#pragma once
+
+#include <string_view>
+
+// Applies one option and reports it; unknown names are ignored. Main thread, while no search runs.
+void set_option(std::string_view name, std::string_view value);
+
+// The answer to `uci`: identification, every option with its default and range, "uciok".
+void print_option_list();
+void print_option_check(const char* name, bool value);
+
+// Empties the transposition table where there is one in use, and its fill estimate.
+void clear_hash_table();

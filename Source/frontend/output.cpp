@@ -1,0 +1,129 @@
+// The line printer and the log file. One spin lock covers every write, and is never held while anything waits
+// but the write itself.
+#include "frontend/output.h"
+
+#include "frontend/settings.h"
+#include "platform/file_ops.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+namespace {
+
+constexpr const char* LOG_NAME = "tarn.log";
+constexpr std::size_t SHORT_LINE = 1024;  // longer lines take memory from the heap
+
+std::atomic_flag output_lock = ATOMIC_FLAG_INIT;
+std::FILE* log_file = nullptr;
+
+struct OutputGuard {
+    OutputGuard() {
+        // A reader that is slow to empty its pipe holds the owner inside write: let others have the processor.
+        for (int spins = 0; output_lock.test_and_set(std::memory_order_acquire); ++spins) {
+            if (spins >= 100) std::this_thread::yield();
+        }
+    }
+    ~OutputGuard() { output_lock.clear(std::memory_order_release); }
+    OutputGuard(const OutputGuard&) = delete;
+    OutputGuard& operator=(const OutputGuard&) = delete;
+};
+
+// One write for the whole line, so that a reader never sees half of one.
+void write_flushed(std::FILE* file, const char* data, std::size_t size) {
+    std::fwrite(data, 1, size, file);
+    std::fflush(file);
+}
+
+// `line` includes its newline.
+void emit(const char* line, std::size_t size) {
+    const OutputGuard guard;
+    write_flushed(stdout, line, size);
+    if (settings.log && log_file) write_flushed(log_file, line, size);
+}
+
+std::string format_long(std::size_t size, const char* format, std::va_list arguments) {
+    std::string text(size + 1, '\0');
+    std::vsnprintf(text.data(), size + 1, format, arguments);
+    text.resize(size);
+    return text;
+}
+
+}  // namespace
+
+void print_line(std::string_view text) {
+    if (text.size() < SHORT_LINE) {
+        char line[SHORT_LINE];
+        std::memcpy(line, text.data(), text.size());
+        line[text.size()] = '\n';
+        emit(line, text.size() + 1);
+        return;
+    }
+    std::string line(text);
+    line += '\n';
+    emit(line.data(), line.size());
+}
+
+void print_format(const char* format, ...) {
+    char line[SHORT_LINE];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::va_list again;
+    va_copy(again, arguments);
+    const int size = std::vsnprintf(line, SHORT_LINE, format, arguments);
+    va_end(arguments);
+    if (size >= 0 && static_cast<std::size_t>(size) < SHORT_LINE) {
+        line[size] = '\n';
+        emit(line, static_cast<std::size_t>(size) + 1);
+    } else if (size >= 0) {
+        print_line(format_long(static_cast<std::size_t>(size), format, again));
+    }
+    va_end(again);
+}
+
+std::string format_text(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::va_list again;
+    va_copy(again, arguments);
+    const int size = std::vsnprintf(nullptr, 0, format, arguments);
+    va_end(arguments);
+    std::string text = size < 0 ? std::string() : format_long(static_cast<std::size_t>(size), format, again);
+    va_end(again);
+    return text;
+}
+
+void print_raw(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vprintf(format, arguments);
+    va_end(arguments);
+    std::fflush(stdout);
+}
+
+void open_log() {
+    if (!settings.log || log_file) return;
+    if (file_exists(LOG_NAME) && !delete_file(LOG_NAME)) {
+        print_line("log file in use.");
+        settings.log = 0;
+        return;
+    }
+    log_file = std::fopen(LOG_NAME, "w");
+    if (!log_file) settings.log = 0;
+}
+
+void close_log() {
+    if (log_file) std::fclose(log_file);
+    log_file = nullptr;
+}
+
+void log_command(std::string_view line) {
+    if (!settings.log || !log_file) return;
+    std::string entry = "CMD: ";
+    entry.append(line);
+    entry += '\n';
+    const OutputGuard guard;
+    write_flushed(log_file, entry.data(), entry.size());
+}

@@ -1,0 +1,183 @@
+// Start-up, dispatch and tear-down.
+#include "frontend/startup.h"
+
+#include "eval/eval_params.h"
+#include "eval/kpk.h"
+#include "eval/network.h"
+#include "frontend/command_line.h"
+#include "frontend/config_file.h"
+#include "frontend/game_stack.h"
+#include "frontend/input.h"
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "platform/clock.h"
+#include "platform/process.h"
+#include "position/bitboard.h"
+#include "search/hash_table.h"
+#include "search/parallel.h"
+#include "search/search_control.h"
+#include "search/search_thread.h"
+#include "search/think.h"
+#include "search/time_manager.h"
+#include "syzygy/tbprobe.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// --- Steps of start-up ---------------------------------------------------------------------------------------
+
+void prepare_process() {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    std::setvbuf(stdin, nullptr, _IONBF, 0);
+    survive_closed_output();
+    std::srand(monotonic_nanoseconds());
+}
+
+bool create_game_record() {
+    game_record = create_search_thread(GAME_RECORD_INDEX);
+    return game_record != nullptr;
+}
+
+void build_tables() {
+    init_tables();
+    build_kpk_table();
+}
+
+void set_timer_resolution() {
+    if (const char* failure = begin_timer_resolution()) print_line(failure);
+}
+
+// Everything that needs memory or files. False when the program cannot go on.
+bool bring_up_subsystems() {
+    print_format("info string Hello from %s", ENGINE_NAME);
+    settings.hash_mb = capped_hash_mb(settings.hash_mb, settings.depth_limit, settings.node_limit);
+    if (!hash_allocate()) return false;
+    set_timer_resolution();
+    if (settings.config_file[0] != '\0') load_config();
+    open_log();
+    init_eval_params();
+    load_network();
+    if (std::strlen(settings.syzygy_path) > 1) tb_init();
+    return true;
+}
+
+void tear_down() {
+    hash_free();
+    close_log();
+    free_search_threads();
+    end_timer_resolution();
+}
+
+// --- Run modes -----------------------------------------------------------------------------------------------
+
+constexpr const char* CALIBRATION_FEN = "rnb1k2r/1pq1bppp/p2p1n2/4p3/4P3/2N1BN2/PPP1BPPP/R2QK2R w KQkq -";
+constexpr std::uint64_t CALIBRATION_NODES = 35000;
+constexpr float CALIBRATION_SECONDS = 5.0f;
+
+// Measures this machine's speed with a search of fixed size. Only the result stays in the settings.
+void calibrate_speed() {
+    const Settings saved = settings;
+    set_game_position(CALIBRATION_FEN);
+    settings.node_limit = CALIBRATION_NODES;
+    settings.depth_limit = MAX_DEPTH;
+    settings.level_moves = 1;
+    settings.level_time = CALIBRATION_SECONDS;
+    settings.noise = SILENT;
+    settings.threads = 1;
+    settings.multipv = 1;
+    settings.limit_strength = 0;
+    analysis_search();
+    search_control.think_flags = 0;
+    settings = saved;
+
+    constexpr double TYPICAL_SPEEDUP = 1.18;  // of a longer search over this one
+    const double seconds = search_control.elapsed;
+    const double nodes = search_threads[0] ? static_cast<double>(search_threads[0]->nodes) : 0.0;
+    const double nps = nodes / (seconds + 0.002) * TYPICAL_SPEEDUP;
+    settings.calibration_nps = static_cast<float>(nps);
+    settings.max_elo = static_cast<float>(nps_to_elo(std::max(nps, 1.0)));
+    print_format("info string et= %.3f, calibration nps= %0.0f, elo= %0.0f", seconds,
+                 static_cast<double>(settings.calibration_nps), static_cast<double>(settings.max_elo));
+}
+
+int play(const CommandLine&) {
+    calibrate_speed();
+    think_loop(poll_input);
+    return 0;
+}
+
+// The start-up was all that was asked for.
+int make_config(const CommandLine&) {
+    return 0;
+}
+
+struct RunModeEntry {
+    RunMode mode;
+    const char* tool;
+    int (*run)(const CommandLine& command_line);  // returns the exit status; nullptr: not in this build
+};
+
+constexpr RunModeEntry RUN_MODES[] = {
+    {RunMode::PLAY, "engine", play},
+    {RunMode::EPD_ANALYSIS, "EPD analysis", nullptr},
+    {RunMode::PGN_SCAN, "PGN scan", nullptr},
+    {RunMode::BENCH, "benchmark", nullptr},
+    {RunMode::BOOK_BUILD, "book builder", nullptr},
+    {RunMode::BOOK_BUILD2, "repeated EPD analysis", nullptr},
+    {RunMode::MAKE_CONFIG, "configuration check", make_config},
+    {RunMode::MAKE_TRAIN_DATA, "training data maker", nullptr},
+    {RunMode::GEN_TRAIN_DATA, "training data splitter", nullptr},
+    {RunMode::EPD_TO_BIN, "EPD packer", nullptr},
+    {RunMode::BIN_TO_EPD, "EPD unpacker", nullptr},
+    {RunMode::PRUNE_NET, "network pruner", nullptr},
+};
+
+int run_mode(const CommandLine& command_line) {
+    if (command_line.mode != RunMode::PLAY) ignore_end_of_input();
+    for (const RunModeEntry& entry : RUN_MODES) {
+        if (entry.mode != command_line.mode) continue;
+        if (entry.run) return entry.run(command_line);
+        std::fprintf(stderr, "this build has no %s\n", entry.tool);
+    }
+    return 1;
+}
+
+bool is_training(RunMode mode) {
+    return mode == RunMode::TRAIN || mode == RunMode::TRAIN2;
+}
+
+}  // namespace
+
+int capped_hash_mb(int hash_mb, int depth_limit, std::uint64_t node_limit) {
+    if (node_limit != 0) {
+        int cap = 1;
+        for (std::uint64_t nodes = 32000; node_limit > nodes && cap < 64; nodes *= 2) cap *= 2;
+        return std::min(hash_mb, cap);
+    }
+    if (depth_limit < 8) return std::min(hash_mb, 1);
+    if (depth_limit < 13) return std::min(hash_mb, 1 << (depth_limit - 7));
+    return hash_mb;
+}
+
+int run_program(int count, const char* const* arguments) {
+    prepare_process();
+    if (!create_game_record()) return 1;
+    build_tables();
+    default_settings = settings;
+
+    CommandLine command_line;
+    int status = 1;
+    if (read_command_line(count, arguments, command_line)) {
+        if (is_training(command_line.mode)) {
+            print_raw("Need to compile with 'make train_'\n");
+        } else if (bring_up_subsystems()) {
+            status = run_mode(command_line);
+        }
+    }
+    tear_down();
+    return status;
+}

@@ -1,0 +1,39 @@
+// Clock and sleeping by POSIX calls. There is no timer period to ask for.
+#include "platform/clock.h"
+
+#include <sched.h>
+#include <time.h>
+
+namespace {
+
+timespec now() {
+    timespec t{};
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return t;
+}
+
+}  // namespace
+
+double monotonic_seconds() {
+    const timespec t = now();
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+}
+
+std::uint32_t monotonic_nanoseconds() {
+    return static_cast<std::uint32_t>(now().tv_nsec);
+}
+
+void sleep_milliseconds(int milliseconds) {
+    if (milliseconds <= 0) {
+        sched_yield();
+        return;
+    }
+    const timespec duration{milliseconds / 1000, milliseconds % 1000 * 1000000L};
+    nanosleep(&duration, nullptr);  // a signal may cut it short: callers only want a pause
+}
+
+const char* begin_timer_resolution() {
+    return nullptr;
+}
+
+void end_timer_resolution() {}

@@ -1,0 +1,51 @@
+// Read-only file mapping on Windows.
+#include "platform/file_map.h"
+
+#include <windows.h>
+
+namespace {
+
+HANDLE open_for_reading(const char* name) {
+    return CreateFileA(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_FLAG_RANDOM_ACCESS, nullptr);
+}
+
+}  // namespace
+
+bool map_file(const char* name, FileMap& map, int& error) {
+    map = FileMap{};
+    const HANDLE file = open_for_reading(name);
+    if (file == INVALID_HANDLE_VALUE) {
+        error = static_cast<int>(GetLastError());
+        return false;
+    }
+    LARGE_INTEGER size{};
+    HANDLE mapping = nullptr;
+    const void* address = nullptr;
+    if (GetFileSizeEx(file, &size)) mapping = CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
+    if (mapping) address = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0);
+    if (!address) error = static_cast<int>(GetLastError());
+    CloseHandle(file);  // the mapping keeps the file
+    if (!address) {
+        if (mapping) CloseHandle(mapping);
+        return false;
+    }
+    map.data = static_cast<const std::uint8_t*>(address);
+    map.size = static_cast<std::size_t>(size.QuadPart);
+    map.handle = mapping;
+    return true;
+}
+
+void unmap_file(FileMap& map) {
+    if (map.data) UnmapViewOfFile(map.data);
+    if (map.handle) CloseHandle(map.handle);
+    map = FileMap{};
+}
+
+std::int64_t file_size(const char* name) {
+    const HANDLE file = open_for_reading(name);
+    if (file == INVALID_HANDLE_VALUE) return -1;
+    LARGE_INTEGER size{};
+    const bool known = GetFileSizeEx(file, &size) != 0;
+    CloseHandle(file);
+    return known ? static_cast<std::int64_t>(size.QuadPart) : -1;
+}

@@ -1,0 +1,12 @@
+// The few file operations outside the standard library's streams.
+#pragma once
+
+bool file_exists(const char* name);
+// Removes a file; true when it is gone.
+bool delete_file(const char* name);
+// Copies a whole file byte for byte; true on success.
+bool copy_file(const char* from, const char* to);
+// ';' everywhere and, except on Windows, also ':' separate directories in a path list.
+bool is_path_separator(char c);
+// '\\' on Windows, '/' elsewhere.
+extern const char DIRECTORY_SEPARATOR;

@@ -1,0 +1,21 @@
+// Making and unmaking moves, and the draw test that walks the game stack. Board, bitboards, counts, king
+// squares and keys are always updated together; the network reads the bitboards and is not told.
+#pragma once
+
+#include "position/position.h"
+
+// Plays a pseudo-legal move of the side to move without testing it. Any 16-bit value keeps the record
+// consistent; an empty origin only passes the turn. The caller keeps game_ply below GAME_STACK_SIZE.
+void make_move(Position& position, Move move);
+
+// Takes back the move of the top UndoRecord.
+void unmake_move(Position& position);
+
+// Passes the turn: a one-move list is written at the current ply so that the plies below see a null move.
+void make_null_move(Position& position);
+void unmake_null_move(Position& position);
+
+// True for a draw by the fifty-move rule (a legal move must exist) or by repetition: one earlier occurrence
+// inside the last `plies_since_root` plies, or two anywhere since set-up. May overwrite the move list of
+// the current search_ply.
+bool is_draw(Position& position, int plies_since_root);

@@ -1,0 +1,225 @@
+// Moves as text. One move has up to four equivalent texts; reading is matching against them, so that SAN,
+// coordinate moves and the common variants need no parser of their own.
+#include "position/notation.h"
+
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "position/castling.h"
+#include "position/movegen.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace {
+
+constexpr char PIECE_LETTER[] = " PNBRQK";
+
+std::string coordinates(int from, int to) {
+    return std::string(square_names[from]) + square_names[to];
+}
+
+std::string promotion_suffix(Move move) {
+    return {'=', PIECE_LETTER[promotion_type(move)]};
+}
+
+// The square that stands for the destination of a castling: the king's, or with `as_rook` the rook's own.
+int castling_target(const Position& position, int colour, Move move, bool as_rook) {
+    return as_rook ? position.castle_rook[castling_index(colour, move)] : move_to(move);
+}
+
+// Squares of the mover's twins: pieces of its type and colour that reach the destination too, itself included.
+Bitboard candidates(const Position& position, int c, int type, int to) {
+    const Bitboard occ = occupancy(position) | bit(to);
+    Bitboard reach = 0;
+    if (type == KNIGHT) reach = knight_attacks[to];
+    if (type == BISHOP || type == QUEEN) reach |= bishop_attacks(to, occ);
+    if (type == ROOK || type == QUEEN) reach |= rook_attacks(to, occ);
+    return reach & position.pieces[c][type];
+}
+
+void add_pawn_forms(const Position& position, Move move, MoveForms& forms) {
+    const char* from = square_names[move_from(move)];
+    const char* to = square_names[move_to(move)];
+    forms.san = to;
+    if (position.board[move_to(move)] || move_to(move) == position.ep_square) {
+        forms.san = std::string{from[0], 'x'} + to;
+        forms.alternate = {from[0], to[0]};
+    }
+    if (!(move & MOVE_FLAGS)) return;
+    forms.san += promotion_suffix(move);
+    if (!forms.alternate.empty()) forms.alternate += promotion_suffix(move);
+}
+
+void add_castling_forms(const Position& position, Move move, MoveForms& forms) {
+    const bool king_side = move & MOVE_KING_SIDE;
+    forms.san = king_side ? "o-o" : "o-o-o";
+    forms.alternate = king_side ? "O-O" : "O-O-O";
+    forms.alternate2 = coordinates(move_from(move), castling_target(position, position.side, move, !settings.chess960));
+}
+
+void add_piece_forms(const Position& position, Move move, MoveForms& forms) {
+    const int from = move_from(move);
+    const int to = move_to(move);
+    const int type = type_of(position.board[from]);
+    std::string tail;
+    if (position.board[to]) tail += 'x';
+    tail += square_names[to];
+    const char letter = PIECE_LETTER[type];
+    forms.alternate = std::string{letter, square_names[from][0]} + tail;
+    forms.alternate2 = std::string{letter, square_names[from][1]} + tail;
+
+    const Bitboard twins = candidates(position, position.side, type, to) & ~bit(from);
+    if (twins & (FILE_A << file_of(from))) {
+        forms.san = forms.alternate2;
+    } else if (twins & (Bitboard{0xFF} << (rank_of(from) * 8))) {
+        forms.san = forms.alternate;
+    } else {
+        forms.san = std::string{letter} + tail;
+    }
+}
+
+void add_check_sign(MoveForms& forms) {
+    for (std::string* form : {&forms.coordinate, &forms.san, &forms.alternate, &forms.alternate2}) {
+        if (!form->empty()) *form += '+';
+    }
+}
+
+}  // namespace
+
+std::string move_to_text_raw(const Position& position, int colour, Move move) {
+    const int from = move_from(move);
+    std::string text = coordinates(from, move_to(move));
+    if (!(move & MOVE_FLAGS)) return text;
+    if (rank_of(from) == 0 || rank_of(from) == 7) {
+        const bool as_rook = settings.chess960;
+        return coordinates(from, castling_target(position, colour, move, as_rook));
+    }
+    if (!settings.uci_mode) return text + promotion_suffix(move);
+    return text + static_cast<char>(std::tolower(PIECE_LETTER[promotion_type(move)]));
+}
+
+std::string move_to_text(const Position& position, int colour, Move move) {
+    return move == NULL_MOVE ? "null" : move_to_text_raw(position, colour, move);
+}
+
+MoveForms move_to_san(const Position& position, Move move) {
+    MoveForms forms;
+    if (move == NULL_MOVE) {
+        forms.coordinate = "null";
+        return forms;
+    }
+    const int piece = position.board[move_from(move)];
+    forms.coordinate = move_to_text_raw(position, position.side, move);
+    if (type_of(piece) == PAWN) {
+        if (move & MOVE_FLAGS) forms.coordinate = coordinates(move_from(move), move_to(move)) + promotion_suffix(move);
+        add_pawn_forms(position, move, forms);
+    } else if (is_castling(position, move)) {
+        add_castling_forms(position, move, forms);
+    } else {
+        add_piece_forms(position, move, forms);
+    }
+    const MoveEntry entry = {
+        .move = move, .score = 0, .piece = static_cast<std::uint8_t>(piece), .captured = position.board[move_to(move)]};
+    if (move_flags(position, position.side, entry) & MOVE_IS_CHECK) add_check_sign(forms);
+    return forms;
+}
+
+namespace {
+
+std::string_view without_check_sign(std::string_view text) {
+    return text.substr(0, text.find('+'));
+}
+
+// Brings the typed text to the spelling of the forms: no check sign, "=Q" for any way to write a promotion,
+// castling with lower-case letters.
+std::string canonical_spelling(std::string_view typed) {
+    std::string text(without_check_sign(typed));
+    if (!text.empty()) {
+        const char last = static_cast<char>(std::toupper(static_cast<unsigned char>(text.back())));
+        if (last == 'B' || last == 'N' || last == 'Q' || last == 'R') {
+            const bool has_sign = text.size() > 1 && text[text.size() - 2] == '=';
+            text.pop_back();
+            if (!has_sign) text += '=';
+            text += last;
+        }
+    }
+    for (char& ch : text) {
+        if (ch == 'O' || ch == '0') ch = 'o';
+    }
+    return text;
+}
+
+bool fits_a_form(const Position& position, Move move, std::string_view text) {
+    const MoveForms forms = move_to_san(position, move);
+    for (const std::string* form : {&forms.coordinate, &forms.san, &forms.alternate, &forms.alternate2}) {
+        if (!form->empty() && without_check_sign(*form) == text) return true;
+    }
+    return false;
+}
+
+// "Nf3" or "Nxf3" without the file or rank that our writer would add: other programs leave it out when the
+// twin piece is pinned.
+bool fits_bare_piece_text(const MoveEntry& entry, std::string_view text) {
+    const int type = type_of(entry.piece);
+    if (type == PAWN || (entry.move & MOVE_FLAGS) || text.empty() || text[0] != PIECE_LETTER[type]) return false;
+    text.remove_prefix(1);
+    if (text.starts_with('x')) text.remove_prefix(1);
+    return text == square_names[move_to(entry.move)];
+}
+
+}  // namespace
+
+int parse_move(Position& position, std::string_view typed, Move& move) {
+    move = NULL_MOVE;
+    const std::string text = canonical_spelling(typed);
+    const int c = position.side;
+    position.owner->search_ply = 1;
+
+    int matches = 0;
+    int bare_matches = 0;
+    Move bare_move = NULL_MOVE;
+    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
+        const bool fits = fits_a_form(position, entry->move, text);
+        const bool fits_bare = fits_bare_piece_text(*entry, text);
+        if ((!fits && !fits_bare) || !is_legal(position, c, entry->move)) continue;
+        if (fits) {
+            ++matches;
+            move = entry->move;
+        }
+        if (fits_bare) {
+            ++bare_matches;
+            bare_move = entry->move;
+        }
+    }
+    if (matches == 0 && bare_matches == 1) {
+        move = bare_move;
+        return 1;
+    }
+    if (matches == 2) print_raw("ambiguous move\n");
+    return matches == 1 ? 1 : 0;
+}
+
+Move parse_uci_move(const Position& position, std::string_view text) {
+    const auto at = [&text](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0; };
+    const auto square_at = [&at](std::size_t i) { return ((at(i) - 'a') + (at(i + 1) - '1') * 8) & 255; };
+    const int from = square_at(0);
+    const int to = square_at(2);
+    int move = from << 8 | to;
+
+    const int c = position.side;
+    if (from < 64 && to < 64 && position.board[from] == make_piece(c, KING) && relative_rank(c, from) == 0 &&
+        rank_of(to) == rank_of(from)) {
+        const int distance = file_of(to) > file_of(from) ? to - from : from - to;
+        if (distance >= 2 || position.board[to] == make_piece(c, ROOK)) {
+            move |= to > from ? MOVE_KING_SIDE : MOVE_QUEEN_SIDE;
+        }
+    }
+    switch (at(4)) {
+        case 'q': move |= MOVE_QUEEN; break;
+        case 'n': move |= MOVE_KNIGHT; break;
+        case 'b': move |= MOVE_BISHOP; break;
+        case 'r': move |= MOVE_ROOK; break;
+        default: break;
+    }
+    return static_cast<Move>(move);
+}

@@ -1,0 +1,31 @@
+// Moves as text: coordinate notation (UCI and console forms) and standard algebraic notation.
+// Reads settings.uci_mode (promotion suffix "q" or "=Q") and settings.chess960 (castling as king takes rook).
+#pragma once
+
+#include "position/position.h"
+
+#include <string>
+#include <string_view>
+
+// Coordinate notation of a move of `colour`; "null" for the null move.
+std::string move_to_text(const Position& position, int colour, Move move);
+// The same without the null-move case.
+std::string move_to_text_raw(const Position& position, int colour, Move move);
+
+// The equivalent texts of one move of the side to move; san is the standard one, unused forms are empty.
+struct MoveForms {
+    std::string coordinate;  // e2e4
+    std::string san;         // Nf3, exd5, o-o, e8=Q+
+    std::string alternate;   // Ngf3, ed, O-O
+    std::string alternate2;  // N1f3, the other coordinate form of castling
+};
+MoveForms move_to_san(const Position& position, Move move);
+
+// Reads SAN, coordinate notation and common variants against the legal moves of `position` (whose current
+// move list is overwritten). Returns 1 and the move when exactly one fits, else 0; prints "ambiguous move"
+// when two do.
+int parse_move(Position& position, std::string_view text, Move& move);
+
+// Decodes one word of the UCI move list, castling as king's destination or rook square; never fails, any
+// text yields some move.
+Move parse_uci_move(const Position& position, std::string_view text);

@@ -1,0 +1,47 @@
+// Perft over the staged generators, evasions included, as the search uses them. The last ply is counted without
+// being made.
+#include "position/perft.h"
+
+#include "position/make_move.h"
+#include "position/movegen.h"
+
+#include <algorithm>
+
+namespace {
+
+MoveEntry* gen_for_node(const Position& position, int c, int checker, MoveEntry* list) {
+    list = gen_captures(position, c, list, checker);
+    list = gen_promotions(position, c, true, list);
+    list = gen_pushes_to_seventh(position, c, list);
+    return gen_quiets(position, c, list, checker);
+}
+
+// NOLINTNEXTLINE(misc-no-recursion)
+std::uint64_t count_leaves(Position& position, int depth, MoveEntry* list) {
+    const int c = position.side;
+    const int checker = least_attacker(position, position.king_square[c], c ^ 1, occupancy(position));
+    const bool in_check = checker != NO_SQUARE;
+    MoveEntry* const end = gen_for_node(position, c, checker, list);
+    std::uint64_t leaves = 0;
+    for (const MoveEntry* entry = list; entry != end; ++entry) {
+        if (!is_legal(position, c, entry->move, in_check)) continue;
+        if (depth == 1) {
+            ++leaves;
+            continue;
+        }
+        make_move(position, entry->move);
+        leaves += count_leaves(position, depth - 1, end);
+        unmake_move(position);
+    }
+    return leaves;
+}
+
+}  // namespace
+
+std::uint64_t perft(Position& position, int depth) {
+    const GameState& game = *position.owner;
+    // No tree this deep can be counted; the limit keeps game stack and move lists in bounds all the same.
+    const int deepest = std::min<int>(MAX_DEPTH, GAME_STACK_SIZE - game.game_ply);
+    const int ply = std::clamp<int>(game.search_ply, 0, PLY_RECORDS - 1);
+    return count_leaves(position, std::min(depth, deepest), game.list_start[ply]);
+}

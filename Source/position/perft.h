@@ -1,0 +1,8 @@
+// Perft: counts the leaves of the legal move tree; the test of generation, making and unmaking.
+#pragma once
+
+#include "position/position.h"
+
+// Number of legal move sequences of length `depth` (>= 1) from the position, which is unchanged afterwards.
+// Uses the owner's move lists from search_ply on.
+std::uint64_t perft(Position& position, int depth);

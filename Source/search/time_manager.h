@@ -1,0 +1,17 @@
+// How long a search may run and how fast it may go.
+#pragma once
+
+// rating = 250 L + 850 - 5 L^2 with L the natural logarithm of nodes per second.
+double nps_to_elo(double nps);
+// Nodes per second for a rating, by bisection within 10..10,000,000.
+double elo_to_nps(int elo);
+
+// Prepares a search of game_record's position: start time, parameters, strength target, resets. Once per
+// search, before any search thread starts.
+void begin_search();
+
+// Measures the elapsed time, recomputes the target and raises the stop flag when it is reached.
+void update_clock();
+
+// Measures the elapsed time only.
+void refresh_elapsed();

@@ -1,0 +1,266 @@
+// From stored values to answers about positions: captures and en passant resolved by search, distances to zeroing,
+// and the choice of a root move.
+#include "syzygy/tbprobe.h"
+
+#include "syzygy/tbfiles.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+constexpr Bitboard LAST_RANKS = 0xFF000000000000FFULL;
+
+// Distance to zeroing of a position whose best move zeroes, by wdl + 2.
+constexpr int ZEROING_DTZ[5] = {-1, -101, 0, 101, 1};
+int zeroing_dtz(int wdl) {
+    return ZEROING_DTZ[wdl + 2];
+}
+
+int fail(int& success, int how = PROBE_FAILED) {
+    success = how;
+    return 0;
+}
+
+// Squares of the pieces of one code, as the table sees the board.
+int collect_squares(const ProbePosition& position, int code, bool flipped, int* squares) {
+    const int colour = colour_of(code) ^ (flipped ? 1 : 0);
+    Bitboard pieces = position.colours[colour] & position.types[type_of(code)];
+    int count = 0;
+    while (pieces != 0) squares[count++] = pop_lsb(pieces) ^ (flipped ? 56 : 0);
+    return count;
+}
+
+// The better of the table's value and of captures, searched with the window alpha to beta. The position follows a
+// capture, so it has no en-passant square.
+int probe_captures(const ProbePosition& position, int alpha, int beta, int& success) {
+    ProbeMoveList captures;
+    gen_probe_captures(position, captures);
+    ProbePosition child;
+    for (const ProbeMove move : captures) {
+        if (!play_probe_move(position, move, child)) continue;
+        const int value = -probe_captures(child, -beta, -alpha, success);
+        if (success == PROBE_FAILED) return 0;
+        if (value >= beta) return value;
+        alpha = std::max(alpha, value);
+    }
+    const int value = probe_table(position, 0, success, false);
+    return success == PROBE_FAILED ? 0 : std::max(alpha, value);
+}
+
+bool has_other_move_than_en_passant(const ProbePosition& position) {
+    ProbeMoveList moves;
+    gen_probe_moves(position, moves);
+    ProbePosition child;
+    return std::any_of(moves.begin(), moves.end(), [&](ProbeMove move) {
+        return !is_probe_en_passant(position, move) && play_probe_move(position, move, child);
+    });
+}
+
+bool is_zeroing(const ProbePosition& position, ProbeMove move) {
+    return is_probe_pawn_move(position, move) || is_probe_capture(position, move);
+}
+
+// True if a pawn move that captures nothing keeps the win; fails with its probes.
+bool pawn_move_keeps(const ProbePosition& position, int wdl, int& success) {
+    ProbeMoveList moves;
+    gen_probe_moves(position, moves);
+    ProbePosition child;
+    for (const ProbeMove move : moves) {
+        if (!is_probe_pawn_move(position, move) || is_probe_capture(position, move)) continue;
+        if (!play_probe_move(position, move, child)) continue;
+        const int value = -probe_wdl(child, success);
+        if (success == PROBE_FAILED) return false;
+        if (value == wdl) return true;
+    }
+    return false;
+}
+
+// The table holds the other side to move: takes the best of the children. Zeroing moves need no look, those that
+// win were found before, and losing ones are what the search starts from.
+int dtz_by_search(const ProbePosition& position, int wdl, int& success) {
+    constexpr int NONE = std::numeric_limits<int>::max();
+    int best = wdl > 0 ? NONE : zeroing_dtz(wdl);
+    ProbeMoveList moves;
+    gen_probe_moves(position, moves);
+    ProbePosition child;
+    for (const ProbeMove move : moves) {
+        if (is_zeroing(position, move) || !play_probe_move(position, move, child)) continue;
+        const int value = probe_dtz(child, success);
+        if (success == PROBE_FAILED) return 0;
+        if (wdl < 0) {
+            best = std::min(best, -value - 1);
+        } else if (value == -1 && is_checkmate(child)) {
+            best = 1;
+        } else if (value < 0) {
+            best = std::min(best, 1 - value);
+        }
+    }
+    return best != NONE ? best : fail(success);  // only damaged tables promise a win that no move brings
+}
+
+// Value of a root move: plies to zeroing after it from the mover's view, 0 for a draw.
+int root_move_dtz(const ProbePosition& root, int root_dtz, ProbeMove move, const ProbePosition& child, int& success) {
+    if (root_dtz > 0 && is_checkmate(child)) return 1;
+    if (is_zeroing(root, move)) return zeroing_dtz(-probe_wdl(child, success));
+    const int value = probe_dtz(child, success);
+    return value < 0 ? 1 - value : value > 0 ? -value - 1 : 0;
+}
+
+}  // namespace
+
+int probe_table(const ProbePosition& position, int wdl, int& success, bool dtz) {
+    const Bitboard occ = position.colours[WHITE] | position.colours[BLACK];
+    if (occ == position.types[KING]) return 0;  // bare kings, reached by captures
+    if ((position.types[PAWN] & LAST_RANKS) != 0) return fail(success);
+
+    const std::uint64_t key = material_key(position, WHITE);
+    TableEntry* const entry = find_table(key);
+    if (!entry || (dtz && !entry->has_dtz)) return fail(success);
+    const Material& material = entry->material;
+    if (popcount(occ) != material.pieces) return fail(success);
+    const TableData* const table = table_data(*entry, dtz ? DTZ_TABLE : WDL_TABLE);
+    if (!table) return fail(success);
+
+    // Turn the board so that the side named first is White, and White to move where both are alike.
+    const bool flipped = material.symmetric ? position.side == BLACK : key != entry->key;
+    const int side = position.side ^ (flipped ? 1 : 0);
+
+    int squares[TB_MAX_PIECES + 1];
+    int filled = 0;
+    int file = 0;
+    if (material.has_pawns) {
+        const int leading_pawn = table->sets[0].order.pieces[0];
+        filled = collect_squares(position, leading_pawn, flipped, squares);
+        file = take_leading_pawn(squares, filled);
+    }
+    const EncodingSet& set =
+        table->sets[static_cast<std::size_t>(file * table->sides + (table->sides == 2 ? side : 0))];
+    if (dtz && !material.symmetric && (set.dtz.flags & DTZ_BLACK_TO_MOVE) != side) {
+        return fail(success, PROBE_OTHER_SIDE);
+    }
+    while (filled < set.order.count) {
+        const int count = collect_squares(position, set.order.pieces[filled], flipped, squares + filled);
+        if (count == 0) return fail(success);
+        filled += count;
+    }
+    const std::uint64_t index = position_index(set.order, material, squares);
+    const int stored = stored_value(*table, set, index);
+    if (!dtz) return stored >= 0 && stored <= 4 ? stored - 2 : fail(success);
+    const int plies = stored >= 0 ? mapped_dtz(*table, set.dtz, stored, wdl) : -1;
+    return plies >= 0 ? plies : fail(success);
+}
+
+int probe_wdl(const ProbePosition& position, int& success) {
+    constexpr int NONE = -3;
+    success = PROBE_FROM_TABLE;
+    int best_capture = NONE;
+    int best_en_passant = NONE;
+    ProbeMoveList captures;
+    gen_probe_captures(position, captures);
+    ProbePosition child;
+    for (const ProbeMove move : captures) {
+        if (!play_probe_move(position, move, child)) continue;
+        const int value = -probe_captures(child, -2, -best_capture, success);
+        if (success == PROBE_FAILED) return 0;
+        if (value <= best_capture) continue;
+        if (value == 2) {
+            success = PROBE_FROM_CAPTURE;
+            return 2;
+        }
+        if (is_probe_en_passant(position, move)) {
+            best_en_passant = std::max(best_en_passant, value);
+        } else {
+            best_capture = value;
+        }
+    }
+
+    // The table knows neither en passant nor, necessarily, positions in which a capture is best.
+    const int value = probe_table(position, 0, success, false);
+    if (success == PROBE_FAILED) return 0;
+    if (best_en_passant > best_capture) {
+        if (best_en_passant > value) {
+            success = PROBE_FROM_CAPTURE;
+            return best_en_passant;
+        }
+        best_capture = best_en_passant;
+    }
+    if (best_capture >= value) {
+        success = best_capture <= 0 ? PROBE_FROM_TABLE : PROBE_FROM_CAPTURE;
+        return best_capture;
+    }
+    // Stalemate for the table, but en passant is a move, and then forced.
+    if (best_en_passant > NONE && value == 0 && !has_other_move_than_en_passant(position) && !in_check(position)) {
+        success = PROBE_FROM_CAPTURE;
+        return best_en_passant;
+    }
+    return value;
+}
+
+int probe_dtz(const ProbePosition& position, int& success) {
+    const int wdl = probe_wdl(position, success);
+    if (success == PROBE_FAILED || wdl == 0) return 0;
+    if (success == PROBE_FROM_CAPTURE) return zeroing_dtz(wdl);
+    if (wdl > 0) {
+        const bool pawn_move_wins = pawn_move_keeps(position, wdl, success);
+        if (success == PROBE_FAILED) return 0;
+        if (pawn_move_wins) return zeroing_dtz(wdl);
+    }
+    success = PROBE_FROM_TABLE;
+    const int plies = probe_table(position, wdl, success, true);
+    if (success == PROBE_FAILED) return 0;
+    if (success == PROBE_OTHER_SIDE) {
+        success = PROBE_FROM_TABLE;
+        return dtz_by_search(position, wdl, success);
+    }
+    return (wdl > 0 ? plies : -plies) + zeroing_dtz(wdl);
+}
+
+int tb_probe_position(const Position& position) {
+    int success;
+    const int wdl = probe_wdl(make_probe_position(position), success);
+    return success == PROBE_FAILED ? -1 : wdl + 2;
+}
+
+bool tb_probe_root_dtz(const Position& position, Move& move, int& result) {
+    if (tb_largest == 0 || position.castling != 0 || popcount(occupancy(position)) > tb_largest) return false;
+    const ProbePosition root = make_probe_position(position);
+    int success;
+    const int root_dtz = probe_dtz(root, success);
+    if (success == PROBE_FAILED) return false;
+
+    ProbeMoveList moves;
+    gen_probe_moves(root, moves);
+    ProbeMoveList drawing;
+    ProbeMove best = 0;
+    int best_value = 0;  // 0: no move yet
+    for (const ProbeMove candidate : moves) {
+        ProbePosition child;
+        if (!play_probe_move(root, candidate, child)) continue;
+        const int value = root_move_dtz(root, root_dtz, candidate, child, success);
+        if (success == PROBE_FAILED) return false;
+        if (value == 0) drawing.moves[drawing.count++] = candidate;
+        // The shortest win or, from a lost position, the longest resistance.
+        const bool better = root_dtz > 0 ? value > 0 && (best_value == 0 || value < best_value) : value < best_value;
+        if (better) {
+            best = candidate;
+            best_value = value;
+        }
+    }
+
+    if (root_dtz > 0) {
+        result = position.rule50 + root_dtz <= 100 ? 4 : 3;
+    } else if (root_dtz < 0) {
+        result = position.rule50 - root_dtz > 100 ? 1 : 0;
+    } else {
+        if (drawing.count == 0) return false;
+        // Any drawing move will do; the material decides, so that the choice repeats.
+        const std::uint64_t choice = material_key(root, position.side) % static_cast<std::uint64_t>(drawing.count);
+        best = drawing.moves[choice];
+        best_value = 1;
+        result = 2;
+    }
+    if (best_value == 0) return false;
+    move = to_engine_move(best);
+    return true;
+}

@@ -1,0 +1,99 @@
+// Network files made by hand, and the loader run on them with its output captured.
+#pragma once
+
+#include "eval/evaluate.h"
+#include "eval/network.h"
+#include "eval_fixture.h"
+#include "frontend/settings.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+// A network file in pieces; the defaults are a small valid one.
+struct NetworkFile {
+    std::int16_t format_id = 752, quantisation = 2048, second_quantisation = 2048, scale = 400;
+    std::int16_t king_buckets = 2, reserved1 = 5, hidden = 8, reserved3 = 0, reserved4 = 0, reserved2 = 5;
+    std::int32_t count = -1;  // a wrong count must not matter
+    std::vector<std::int16_t> values;
+
+    std::size_t full_size() const {
+        const int buckets = king_buckets > 767 ? king_buckets / 768 : king_buckets;
+        return static_cast<std::size_t>(buckets * 768 + 18) * static_cast<std::size_t>(hidden);
+    }
+    std::string bytes() const {
+        const std::int16_t header[10] = {format_id, quantisation, second_quantisation, scale,     king_buckets,
+                                         reserved1, hidden,       reserved3,           reserved4, reserved2};
+        std::string all(reinterpret_cast<const char*>(header), sizeof header);
+        all.append(reinterpret_cast<const char*>(&count), sizeof count);
+        all.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof values[0]);
+        return all;
+    }
+    // Random values of every size up to the limits, so that sums saturate.
+    void fill_wild(unsigned seed) {
+        std::mt19937 random(seed);
+        values.resize(full_size());
+        for (std::int16_t& v : values) {
+            v = static_cast<std::int16_t>(random());
+            if (random() % 4) v = static_cast<std::int16_t>(v >> (random() % 8));
+        }
+        values[5] = -32768;
+    }
+};
+
+struct NetworkFixture : EvalFixture {
+    std::unique_ptr<EvalState> eval = std::make_unique<EvalState>();
+    std::filesystem::path folder;
+    const Settings saved_settings = settings;
+
+    NetworkFixture() {
+        folder = std::filesystem::temp_directory_path() / ("tarn_net_" + std::to_string(std::random_device{}()));
+        std::filesystem::create_directories(folder);
+    }
+    ~NetworkFixture() override {
+        free_network_state(eval->network);
+        settings = saved_settings;
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+
+    // Loads what NN_File would name and returns what was printed.
+    static std::string load(const std::string& name) {
+        std::snprintf(settings.nn_file, sizeof settings.nn_file, "%s", name.c_str());
+        testing::internal::CaptureStdout();
+        load_network();
+        return testing::internal::GetCapturedStdout();
+    }
+    std::string write(const std::string& bytes) const {
+        const std::string name = (folder / "net.bin").string();
+        std::ofstream(name, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        return name;
+    }
+    std::string load(const NetworkFile& file) const { return load(write(file.bytes())); }
+    // A network of zeros but for what the test then writes to network.values.
+    void load_zeros(NetworkFile file = {}) const {
+        file.values.assign(file.full_size(), 0);
+        load(file);
+        ASSERT_TRUE(network.complete);
+    }
+
+    int network_score(std::string_view fen, int ply = 1) {
+        set_position(position, fen);
+        return nn_evaluate(eval->network, position, ply);
+    }
+    // A score that does not depend on the position: unit 0 is 1 and only the half of the side to move sees it.
+    void load_constant(std::int16_t score) const {
+        NetworkFile file;
+        file.quantisation = 1;
+        file.scale = 1;
+        load_zeros(file);
+        const std::int32_t biases = network.input_weight_count + network.output_weight_count;
+        network.values[biases] = network.values[biases + network.hidden] = 1;
+        for (int row = 0; row < 5; ++row) network.values[network.input_weight_count + row * network.hidden2] = score;
+    }
+};

@@ -1,0 +1,108 @@
+// A position with its game record for the tests of this room, and helpers that several of them share.
+#pragma once
+
+#include "position/make_move.h"
+#include "position/movegen.h"
+#include "position/notation.h"
+#include "position/position.h"
+#include "shared_data.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+inline const bool tables_ready = (init_tables(), init_zobrist(), true);
+
+struct Board {
+    std::unique_ptr<GameState> game = std::make_unique<GameState>();
+    Position position{};
+
+    explicit Board(std::string_view fen = START_FEN) {
+        init_game_state(*game, position);
+        set_position(position, fen);
+    }
+    Board(const Board&) = delete;
+
+    std::string fen(bool with_counters = false) const { return position_to_fen(position, with_counters); }
+    // Plays moves in coordinate notation, separated by spaces, as a GUI's move list is played.
+    Board& play(const std::string& moves) {
+        std::size_t start = 0;
+        while (start < moves.size()) {
+            const std::size_t end = std::min(moves.find(' ', start), moves.size());
+            make_move(position, parse_uci_move(position, moves.substr(start, end - start)));
+            game->search_ply = 1;
+            start = end + 1;
+        }
+        return *this;
+    }
+    std::vector<MoveEntry> pseudo_legal() {
+        std::vector<MoveEntry> list;
+        for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) list.push_back(*entry);
+        return list;
+    }
+    std::vector<Move> legal() {
+        std::vector<Move> moves;
+        for (const MoveEntry& entry : pseudo_legal()) {
+            if (is_legal(position, position.side, entry.move)) moves.push_back(entry.move);
+        }
+        return moves;
+    }
+};
+
+// Every byte of a position.
+inline std::string bytes_of(const Position& position) {
+    return std::string(reinterpret_cast<const char*>(&position), sizeof position);
+}
+
+// What is wrong between the board and everything that mirrors it; empty when nothing is.
+inline std::string inconsistency(const Position& p) {
+    Bitboard pieces[2][8] = {};
+    std::uint32_t counts[2] = {};
+    for (int s = 0; s < 64; ++s) {
+        const int piece = p.board[s];
+        if (!piece) continue;
+        pieces[piece >> 3][0] |= bit(s);
+        pieces[piece >> 3][piece & 7] |= bit(s);
+        counts[piece >> 3] += PIECE_UNIT[piece & 7];
+    }
+    if (std::memcmp(pieces, p.pieces, sizeof pieces) != 0) return "bitboards";
+    if (std::memcmp(counts, p.piece_counts, sizeof counts) != 0) return "piece counts";
+    if (p.board[NO_SQUARE]) return "board[64]";
+    for (int c = 0; c < 2; ++c) {
+        const int king = p.king_square[c];
+        if (pieces[c][KING] ? king == NO_SQUARE || !(pieces[c][KING] & bit(king)) : king != NO_SQUARE) return "king";
+    }
+    Position fresh = p;
+    compute_keys(fresh);
+    if (fresh.key != p.key) return "key";
+    if (fresh.pawn_key != p.pawn_key) return "pawn key";
+    return "";
+}
+
+// Visits positions of random legal games from every start position of the perft sets, Chess960 included.
+template <class Visit>
+void visit_random_positions(int plies, Visit visit) {
+    std::mt19937 random(2024);
+    for (const char* file : {"perft/standard.epd", "perft/random.epd", "perft/chess960.epd"}) {
+        for (const std::string& line : read_lines(data_file(file))) {
+            Board board(line.substr(0, line.find(" ;")));
+            for (int ply = 0; ply < plies; ++ply) {
+                visit(board);
+                const std::vector<Move> moves = board.legal();
+                if (moves.empty()) break;
+                make_move(board.position, moves[random() % moves.size()]);
+                board.game->search_ply = 1;
+            }
+        }
+    }
+}
+
+// The pieces of colour c that attack s, found by the attack sets of each kind with occ blocking the lines.
+inline Bitboard plain_attackers(const Position& p, int s, int c, Bitboard occ) {
+    const Bitboard* own = p.pieces[c];
+    return (pawn_attacks[c ^ 1][s] & own[PAWN]) | (knight_attacks[s] & own[KNIGHT]) | (king_attacks[s] & own[KING]) |
+           (bishop_attacks(s, occ) & (own[BISHOP] | own[QUEEN])) | (rook_attacks(s, occ) & (own[ROOK] | own[QUEEN]));
+}

@@ -1,0 +1,94 @@
+// What the tablebase tests share: table directories, answer files and positions from FEN.
+#pragma once
+
+#include "frontend/settings.h"
+#include "shared_data.h"
+#include "syzygy/tbfiles.h"
+#include "syzygy/tbprobe.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+// A position and its game. The big game record is the thread's, so there is one game at a time.
+struct Game {
+    Position position{};
+
+    explicit Game(const std::string& fen) {
+        static const bool tables_filled = (init_tables(), init_zobrist(), true);
+        (void)tables_filled;
+        static thread_local GameState state;
+        init_game_state(state, position);
+        set_position(position, fen);
+    }
+    ProbePosition probe() const { return make_probe_position(position); }
+};
+
+// A file of answers: its rows without the header, each split into fields.
+inline std::vector<std::vector<std::string>> read_rows(const std::string& path) {
+    std::vector<std::vector<std::string>> rows;
+    for (const std::string& line : read_lines(path)) rows.push_back(split_tabs(line));
+    if (!rows.empty()) rows.erase(rows.begin());
+    return rows;
+}
+
+inline std::vector<std::string> split_words(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) words.push_back(word);
+    return words;
+}
+
+class Syzygy : public testing::Test {
+protected:
+    // What tb_init prints for a path list.
+    static std::string use_path(const std::string& path) {
+        std::snprintf(settings.syzygy_path, sizeof settings.syzygy_path, "%s", path.c_str());
+        testing::internal::CaptureStdout();
+        tb_init();
+        return testing::internal::GetCapturedStdout();
+    }
+    // An empty directory of this test's own, gone with it.
+    std::string scratch() {
+        if (scratch_.empty()) {
+            const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
+            scratch_ = (fs::temp_directory_path() / ("tarn_" + name)).string();
+            fs::remove_all(scratch_);
+            fs::create_directories(scratch_);
+        }
+        return scratch_;
+    }
+    void TearDown() override {
+        use_path("");
+        settings.syzygy_probe_depth = 1;
+        settings.syzygy_probe_depth7 = 7;
+        if (!scratch_.empty()) fs::remove_all(scratch_);
+    }
+
+private:
+    std::string scratch_;
+};
+
+// Answers of one directory of real tables.
+inline int wdl_of(const std::string& fen) {  // -9: no answer
+    int success;
+    const int wdl = probe_wdl(Game(fen).probe(), success);
+    return success == PROBE_FAILED ? -9 : wdl;
+}
+inline int dtz_of(const std::string& fen) {  // -9999: no answer
+    int success;
+    const int dtz = probe_dtz(Game(fen).probe(), success);
+    return success == PROBE_FAILED ? -9999 : dtz;
+}
+
+constexpr const char* KQK_WIN = "8/8/8/4k3/8/8/8/K6Q w - - 0 1";
+constexpr const char* KRK_WIN = "8/8/8/4k3/8/8/8/K6R w - - 0 1";
+constexpr const char* KRK_LOSS_BLACK_HAS_ROOK = "k6r/8/8/8/4K3/8/8/8 w - - 0 1";

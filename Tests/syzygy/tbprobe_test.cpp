@@ -1,0 +1,239 @@
+// Answers of real tables against those of an independent program.
+#include "syzygy_fixture.h"
+
+#include "position/make_move.h"
+#include "position/movegen.h"
+#include "position/notation.h"
+
+#include <algorithm>
+#include <set>
+
+namespace {
+
+// The repository's few tables, and the larger collection where it is there.
+std::vector<std::string> table_directories() {
+    std::vector<std::string> directories{data_file("syzygy")};
+    const std::string shared = shared_data_file("syzygy");
+    if (!shared.empty()) directories.push_back(fs::canonical(shared).string());
+    return directories;
+}
+
+std::vector<MoveEntry> legal_moves(Game& game) {
+    std::vector<MoveEntry> legal;
+    for (const MoveEntry* entry = gen_all(game.position); entry->move != END_OF_LIST; ++entry) {
+        if (is_legal(game.position, game.position.side, entry->move)) legal.push_back(*entry);
+    }
+    return legal;
+}
+
+using SyzygyAnswers = Syzygy;
+using SyzygyRoot = Syzygy;
+using SyzygySearch = Syzygy;
+
+}  // namespace
+
+TEST_F(SyzygyAnswers, wdl_and_dtz_equal_the_independent_answers) {
+    for (const std::string& directory : table_directories()) {
+        use_path(directory);
+        int rows = 0;
+        for (const auto& row : read_rows(directory + "/oracle.tsv")) {  // FEN, wdl, dtz or "-", tag
+            EXPECT_EQ(wdl_of(row[0]), std::stoi(row[1])) << row[0];
+            if (row[2] != "-") { EXPECT_EQ(dtz_of(row[0]), std::stoi(row[2])) << row[0]; }
+            ++rows;
+        }
+        EXPECT_GT(rows, 700) << directory;
+    }
+}
+
+TEST_F(SyzygyAnswers, probe_moves_are_the_engines_legal_moves_and_lead_where_they_do) {
+    for (const std::string& directory : table_directories()) {
+        for (const auto& row : read_rows(directory + "/oracle.tsv")) {
+            Game game(row[0]);
+            const ProbePosition root = game.probe();
+            std::set<Move> expected, captures, found, found_captures;
+            for (const MoveEntry& entry : legal_moves(game)) {
+                expected.insert(entry.move);
+                const bool en_passant = type_of(entry.piece) == PAWN && move_to(entry.move) == game.position.ep_square;
+                if (entry.captured != 0 || en_passant) captures.insert(entry.move);
+            }
+            ProbeMoveList all, taking;
+            gen_probe_moves(root, all);
+            gen_probe_captures(root, taking);
+            ProbePosition child;
+            for (const ProbeMove move : taking) {
+                if (play_probe_move(root, move, child)) found_captures.insert(to_engine_move(move));
+            }
+            for (const ProbeMove move : all) {
+                if (!play_probe_move(root, move, child)) continue;
+                found.insert(to_engine_move(move));
+                make_move(game.position, to_engine_move(move));
+                EXPECT_EQ(child, game.probe()) << row[0] << " " << to_engine_move(move);
+                unmake_move(game.position);
+            }
+            EXPECT_EQ(found, expected) << row[0];
+            EXPECT_EQ(found_captures, captures) << row[0];
+        }
+    }
+}
+
+// A table file with one value for all positions: pieces as the format's codes, leading pawns first.
+static void write_constant_table(const std::string& path, const std::vector<std::uint8_t>& pieces, int both_pawns,
+                                 int value) {
+    std::vector<std::uint8_t> bytes{0x71, 0xe8, 0x23, 0x5d, 3};  // magic; two sides to move, pawns
+    for (int file = 0; file < 4; ++file) {
+        bytes.push_back(0x00);                  // leading pawns in the lowest place of the radix
+        if (both_pawns) bytes.push_back(0x11);  // the other pawns next
+        for (const std::uint8_t piece : pieces) bytes.push_back(static_cast<std::uint8_t>(piece * 17));
+    }
+    if (bytes.size() % 2 != 0) bytes.push_back(0);
+    for (int set = 0; set < 8; ++set) bytes.insert(bytes.end(), {0x80, static_cast<std::uint8_t>(value)});
+    bytes.resize(80);
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), 80);
+}
+
+TEST_F(SyzygyAnswers, a_forced_en_passant_capture_decides_where_the_table_sees_stalemate) {
+    // All of KQPvKP drawn, as far as the table goes, and KQvKP won by whoever has to move.
+    write_constant_table(scratch() + "/KQPvKP.rtbw", {1, 9, 6, 5, 14}, true, 2);
+    write_constant_table(scratch() + "/KQvKP.rtbw", {9, 6, 5, 14}, false, 4);
+    use_path(scratch() + ";" + data_file("syzygy"));
+    int success;
+    // Kh1 is shut in by the queen on g3, e6 is blocked: e5xd6 is the only move, and Black wins.
+    EXPECT_EQ(probe_wdl(Game("8/8/4k3/3pP3/8/6q1/8/7K w - d6 0 1").probe(), success), -2);
+    EXPECT_EQ(success, PROBE_FROM_CAPTURE);
+    // The same for Black.
+    EXPECT_EQ(probe_wdl(Game("7k/8/6Q1/8/3Pp3/4K3/8/8 b - d3 0 1").probe(), success), -2);
+    EXPECT_EQ(success, PROBE_FROM_CAPTURE);
+    // With the queen on g4 Kh2 is possible, and the table's draw holds.
+    EXPECT_EQ(probe_wdl(Game("8/8/4k3/3pP3/6q1/8/8/7K w - d6 0 1").probe(), success), 0);
+    EXPECT_EQ(success, PROBE_FROM_TABLE);
+    // Without the right to capture it is stalemate.
+    EXPECT_EQ(probe_wdl(Game("8/8/4k3/3pP3/8/6q1/8/7K w - - 0 1").probe(), success), 0);
+}
+
+TEST_F(SyzygyAnswers, a_win_by_capture_that_the_clock_spoils_is_as_far_as_the_capture) {
+    // White to move wins KPPvKP, and the side to move loses KPPvK, both beyond the fifty-move rule.
+    write_constant_table(scratch() + "/KPPvKP.rtbw", {9, 1, 1, 6, 14}, true, 3);
+    write_constant_table(scratch() + "/KPPvK.rtbw", {1, 1, 6, 14}, false, 1);
+    use_path(scratch());
+    const char* fen = "7k/8/8/3p4/2P5/8/6P1/K7 w - - 0 1";  // c4xd5
+    EXPECT_EQ(wdl_of(fen), 1);
+    EXPECT_EQ(dtz_of(fen), 101);
+}
+
+TEST_F(SyzygyRoot, move_by_distance_to_zeroing_is_a_best_one) {
+    for (const std::string& directory : table_directories()) {
+        use_path(directory);
+        int rows = 0;
+        for (const auto& row : read_rows(directory + "/root_dtz.tsv")) {  // FEN, wdl, dtz, best moves
+            Game game(row[0]);
+            Move move = 0;
+            int result = -1;
+            ASSERT_TRUE(tb_probe_root_dtz(game.position, move, result)) << row[0];
+            const std::vector<std::string> best = split_words(row[3]);
+            const std::string text = move_to_text(game.position, game.position.side, move);
+            EXPECT_NE(std::find(best.begin(), best.end(), text), best.end()) << row[0] << " " << text;
+            const int dtz = std::stoi(row[2]);
+            const int clock = game.position.rule50;
+            const int expected = dtz > 0 ? (clock + dtz <= 100 ? 4 : 3) : dtz < 0 ? (clock - dtz > 100 ? 1 : 0) : 2;
+            EXPECT_EQ(result, expected) << row[0];
+            ++rows;
+        }
+        EXPECT_GT(rows, 30) << directory;
+    }
+}
+
+TEST_F(SyzygyRoot, search_results_tell_the_moves_that_keep_the_root_value) {
+    constexpr const char* CLASSES[5] = {"LOSS", "DRAW", "DRAW", "DRAW", "WIN"};
+    for (const std::string& directory : table_directories()) {
+        use_path(directory);
+        int rows = 0;
+        for (const auto& row : read_rows(directory + "/wdl_keepers.tsv")) {  // FEN, class, moves
+            Game game(row[0]);
+            const int root = tb_probe_search(game.position, 80);
+            ASSERT_GE(root, 0) << row[0];
+            EXPECT_EQ(CLASSES[root], row[1]) << row[0];
+            std::set<std::string> keepers;
+            for (const MoveEntry& entry : legal_moves(game)) {
+                const std::string text = move_to_text(game.position, game.position.side, entry.move);
+                make_move(game.position, entry.move);
+                const int child = tb_probe_search(game.position, 80);
+                unmake_move(game.position);
+                ASSERT_GE(child, 0) << row[0] << " " << text;
+                if (root <= 4 - child) keepers.insert(text);
+            }
+            const std::vector<std::string> expected = split_words(row[2]);
+            EXPECT_EQ(keepers, std::set<std::string>(expected.begin(), expected.end())) << row[0];
+            ++rows;
+        }
+        EXPECT_GT(rows, 30) << directory;
+    }
+}
+
+TEST_F(SyzygyRoot, the_clock_decides_between_a_win_and_a_spoiled_one) {
+    use_path(data_file("syzygy"));
+    // A mate in one (distance 1) at the clock's end, and any root that must not be probed.
+    struct Case {
+        const char* fen;
+        bool answered;
+        int result;
+    };
+    const Case cases[] = {
+        {"k7/8/1K6/8/8/8/8/6Q1 w - - 12 60", true, 4},    // Qg8 mates
+        {"k7/8/1K6/8/8/8/8/6Q1 w - - 99 60", true, 4},    // 99 + 1 plies are within the rule
+        {"k7/8/1K6/8/8/8/8/6Q1 w - - 100 60", true, 3},   // one more is not
+        {"8/8/8/8/8/8/7r/R3K2k w Q - 12 60", false, 0},   // castling
+        {"k7/pp6/8/8/8/8/PP6/K7 w - - 12 60", false, 0},  // six pieces, more than any table
+        {"k6n/8/8/8/8/8/8/K6R w - - 12 60", false, 0},    // no such table
+    };
+    for (const Case& c : cases) {
+        Game game(c.fen);
+        Move move = 0;
+        int result = 0;
+        EXPECT_EQ(tb_probe_root_dtz(game.position, move, result), c.answered) << c.fen;
+        if (!c.answered) continue;
+        EXPECT_EQ(result, c.result) << c.fen;
+        EXPECT_TRUE(move == make_move_word(6, 62) || move == make_move_word(6, 0)) << c.fen;
+    }
+}
+
+TEST_F(SyzygySearch, nodes_that_must_not_be_probed_are_not) {
+    // Garbage tables of six and seven pieces: an attempt to read one shows on the error stream.
+    for (const char* name : {"KPPvKPP.rtbw", "KPPPvKPP.rtbw"}) {
+        std::FILE* file = std::fopen((scratch() + "/" + name).c_str(), "wb");
+        const std::string garbage(80, 'x');
+        std::fwrite(garbage.data(), 1, garbage.size(), file);
+        std::fclose(file);
+    }
+    struct Case {
+        const char* fen;
+        int depth, depth6, depth7;
+        bool tried;
+    };
+    const char* six = "k7/pp6/8/8/8/8/PP6/K7 w - - 0 1";
+    const char* seven = "k7/pp6/8/8/8/8/PPP5/K7 w - - 0 1";
+    const Case cases[] = {
+        {six, 0, 1, 7, false},
+        {six, 1, 1, 7, true},
+        {six, -4, -5, 7, true},
+        {six, 256, 100, 100, true},
+        {seven, 6, 1, 7, false},
+        {seven, 7, 1, 7, true},
+        {"k7/ppp5/8/8/8/8/PPP5/K7 w - - 0 1", 256, 1, 7, false},  // eight pieces
+        {"k7/pp6/8/8/8/8/1P6/R3K3 w Q - 0 1", 256, 1, 7, false},  // castling
+    };
+    for (const Case& c : cases) {
+        use_path(scratch());
+        EXPECT_EQ(tb_largest, 7);
+        settings.syzygy_probe_depth = static_cast<std::int8_t>(c.depth6);
+        settings.syzygy_probe_depth7 = static_cast<std::int8_t>(c.depth7);
+        Game game(c.fen);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(tb_probe_search(game.position, c.depth), -1) << c.fen;
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.tried ? "Corrupted table.\n" : "") << c.fen << c.depth;
+    }
+    use_path("");
+    EXPECT_EQ(tb_probe_search(Game(KQK_WIN).position, 256), -1) << "no tables";
+    use_path(data_file("syzygy"));
+    EXPECT_EQ(tb_probe_search(Game(KQK_WIN).position, 256), 4);
+    EXPECT_EQ(tb_probe_search(Game("8/8/8/8/8/8/7k/R3K3 w Q - 0 1").position, 256), -1) << "castling, three pieces";
+}
