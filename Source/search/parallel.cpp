@@ -49,8 +49,8 @@ void create_records() {
 void* secondary_entry(void* argument) {
     const int index = *static_cast<const int*>(argument);
     if (prepare_thread(index) != 0) return nullptr;
-    // The main thread's first iteration settles what the root is. Sleeping leaves it the processor when cores are
-    // short: yielding alone has cost games on time.
+    // The main thread's first iteration settles what the root is. Sleeping, unlike
+    // yielding in a loop, leaves it the processor when there are more threads than cores.
     while (search_control.iteration_depth < 2 && !search_control.stop) sleep_milliseconds(1);
     if (index < settings.threads && search_control.root_tb_result == -1) root_search(index);
     return nullptr;
