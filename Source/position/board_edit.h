@@ -20,6 +20,15 @@ inline void remove_piece(Position& position, int piece, int square) {
     position.piece_counts[c] -= PIECE_UNIT[type_of(piece)];
 }
 
+// As put_piece; a king also becomes its colour's king.
+inline void place(Position& position, int piece, int square) {
+    put_piece(position, piece, square);
+    if (type_of(piece) == KING) position.king_square[colour_of(piece)] = static_cast<std::uint8_t>(square);
+}
+
+// Takes everything off the board and empties the owner's game stack. The side to move and the keys stay.
+void clear_position(Position& position);
+
 // The destination must be empty.
 inline void move_piece(Position& position, int piece, int from, int to) {
     const Bitboard both = bit(from) ^ bit(to);

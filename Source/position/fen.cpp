@@ -32,26 +32,6 @@ int piece_of_letter(char letter) {
     return letter == ' ' || code == std::string_view::npos ? 0 : static_cast<int>(code);
 }
 
-void clear_position(Position& position) {
-    position.king_square[WHITE] = position.king_square[BLACK] = NO_SQUARE;
-    position.ep_square = NO_SQUARE;
-    position.castling = 0;
-    position.rule50 = 0;
-    position.touched = 0;
-    std::memset(position.board, 0, sizeof position.board);
-    std::memset(position.pieces, 0, sizeof position.pieces);
-    std::memset(position.piece_counts, 0, sizeof position.piece_counts);
-    GameState& game = *position.owner;
-    game.game_ply = 0;
-    game.search_ply = 1;
-    game.last_move = NULL_MOVE;
-}
-
-void place(Position& position, int piece, int square) {
-    put_piece(position, piece, square);
-    if (type_of(piece) == KING) position.king_square[colour_of(piece)] = static_cast<std::uint8_t>(square);
-}
-
 // Squares past the h-file or below the first rank are counted but not written.
 void read_placement(Position& position, std::string_view placement) {
     std::size_t file = 0;
@@ -109,6 +89,21 @@ void grant_castling(Position& position, int index) {
 }
 
 }  // namespace
+
+void clear_position(Position& position) {
+    position.king_square[WHITE] = position.king_square[BLACK] = NO_SQUARE;
+    position.ep_square = NO_SQUARE;
+    position.castling = 0;
+    position.rule50 = 0;
+    position.touched = 0;
+    std::memset(position.board, 0, sizeof position.board);
+    std::memset(position.pieces, 0, sizeof position.pieces);
+    std::memset(position.piece_counts, 0, sizeof position.piece_counts);
+    GameState& game = *position.owner;
+    game.game_ply = 0;
+    game.search_ply = 1;
+    game.last_move = NULL_MOVE;
+}
 
 void parse_castling(Position& position, std::string_view text) {
     for (int i = 0; i < 4; ++i) {
