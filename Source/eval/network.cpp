@@ -5,6 +5,7 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "platform/file_map.h"
+#include "platform/memory.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,19 +13,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <new>
 
 Network network;
 
 namespace {
 
 constexpr std::size_t HEADER_BYTES = 24;
-constexpr std::align_val_t VALUES_ALIGNMENT{64};
 constexpr int INPUTS = 768;  // of one king bucket: 2 colours, 6 types, 64 squares
 constexpr int MAX_HIDDEN = 8192;
 
+LargeBlock values_block;
+
 void free_values() {
-    operator delete(network.values, VALUES_ALIGNMENT);
+    free_large(values_block);
     network.values = nullptr;
     network.input_weights = network.output_weights = network.biases = nullptr;
     network.complete = false;
@@ -81,11 +82,11 @@ std::size_t value_bytes() {
 }
 
 void allocate_values() {
-    network.values = static_cast<std::int16_t*>(operator new(value_bytes(), VALUES_ALIGNMENT, std::nothrow));
-    if (!network.values) {
+    if (!allocate_large(value_bytes(), values_block)) {
         print_line("allocating memory for net failed!");
         std::exit(1);
     }
+    network.values = static_cast<std::int16_t*>(values_block.data);
     network.input_weights = network.values;
     network.output_weights = network.input_weights + network.input_weight_count;
     network.biases = network.output_weights + network.output_weight_count;

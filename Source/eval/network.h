@@ -20,7 +20,7 @@ struct Network {
     std::int32_t input_weight_count = 0;   // KB * 768 * H
     std::int32_t output_weight_count = 0;  // 16 H
     std::int32_t bias_count = 0;           // 2 H
-    std::int16_t* values = nullptr;        // owned; one allocation, 64-byte aligned
+    std::int16_t* values = nullptr;        // owned; one large block
     const std::int16_t* input_weights = nullptr;   // KB * 768 rows of H
     const std::int16_t* output_weights = nullptr;  // 8 rows of 2H; rows 0-4 are used
     const std::int16_t* biases = nullptr;          // H for White's perspective, H for Black's

@@ -73,7 +73,9 @@ inline int popcount(Bitboard b) {
     b -= (b >> 1) & 0x5555555555555555ULL;
     b = (b & 0x3333333333333333ULL) + ((b >> 2) & 0x3333333333333333ULL);
     b = (b + (b >> 4)) & 0x0F0F0F0F0F0F0F0FULL;
-    return static_cast<int>((b * 0x0101010101010101ULL) >> 56);
+    // The last step in 32 bits: compilers know the 64-bit form and replace it by a slower library call.
+    const auto bytes = static_cast<std::uint32_t>(b) + static_cast<std::uint32_t>(b >> 32);
+    return static_cast<int>((bytes * 0x01010101u) >> 24);
 #endif
 }
 

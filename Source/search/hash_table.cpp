@@ -3,6 +3,7 @@
 
 #include "frontend/output.h"
 #include "frontend/settings.h"
+#include "platform/memory.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "search/parallel.h"
@@ -20,7 +21,6 @@ constexpr int MAX_HASH_MB = 32768;
 constexpr std::uint32_t ENTRIES_PER_MB = 65536;
 constexpr std::uint32_t SPARE_ENTRIES = 16;  // a bucket may start at the last index of a half and run past it
 constexpr std::uint32_t PARALLEL_CLEAR_ENTRIES = 0x100000;
-constexpr std::size_t TABLE_ALIGNMENT = std::size_t{2} << 20;  // lets the system back it with large pages
 constexpr int BUCKET_SIZE = 4;
 constexpr int MIN_AGED_DEPTH = -100;
 constexpr std::uint32_t FILL_SAMPLE = 1000;
@@ -44,7 +44,7 @@ struct HashTable {
     HashEntry* half[2] = {};  // by side to move; half[0] is the whole table
     std::uint64_t index_mask = ~std::uint64_t{0};
     std::uint32_t entry_count = 0;  // spare entries not counted
-    void* block = nullptr;          // what the allocator gave
+    LargeBlock block;
 };
 HashTable table;
 
@@ -87,7 +87,7 @@ HashEntry* bucket_of(std::uint64_t key) {
 }
 
 bool table_usable() {
-    return search_control.hash_enabled && table.block;
+    return search_control.hash_enabled && table.block.data;
 }
 
 // An entry of an earlier search loses depth at every probe, so that it gives way to fresh ones.
@@ -132,13 +132,8 @@ bool hash_allocate() {
     const int megabytes = std::clamp(settings.hash_mb, 0, MAX_HASH_MB);
     if (megabytes > 0) {
         const std::uint32_t entries = static_cast<std::uint32_t>(megabytes) * ENTRIES_PER_MB;
-        // Fresh zero pages: touching them again to clear them would only cost start-up time.
-        const std::size_t size = (std::size_t{entries} + SPARE_ENTRIES) * sizeof(HashEntry);
-        table.block = std::calloc(1, size + TABLE_ALIGNMENT);
-        if (!table.block) return false;
-        const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(table.block);
-        const std::size_t padding = (TABLE_ALIGNMENT - address % TABLE_ALIGNMENT) % TABLE_ALIGNMENT;
-        table.half[WHITE] = reinterpret_cast<HashEntry*>(static_cast<char*>(table.block) + padding);
+        if (!allocate_large((std::size_t{entries} + SPARE_ENTRIES) * sizeof(HashEntry), table.block)) return false;
+        table.half[WHITE] = static_cast<HashEntry*>(table.block.data);
         table.half[BLACK] = table.half[WHITE] + entries / 2;
         table.entry_count = entries;
         table.index_mask = bit(msb(entries / 2)) - 1;
@@ -152,12 +147,12 @@ bool hash_allocate() {
 }
 
 void hash_free() {
-    std::free(table.block);
+    free_large(table.block);
     table = HashTable{};
 }
 
 bool hash_exists() {
-    return table.block != nullptr;
+    return table.block.data != nullptr;
 }
 
 void hash_clear() {
@@ -170,7 +165,7 @@ void hash_clear() {
 }
 
 void hash_clear_parallel() {
-    if (!table.block) return;
+    if (!table.block.data) return;
     const int workers = std::clamp<int>(settings.threads, 1, MAX_THREADS);
     const std::size_t share = table.entry_count / static_cast<std::size_t>(workers);
     ClearSlice slices[MAX_THREADS];
@@ -186,7 +181,7 @@ void hash_clear_parallel() {
 }
 
 void hash_prefetch(std::uint64_t key) {
-    if (!table.block) return;
+    if (!table.block.data) return;
     const HashEntry* const bucket = bucket_of(key);
     __builtin_prefetch(bucket);
     __builtin_prefetch(bucket + BUCKET_SIZE - 1);  // buckets overlap, so half of them lie on two lines
