@@ -1,6 +1,7 @@
 # What people type. `make run` and `make test` install what is missing, build and go; see README.md.
 #   make run [ARGS=-c]     make test     make bench     make lint     make format
 #   make install [PREFIX=/usr/local]     make clean
+#   make tune_     builds the tuner of the hand-crafted evaluation, see docs/tuning.md
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=
@@ -16,7 +17,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test bench install lint format clean
+.PHONY: tarn run test bench install lint format clean tune_
 
 tarn:
 	@$(SETUP) build
@@ -37,6 +38,12 @@ bench:
 	@cmake --preset bench
 	@cmake --build build/bench -j $(JOBS)
 	@build/bench/tarn_benchmarks $(ARGS)
+
+tune_:
+	@$(SETUP) build
+	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
+	@cmake --build $(BUILD) --target tarn_tune -j $(JOBS)
+	@echo "Now: $(BUILD)/tarn_tune --out params.txt RECORDS.bin ...   (docs/tuning.md)"
 
 install: tarn
 	@cmake --install $(BUILD) --prefix "$(PREFIX)"

@@ -96,7 +96,8 @@ int kpk_score(const Position& p, int strong, int side) {
     return score;
 }
 
-// Endgames that material alone recognises. True with the score for the side to move.
+}  // namespace
+
 bool known_endgame(const Position& p, int side, int& score) {
     const std::uint32_t white = p.piece_counts[WHITE];
     const std::uint32_t black = p.piece_counts[BLACK];
@@ -123,6 +124,8 @@ bool known_endgame(const Position& p, int side, int& score) {
     if (side != strong) score = -score;
     return true;
 }
+
+namespace {
 
 // One bishop each on squares of different colours and no heavy piece: hard to win.
 bool opposite_bishops(const Position& p) {

@@ -9,6 +9,10 @@
 // root). In check the answer is ply - 10000 and nothing else is done.
 int evaluate(EvalState& state, Position& position, int side, int ply, bool in_check);
 
+// Endgames that are scored by their material alone, with neither network nor hand-crafted evaluation. True with the
+// score for `side`, the side to move.
+bool known_endgame(const Position& position, int side, int& score);
+
 // To be called when the network or settings.use_nn changes: every thread's evaluation cache is emptied before
 // its next use.
 void invalidate_eval_caches();

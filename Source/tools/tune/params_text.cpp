@@ -1,0 +1,78 @@
+// Writes parameter text, and tables as text.
+#include "tools/tune/params_text.h"
+
+#include "frontend/output.h"
+
+#include <cmath>
+
+namespace {
+
+int rounded(double value) {
+    return static_cast<int>(std::lround(value));
+}
+
+void append_pair(std::string& text, double mg, double eg) {
+    text += format_text(",%d,%d", rounded(mg), rounded(eg));
+}
+
+// At most five characters: 987, 12.3k, 4.56M.
+std::string short_count(std::uint64_t count) {
+    const double n = static_cast<double>(count);
+    if (count < 1000) return format_text("%d", static_cast<int>(count));
+    if (n < 99950) return format_text("%.1fk", n / 1e3);
+    if (n < 999500) return format_text("%.0fk", n / 1e3);
+    return format_text("%.2fM", n / 1e6);
+}
+
+void print_value(std::FILE* out, int entry, float value) {
+    if (!is_used_entry(entry)) {
+        std::fprintf(out, "    .");
+    } else {
+        std::fprintf(out, "%4d%c", rounded(static_cast<double>(value)), is_free_entry(entry) ? ' ' : '=');
+    }
+}
+
+void print_rank(std::FILE* out, int table, int rank, const std::array<std::uint64_t, TABLE_ENTRIES>& counts) {
+    const auto entry_of = [&](int file) { return table_entry(table, make_square(file, rank)); };
+    std::fprintf(out, "%d ", rank + 1);
+    for (int file = 0; file < 8; ++file) {
+        print_value(out, entry_of(file), eval_params[first_table_param + entry_of(file)].mg);
+    }
+    std::fprintf(out, " |");
+    for (int file = 0; file < 8; ++file) {
+        print_value(out, entry_of(file), eval_params[first_table_param + entry_of(file)].eg);
+    }
+    std::fprintf(out, " |");
+    for (int file = 0; file < 8; ++file) {
+        const int entry = entry_of(file);
+        const std::string count = is_free_entry(entry) ? short_count(counts[static_cast<std::size_t>(entry)]) : ".";
+        std::fprintf(out, " %5s", count.c_str());
+    }
+    std::fprintf(out, "\n");
+}
+
+}  // namespace
+
+std::string params_text(const TableChange& change) {
+    std::string text = "start\n";
+    for (int i = 0; i < eval_param_count; ++i) {
+        const EvalParams& param = eval_params[i];
+        const int entry = i - first_table_param;
+        const bool first_of_line = i == 0 || std::string_view(param.name) != eval_params[i - 1].name;
+        if (first_of_line) text += format_text("%s%s", i == 0 ? "" : "\n", param.name);
+        const bool in_table = entry >= 0 && entry < TABLE_ENTRIES;
+        const std::size_t value = in_table ? 2 * static_cast<std::size_t>(entry) : 0;
+        append_pair(text, static_cast<double>(param.mg) + (in_table ? change[value] : 0.0),
+                    static_cast<double>(param.eg) + (in_table ? change[value + 1] : 0.0));
+    }
+    return text + "\n";
+}
+
+void print_tables(std::FILE* out, const std::array<std::uint64_t, TABLE_ENTRIES>& counts) {
+    for (int table = 0; table < TABLE_PARAMS; ++table) {
+        std::fprintf(out, "%s%*smiddle game | end game | positions\n", eval_params[first_table_param + table * 64].name,
+                     24, "");
+        for (int rank = 7; rank >= 0; --rank) print_rank(out, table, rank, counts);
+        std::fprintf(out, "\n");
+    }
+}

@@ -1,0 +1,67 @@
+// The positions that the tables are fitted to, read from training records and kept as what the fit needs.
+#pragma once
+
+#include "tools/training_record.h"
+#include "tools/tune/table_trace.h"
+
+#include <cstdint>
+#include <vector>
+
+// A term is the entry of a table, with this bit when Black has it.
+constexpr std::uint16_t TERM_OF_BLACK = 0x8000;
+
+// One position; everything from White's view.
+struct TuningPosition {
+    float score;  // centipawns with the values that the fit starts from
+    float mg_factor;
+    float eg_factor;
+    float result;               // of the game: 0, 0.5 or 1
+    float target;               // what the score should predict; see set_targets
+    std::uint32_t first_term;   // into TuningSet::terms
+    std::uint16_t terms;        // how many
+    std::int16_t search_score;  // centipawns
+};
+
+struct TuningSet {
+    std::vector<TuningPosition> positions;
+    std::vector<std::uint16_t> terms;  // of entries that may change only
+};
+
+// Why records were left out.
+struct ReadCounts {
+    std::uint64_t read;
+    std::uint64_t damaged;        // or not playable
+    std::uint64_t in_check;       // never evaluated by a search
+    std::uint64_t known_endgame;  // scored by material alone, without the tables
+    std::uint64_t decided;        // search score beyond the limit
+    std::uint64_t loud;           // a capture or promotion wins material: the search never stops there
+    std::uint64_t kept;
+};
+
+struct ReadOptions {
+    int max_score = 1500;         // centipawns; larger search scores are left out
+    double hold_out = 0.05;       // share of the records that are kept from the fit
+    std::uint64_t seed = 1;       // of the choice which
+    std::uint64_t limit = ~0ull;  // records kept at most
+};
+
+// False for entries that no position uses: kings on files a-d, pawns where none can stand.
+bool is_used_entry(int entry);
+
+// False for entries that no fit changes: unused ones, and the leading ones of each table, which belong to the given
+// values as the scalar weights do.
+bool is_free_entry(int entry);
+
+// Adds a traced position; the record gives the labels.
+void add_position(TuningSet& set, const TrainingRecord& record, const Position& position, const TableTrace& trace);
+
+// Appends a file of records to the two sets; the hold-out is chosen by blocks of consecutive records, so that few
+// games have positions in both. False when the file cannot be read.
+bool read_records(const char* name, const ReadOptions& options, TuningSet& training, TuningSet& hold_out,
+                  ReadCounts& counts);
+
+// Expected result for White of a score: logistic with this slope by centipawn.
+double expected_result(double score, double slope);
+
+// Sets every target to result_share * result + (1 - result_share) * expected result of the search score.
+void set_targets(TuningSet& set, double result_share, double slope);
