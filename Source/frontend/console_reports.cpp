@@ -14,7 +14,6 @@
 #include "position/see.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
-#include "search/search.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
 
@@ -42,27 +41,17 @@ void show_last_move() {
               square_names[move_to(move)]);
 }
 
-// Quiescence score of the root shown last; a root in check has none and leaves it as it was.
-int root_qscore = 0;
-
-// A search of depth 0 fills the first thread's record with the root's static values; the quiescence search
-// of that root is then asked again for its score.
+// A search of depth 0 leaves the root's quiescence score in the search record.
 void search_depth_zero() {
     const std::int8_t depth_limit = settings.depth_limit;
     settings.depth_limit = 0;
     analysis_search();
     settings.depth_limit = depth_limit;
-    SearchThread* thread = search_threads[0];
-    if (settings.threads > 0 && thread && !thread->stack[1].in_check) {
-        Move line[LINE_SIZE] = {};
-        search_control.stop = 0;
-        root_qscore = quiesce(*thread, thread->position.side, 1, 0, NO_SCORE, -NO_SCORE, NODE_PV, line);
-    }
     search_control.think_flags = 0;
 }
 
 void trace(int detail) {
-    eval_trace(game_record->eval, board(), root_qscore, detail);
+    eval_trace(game_record->eval, board(), search_control.root_qscore, detail);
 }
 
 // Prints the strong contributions of one perspective's neurons and returns the sum of all of them.

@@ -104,7 +104,8 @@ void quiesce_root(SearchThread& thread) {
     const bool depth_zero = settings.depth_limit < 1;
     Move line[LINE_SIZE] = {};
     if (!root.in_check) {
-        quiesce(thread, thread.position.side, ROOT_PLY, 0, NO_SCORE, -NO_SCORE, NODE_PV, line);
+        const int score = quiesce(thread, thread.position.side, ROOT_PLY, 0, NO_SCORE, -NO_SCORE, NODE_PV, line);
+        search_control.root_qscore = static_cast<std::int16_t>(score);
         set_root_line(thread, line[1], line);
         if (depth_zero) {
             for (int i = 1; i < LINE_SIZE; ++i) search_control.best_line[i] = thread.root_line[i];

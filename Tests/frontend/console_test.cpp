@@ -2,6 +2,7 @@
 #include "engine_fixture.h"
 
 #include "frontend/console.h"
+#include "search/parallel.h"
 
 class Console : public Engine {
 protected:
@@ -92,6 +93,25 @@ TEST_F(Console, perft_counts_within_its_bounds) {
         EXPECT_EQ(run(command), "illegal position\n") << command;
         EXPECT_EQ(search_control.think_flags, 0) << command;
     }
+}
+
+// e4xd5 leaves king and pawn against king, which counts as drawn: the bare king is 1 step from d8 and the other 7,
+// the pawn on rank index 4, so 1 + 4 * 4 - 7 = 10 for White.
+TEST_F(Console, the_quiescence_score_shown_is_that_of_the_last_searched_root) {
+    constexpr const char* HANGING_QUEEN = "fen 4k3/8/8/3q4/4P3/8/8/4K3 w - -";
+    run(HANGING_QUEEN);
+    settings.depth_limit = 1;
+    settings.noise = SILENT;
+    analysis_search();
+    search_control.think_flags = 0;
+    run("new");
+    EXPECT_NE(run("sp").find(", qscore= 10, "), std::string::npos);
+    EXPECT_EQ(run("ev").find(", qscore= 10, "), std::string::npos);
+    run(HANGING_QUEEN);
+    EXPECT_NE(run("ev").find(", qscore= 10, "), std::string::npos);
+    run("fen 4k3/8/8/4q3/8/8/8/4K3 w - -");
+    EXPECT_NE(run("ev").find(", qscore= 10, "), std::string::npos) << "a root in check has none";
+    EXPECT_EQ(settings.depth_limit, 1);
 }
 
 TEST_F(Console, swap_lists_what_stands_attacked) {
