@@ -119,7 +119,8 @@ void line_command(const ConsoleLine&) {
     std::string text;
     int count = 0;
     for (const Move* move = line + 1; *move != NULL_MOVE; ++move, ++count) {
-        text += move_to_san(board(), *move).san + ' ';
+        if (count > 0) text += ' ';
+        text += move_to_san(board(), *move).san;
         make_game_move(*move);
     }
     print_raw("PV: %s\n\n", text.c_str());

@@ -206,7 +206,7 @@ TEST_F(Console, the_stored_line_is_shown_and_taken_back) {
     store(make_move_word(62, 45));  // g8f6
     run("new");
     const std::string before = fen();
-    EXPECT_EQ(run("pv").find("PV: e4 Nf6 \n\nrnbqkb1r/pppppppp/5n2/8/4P3/8/PPPP1PPP/RNBQKBNR w KQkq"), 0u);
+    EXPECT_EQ(run("pv").find("PV: e4 Nf6\n\nrnbqkb1r/pppppppp/5n2/8/4P3/8/PPPP1PPP/RNBQKBNR w KQkq"), 0u);
     EXPECT_EQ(fen(), before);
     EXPECT_EQ(game_record->game.game_ply, 0);
     hash_clear();
