@@ -87,6 +87,10 @@ TEST_F(Console, positions_and_the_mirror) {
 TEST_F(Console, perft_counts_within_its_bounds) {
     EXPECT_EQ(run("perft 3").find("visited 8902 nodes in "), 0u);
     EXPECT_EQ(run("perft 0").find("visited 20 nodes in "), 0u);
+    EXPECT_EQ(run("]"), "") << "a counted move is no move taken back";
+    for (const char* command : {"e4", "e5", "undo", "undo", "perft 2"}) run(command);
+    EXPECT_EQ(first_line("]"), "1. move e2e4");
+    EXPECT_EQ(first_line("]"), "1... move e7e5");
     run("fen 8/8/8/8/8/8/8/8 w - -");
     EXPECT_EQ(run("perft 3"), "illegal position\n");
     for (const char* command : {"go 3", "mv", "self", "ev"}) {
