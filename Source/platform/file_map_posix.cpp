@@ -7,22 +7,29 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-bool map_file(const char* name, FileMap& map, int& error) {
+namespace {
+
+unsigned long last_error() {
+    return static_cast<unsigned long>(errno);
+}
+
+}  // namespace
+
+bool map_file(const char* name, FileMap& map, MapError& error) {
     map = FileMap{};
     const int file = open(name, O_RDONLY | O_CLOEXEC);
     if (file < 0) {
-        error = errno;
+        error = {MapError::OPENING, last_error()};
         return false;
     }
     struct stat status {};
     void* address = MAP_FAILED;
+    error = {MapError::MAPPING, EINVAL};
     if (fstat(file, &status) != 0) {
-        error = errno;
-    } else if (!S_ISREG(status.st_mode) || status.st_size <= 0) {
-        error = EINVAL;
-    } else {
+        error.code = last_error();
+    } else if (S_ISREG(status.st_mode) && status.st_size > 0) {
         address = mmap(nullptr, static_cast<std::size_t>(status.st_size), PROT_READ, MAP_SHARED, file, 0);
-        if (address == MAP_FAILED) error = errno;
+        error.code = last_error();
     }
     close(file);  // the mapping keeps the file
     if (address == MAP_FAILED) return false;
@@ -32,9 +39,11 @@ bool map_file(const char* name, FileMap& map, int& error) {
     return true;
 }
 
-void unmap_file(FileMap& map) {
-    if (map.handle) munmap(map.handle, map.size);
+UnmapErrors unmap_file(FileMap& map) {
+    UnmapErrors errors;
+    if (map.handle && munmap(map.handle, map.size) != 0) errors.view = last_error();
     map = FileMap{};
+    return errors;
 }
 
 std::int64_t file_size(const char* name) {

@@ -11,11 +11,11 @@ HANDLE open_for_reading(const char* name) {
 
 }  // namespace
 
-bool map_file(const char* name, FileMap& map, int& error) {
+bool map_file(const char* name, FileMap& map, MapError& error) {
     map = FileMap{};
     const HANDLE file = open_for_reading(name);
     if (file == INVALID_HANDLE_VALUE) {
-        error = static_cast<int>(GetLastError());
+        error = {MapError::OPENING, GetLastError()};
         return false;
     }
     LARGE_INTEGER size{};
@@ -23,7 +23,7 @@ bool map_file(const char* name, FileMap& map, int& error) {
     const void* address = nullptr;
     if (GetFileSizeEx(file, &size)) mapping = CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
     if (mapping) address = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0);
-    if (!address) error = static_cast<int>(GetLastError());
+    if (!address) error = {mapping ? MapError::VIEWING : MapError::MAPPING, GetLastError()};
     CloseHandle(file);  // the mapping keeps the file
     if (!address) {
         if (mapping) CloseHandle(mapping);
@@ -35,10 +35,12 @@ bool map_file(const char* name, FileMap& map, int& error) {
     return true;
 }
 
-void unmap_file(FileMap& map) {
-    if (map.data) UnmapViewOfFile(map.data);
-    if (map.handle) CloseHandle(map.handle);
+UnmapErrors unmap_file(FileMap& map) {
+    UnmapErrors errors;
+    if (map.data && !UnmapViewOfFile(map.data)) errors.view = GetLastError();
+    if (map.handle && !CloseHandle(map.handle)) errors.handle = GetLastError();
     map = FileMap{};
+    return errors;
 }
 
 std::int64_t file_size(const char* name) {

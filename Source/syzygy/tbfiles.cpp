@@ -87,6 +87,12 @@ bool has_file(const std::string& name, TableKind kind) {
     return false;
 }
 
+void let_go(FileMap& map) {
+    const UnmapErrors errors = unmap_file(map);
+    if (errors.view != 0) std::fprintf(stderr, "unmap failed, error code %lu\n", errors.view);
+    if (errors.handle != 0) std::fprintf(stderr, "CloseHandle failed, error code %lu\n", errors.handle);
+}
+
 void split_path_list(const char* list) {
     registry.directories.clear();
     std::string directory;
@@ -195,7 +201,7 @@ void forget_tables() {
         for (int kind = WDL_TABLE; kind <= DTZ_TABLE; ++kind) {
             entry.ready[kind] = false;
             entry.data[kind].reset();
-            unmap_file(entry.maps[kind]);
+            let_go(entry.maps[kind]);
         }
         entry.rejected = false;
     }
@@ -214,6 +220,13 @@ void forget_tables() {
     std::_Exit(EXIT_FAILURE);
 }
 
+[[noreturn]] void cannot_map(const MapError& error, const std::string& name, TableKind kind) {
+    const char* const call = error.step == MapError::VIEWING ? "MapViewOfFile" : "CreateFileMapping";
+    std::fprintf(stderr, "%s() failed, error = %lu.\n", call, error.code);
+    std::fprintf(stderr, "Could not map %s%s into memory.\n", name.c_str(), EXTENSIONS[kind]);
+    end_program();
+}
+
 // Maps the file and reads its layout. False when it is gone (silently) or damaged.
 bool load_table(TableEntry& entry, TableKind kind) {
     std::string path;
@@ -221,20 +234,19 @@ bool load_table(TableEntry& entry, TableKind kind) {
     if (size < 0) return false;
     if (valid_size(size)) {  // may have changed since it was found
         FileMap& map = entry.maps[kind];
-        int error = 0;
+        MapError error;
         if (!map_file(path.c_str(), map, error)) {
-            std::fprintf(stderr, "CreateFileMapping() failed, error = %lu.\n", static_cast<unsigned long>(error));
-            std::fprintf(stderr, "Could not map %s%s into memory.\n", entry.name.c_str(), EXTENSIONS[kind]);
-            end_program();
+            if (error.step == MapError::OPENING) return false;
+            cannot_map(error, entry.name, kind);
         }
         auto data = std::make_unique<TableData>();
         if (set_up_table(*data, map, entry.material, kind)) {
             entry.data[kind] = std::move(data);
             return true;
         }
-        unmap_file(map);
     }
     std::fputs("Corrupted table.\n", stderr);
+    let_go(entry.maps[kind]);
     return false;
 }
 

@@ -37,20 +37,25 @@ TEST_F(Files, mapping_shows_the_file_and_refuses_what_cannot_be_mapped) {
     const std::string content = std::string(100000, 'x') + '\0' + "end";
     const std::string file = write("data", content);
     FileMap map;
-    int error = 0;
+    MapError error{};
     ASSERT_TRUE(map_file(file.c_str(), map, error));
     ASSERT_EQ(map.size, content.size());
     EXPECT_EQ(std::memcmp(map.data, content.data(), content.size()), 0);
     EXPECT_EQ(file_size(file.c_str()), 100004);
-    unmap_file(map);
-    EXPECT_EQ(map.data, nullptr);
-    unmap_file(map);  // twice is harmless
+    for (int times = 0; times < 2; ++times) {  // the second time there is nothing to let go of
+        const UnmapErrors errors = unmap_file(map);
+        EXPECT_EQ(errors.view, 0u);
+        EXPECT_EQ(errors.handle, 0u);
+        EXPECT_EQ(map.data, nullptr);
+    }
 
     const std::string missing = (folder_ / "missing").string();
     for (const std::string& bad : {missing, write("empty", ""), folder_.string()}) {
-        error = 0;
+        error = {MapError::VIEWING, 0};
         EXPECT_FALSE(map_file(bad.c_str(), map, error)) << bad;
-        EXPECT_NE(error, 0) << bad;
+        EXPECT_NE(error.code, 0u) << bad;
+        EXPECT_NE(error.step, MapError::VIEWING) << bad;
+        EXPECT_EQ(error.step == MapError::OPENING, bad == missing) << bad;
         EXPECT_EQ(map.data, nullptr) << bad;
     }
     EXPECT_EQ(file_size(missing.c_str()), -1);

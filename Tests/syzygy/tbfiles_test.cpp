@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <random>
 #include <set>
@@ -195,6 +196,22 @@ TEST_F(SyzygyFiles, damaged_or_vanished_files_make_their_material_unknown_and_no
     use_path(scratch());
     EXPECT_EQ(wdl_of(KRK_WIN), 2);
 }
+
+#if !defined(_WIN32)
+TEST_F(SyzygyFiles, a_file_that_cannot_be_let_go_is_reported_and_the_rest_goes_on) {
+    use_path(data_file("syzygy"));
+    ASSERT_EQ(wdl_of(KQK_WIN), 2);
+    ASSERT_EQ(wdl_of(KRK_WIN), 2);
+    FileMap& map = find_table(material_key(material_only("KQvK", WHITE), WHITE))->maps[WDL_TABLE];
+    FileMap real = map;
+    map.handle = static_cast<char*>(map.handle) + 1;  // on no page boundary
+    EXPECT_EQ(error_stream([&] { use_path(data_file("syzygy")); }),
+              "unmap failed, error code " + std::to_string(EINVAL) + "\n");
+    EXPECT_EQ(wdl_of(KQK_WIN), 2);
+    EXPECT_EQ(wdl_of(KRK_WIN), 2);
+    unmap_file(real);
+}
+#endif
 
 TEST_F(SyzygyFiles, damaged_files_never_stop_play) {
     std::mt19937 random(20240607);
