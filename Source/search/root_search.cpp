@@ -90,7 +90,9 @@ void score_root_moves(SearchThread& thread) {
 
 // Mate and stalemate: reports the result and ends the search.
 void report_no_moves(SearchThread& thread) {
-    thread.best_score = thread.stack[ROOT_PLY].in_check ? 1 - MATE : 0;
+    const bool in_check = thread.stack[ROOT_PLY].in_check;
+    if (!in_check) search_control.root_qscore = thread.root_eval;
+    thread.best_score = in_check ? 1 - MATE : 0;
     thread.iteration_depth = 1;
     thread.result_depth = 1;
     set_root_line(thread, NULL_MOVE, nullptr);
@@ -174,6 +176,7 @@ bool prepare_root(SearchThread& thread) {
     if (main_thread) {
         search_control.root_tb_result = -1;
         search_control.score = thread.root_eval;
+        search_control.root_eval = thread.root_eval;
         if (generate_root_moves(thread) == 0) {
             report_no_moves(thread);
             return false;

@@ -46,6 +46,8 @@ struct SearchControl {
     // Progress and result: written by the main search thread, reset by begin_search.
     Relaxed<std::int8_t> iteration_depth = 0;
     Relaxed<std::int16_t> score = 0;
+    Relaxed<std::int16_t> root_eval = 0;    // static evaluation of the root searched last
+    Relaxed<std::int16_t> root_qscore = 0;  // its quiescence score; a root in check has none and leaves it as it was
     Relaxed<Move> best_line[LINE_SIZE];  // [1] best move, [2] ponder move
     Relaxed<std::int8_t> result_depth = 0;
     Relaxed<std::int8_t> change_depth = 0;    // depth at which the reported best move last changed
@@ -55,7 +57,6 @@ struct SearchControl {
     Relaxed<std::int8_t> completed_depth = 0;
     Relaxed<float> last_iteration_time = 0;
     Relaxed<std::uint8_t> single_reply = 0;
-    Relaxed<std::int16_t> root_qscore = 0;  // quiescence score of the last root not in check; survives searches
     Relaxed<std::int32_t> root_tb_result = -1;  // -1: none
     Move tb_move = 0;
     Move multipv_move[MAX_MULTIPV] = {};
