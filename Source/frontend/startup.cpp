@@ -20,6 +20,8 @@
 #include "search/think.h"
 #include "search/time_manager.h"
 #include "syzygy/tbprobe.h"
+#include "tools/prune_network.h"
+#include "tools/training_data.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -129,11 +131,13 @@ constexpr RunModeEntry RUN_MODES[] = {
     {RunMode::BOOK_BUILD, "book builder", nullptr},
     {RunMode::BOOK_BUILD2, "repeated EPD analysis", nullptr},
     {RunMode::MAKE_CONFIG, "configuration check", make_config},
-    {RunMode::MAKE_TRAIN_DATA, "training data maker", nullptr},
-    {RunMode::GEN_TRAIN_DATA, "training data splitter", nullptr},
-    {RunMode::EPD_TO_BIN, "EPD packer", nullptr},
-    {RunMode::BIN_TO_EPD, "EPD unpacker", nullptr},
-    {RunMode::PRUNE_NET, "network pruner", nullptr},
+    {RunMode::MAKE_TRAIN_DATA, "training data maker",
+     [](const CommandLine&) { return make_train_data(settings.input_file, settings.output_file); }},
+    {RunMode::GEN_TRAIN_DATA, "training data splitter",
+     [](const CommandLine& line) { return gen_train_data(line.training_file); }},
+    {RunMode::EPD_TO_BIN, "EPD packer", [](const CommandLine&) { return epd_to_bin(settings.input_file); }},
+    {RunMode::BIN_TO_EPD, "EPD unpacker", [](const CommandLine& line) { return bin_to_epd(line.training_file); }},
+    {RunMode::PRUNE_NET, "network pruner", [](const CommandLine& line) { return prune_network(line.training_file); }},
 };
 
 int run_mode(const CommandLine& command_line) {

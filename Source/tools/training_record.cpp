@@ -38,8 +38,8 @@ float win_probability(int score) {
 int result_to_score(double g) {
     constexpr float LEAST = 0.000001f;
     constexpr float MOST = 0.999999f;
-    constexpr double CENTIPAWNS = 166.66667;  // 1 / 0.006
-    const double d = std::clamp(g, static_cast<double>(LEAST), static_cast<double>(MOST));
+    constexpr double CENTIPAWNS = 166.66667;                                                          // 1 / 0.006
+    const double d = std::fmin(std::fmax(g, static_cast<double>(LEAST)), static_cast<double>(MOST));  // NaN: LEAST
     return std::clamp(static_cast<int>(-CENTIPAWNS * std::log(1.0 / d - 1.0)), -MAX_RECORD_SCORE, MAX_RECORD_SCORE);
 }
 

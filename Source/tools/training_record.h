@@ -27,7 +27,8 @@ constexpr double TARGET_SCORE_SHARE = 0.65;
 float win_probability(int score);
 
 // The inverse of win_probability: the score whose expected result is g (0 loss .. 1 win), truncated. The ends
-// stay finite: 1.0 gives 2300 and 0.0 gives -2302, the single-precision bounds not being symmetric.
+// stay finite: 1.0 gives 2300 and 0.0 gives -2302, the single-precision bounds not being symmetric. What is no
+// number counts as 0.
 int result_to_score(double g);
 
 // What a network is trained towards, 0..1 for the side to move: a mix of game result and search score.

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -81,7 +82,8 @@ TEST(TrainingScale, results_and_scores_convert_both_ways) {
     struct {
         double g;
         int score;
-    } const results[] = {{1.0, 2300}, {0.0, -2302}, {0.5, 0}, {0.75, 183}, {2.0, 2300}};  // ln 3 / 0.006 = 183.1
+    } const results[] = {{1.0, 2300}, {0.0, -2302},  {0.5, 0},     {0.75, 183},  // ln 3 / 0.006 = 183.1
+                         {2.0, 2300}, {-1.0, -2302}, {NAN, -2302}, {INFINITY, 2300}};
     for (const auto& r : results) EXPECT_EQ(r.score, result_to_score(r.g)) << r.g;
 
     EXPECT_FLOAT_EQ(0.5f, win_probability(0));

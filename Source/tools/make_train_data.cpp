@@ -1,0 +1,181 @@
+// Training positions from an EPD file: each is played to the end of a two-ply search, where captures under way are
+// over, searched to the wanted depth, and kept when it is quiet and its result does not contradict its score.
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "frontend/words.h"
+#include "platform/interrupts.h"
+#include "position/make_move.h"
+#include "search/parallel.h"
+#include "search/search_control.h"
+#include "search/search_thread.h"
+#include "tools/line_reader.h"
+#include "tools/output_file.h"
+#include "tools/progress.h"
+#include "tools/tool_files.h"
+#include "tools/training_data.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+constexpr int SETTLING_DEPTH = 2;
+constexpr int MIN_HASH_DEPTH = 3;              // shallower searches gain nothing from the transposition table
+constexpr std::size_t REOPEN_INTERVAL = 4096;  // lines between closing and reopening the output
+constexpr int MAX_LABEL = 1'000'000;
+
+constexpr int QUIET_MARGIN = 75;  // centipawns that captures may win in a quiet position
+constexpr int TB_SCORE = 9000;    // of a tablebase win
+constexpr int DRAWISH = 20;       // scores up to this say no more than the draw that the game became
+
+// What a line says of its position, for the side to move.
+struct Labels {
+    bool has_score = false;
+    bool has_result = false;
+    int score = 0;        // centipawns
+    double result = 0.5;  // 0 loss .. 1 win
+};
+
+struct Searched {
+    int score = 0;          // centipawns for the side to move
+    double expected = 0.5;  // the result that the score promises
+};
+
+Position& board() {
+    return game_record->position;
+}
+
+bool side_to_move_in_check() {
+    return is_attacked(board(), board().king_square[board().side], board().side ^ 1);
+}
+
+Labels labels_of(const EpdLine& epd) {
+    Labels labels;
+    labels.has_score = !epd.ce.empty();
+    labels.has_result = !epd.gr.empty();
+    if (labels.has_score) labels.score = read_int(epd.ce, -MAX_LABEL, MAX_LABEL);
+    if (labels.has_result) labels.result = read_number(epd.gr, -MAX_LABEL, MAX_LABEL);
+    return labels;
+}
+
+void search_position() {
+    analysis_search();
+    search_control.think_flags = 0;
+}
+
+void search_to_depth(int depth) {
+    const std::int8_t depth_limit = settings.depth_limit;
+    settings.depth_limit = static_cast<std::int8_t>(depth);
+    search_position();
+    settings.depth_limit = depth_limit;
+}
+
+// Plays the reported line to its end; the labels follow the side to move.
+void play_reported_line(Labels& labels) {
+    for (int ply = 1; ply < LINE_SIZE && search_control.best_line[ply] != NULL_MOVE; ++ply) {
+        make_move(board(), search_control.best_line[ply]);
+        game_record->game.search_ply = 1;
+        labels.score = -labels.score;
+        labels.result = 1.0 - labels.result;
+    }
+}
+
+// The score of the last search; a tablebase result overrules it.
+Searched search_result() {
+    const int tb_result = search_control.root_tb_result;
+    if (tb_result == 4) search_control.score = TB_SCORE;
+    if (tb_result == 2) search_control.score = 0;
+    if (tb_result == 0) search_control.score = -TB_SCORE;
+    return {search_control.score, static_cast<double>(win_probability(search_control.score))};
+}
+
+// Quiet: captures win little, or the best move is none.
+bool is_quiet() {
+    return search_control.root_qscore <= search_control.root_eval + QUIET_MARGIN ||
+           board().board[move_to(search_control.best_line[1])] == 0;
+}
+
+// A lost game from a won position or the other way round teaches nothing about the position, nor does a drawn game from
+// an equal one.
+bool is_consistent(const Searched& searched, double result) {
+    if (searched.expected < 0.1) return result < 0.5;
+    if (searched.expected > 0.9 && result <= 0.5) return false;
+    return std::abs(search_control.root_eval) > DRAWISH || std::abs(searched.score) > DRAWISH || result != 0.5;
+}
+
+std::string labelled_line(const Labels& labels, const Searched& searched) {
+    const std::string fen = position_to_fen(board(), false);
+    if (!labels.has_result) return format_text("%s sc %d;\n", fen.c_str(), searched.score);
+    return format_text("%s ce %d; sc %d; gr %0.1f;\n", fen.c_str(), labels.has_score ? labels.score : searched.score,
+                       searched.score, labels.result);
+}
+
+// The training line that an EPD line leads to; empty when it leads to none.
+std::string training_line(std::string_view line) {
+    EpdLine epd;
+    parse_epd(line, epd);
+    set_position(board(), epd.fen);
+    if (!is_playable(board()) || side_to_move_in_check()) return {};
+    Labels labels = labels_of(epd);
+    search_to_depth(SETTLING_DEPTH);
+    play_reported_line(labels);
+    if (!is_playable(board()) || side_to_move_in_check()) return {};
+
+    search_position();
+    const Searched searched = search_result();
+    const double result = labels.has_result ? labels.result : searched.expected;
+    if (interrupted() || !is_quiet() || !is_consistent(searched, result)) return {};
+    return labelled_line(labels, searched);
+}
+
+// One line at a time in the file, so that nothing is lost when a long run ends early.
+bool write_line(OutputFile& output, const std::string& line, std::size_t number) {
+    put(output, line);
+    return flush_output(output) && (number % REOPEN_INTERVAL != 0 || reopen_output(output));
+}
+
+void prepare_settings() {
+    settings.noise = SILENT;
+    settings.calibration_nps = 1e7f;
+    settings.max_elo = 4000.0f;
+    if (settings.depth_limit < MIN_HASH_DEPTH) search_control.hash_enabled = 0;
+    if (settings.depth_limit == MAX_DEPTH && settings.node_limit == 0) {
+        std::fprintf(stderr, "searching each position to depth %d: -d or -n would set a limit\n", MAX_DEPTH);
+    }
+}
+
+}  // namespace
+
+int make_train_data(const char* input_name, const char* output_name) {
+    if (!has_extension(input_name, ".epd") || !has_extension(output_name, ".epd")) return 1;
+    if (!is_other_file(input_name, output_name)) return 1;
+    print_raw("infile= %s, outfile= %s\n", input_name, output_name);
+    LineReader reader;
+    if (!open_lines(reader, input_name, EPD_LINE)) return report_unreadable(input_name, errno);
+    OutputFile output;
+    if (!create_output(output, output_name)) {
+        close_lines(reader);
+        return -1;
+    }
+    prepare_settings();
+    catch_interrupts([] { search_control.stop = 1; });
+
+    Progress progress{"lines read"};
+    std::string_view line;
+    std::size_t lines = 0;
+    std::size_t written = 0;
+    while (!interrupted() && !output.failed && read_line(reader, line)) {
+        show_progress(progress, ++lines);
+        if (is_epd_comment(line)) continue;
+        const std::string labelled = training_line(line);
+        if (!labelled.empty()) write_line(output, labelled, written++);
+    }
+    end_progress(progress);
+    print_raw("\n");
+    close_lines(reader);
+    if (!close_output(output)) return -1;
+    if (reader.error) return report_unreadable(input_name, reader.error);
+    return interrupted() ? report_interrupted(lines) : 0;
+}
