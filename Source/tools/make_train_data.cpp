@@ -38,11 +38,6 @@ struct Labels {
     double result = 0.5;  // 0 loss .. 1 win
 };
 
-struct Searched {
-    int score = 0;          // centipawns for the side to move
-    double expected = 0.5;  // the result that the score promises
-};
-
 Position& board() {
     return game_record->position;
 }
@@ -82,34 +77,37 @@ void play_reported_line(Labels& labels) {
     }
 }
 
-// The score of the last search; a tablebase result overrules it.
-Searched search_result() {
+// What the last search found; a tablebase result overrules its score.
+SearchedPosition search_result() {
     const int tb_result = search_control.root_tb_result;
     if (tb_result == 4) search_control.score = TB_SCORE;
     if (tb_result == 2) search_control.score = 0;
     if (tb_result == 0) search_control.score = -TB_SCORE;
-    return {search_control.score, static_cast<double>(win_probability(search_control.score))};
+    return {.static_eval = search_control.root_eval,
+            .quiescence_score = search_control.root_qscore,
+            .score = search_control.score,
+            .best_is_capture = board().board[move_to(search_control.best_line[1])] != 0};
 }
 
-// Quiet: captures win little, or the best move is none.
-bool is_quiet() {
-    return search_control.root_qscore <= search_control.root_eval + QUIET_MARGIN ||
-           board().board[move_to(search_control.best_line[1])] == 0;
+// Captures win little, or the best move is none.
+bool is_quiet(const SearchedPosition& searched) {
+    return searched.quiescence_score <= searched.static_eval + QUIET_MARGIN || !searched.best_is_capture;
 }
 
 // A lost game from a won position or the other way round teaches nothing about the position, nor does a drawn game from
 // an equal one.
-bool is_consistent(const Searched& searched, double result) {
-    if (searched.expected < 0.1) return result < 0.5;
-    if (searched.expected > 0.9 && result <= 0.5) return false;
-    return std::abs(search_control.root_eval) > DRAWISH || std::abs(searched.score) > DRAWISH || result != 0.5;
+bool is_consistent(const SearchedPosition& searched, double result) {
+    const auto expected = static_cast<double>(win_probability(searched.score));
+    if (expected < 0.1) return result < 0.5;
+    if (expected > 0.9 && result <= 0.5) return false;
+    return std::abs(searched.static_eval) > DRAWISH || std::abs(searched.score) > DRAWISH || result != 0.5;
 }
 
-std::string labelled_line(const Labels& labels, const Searched& searched) {
+std::string labelled_line(const Labels& labels, int score) {
     const std::string fen = position_to_fen(board(), false);
-    if (!labels.has_result) return format_text("%s sc %d;\n", fen.c_str(), searched.score);
-    return format_text("%s ce %d; sc %d; gr %0.1f;\n", fen.c_str(), labels.has_score ? labels.score : searched.score,
-                       searched.score, labels.result);
+    if (!labels.has_result) return format_text("%s sc %d;\n", fen.c_str(), score);
+    return format_text("%s ce %d; sc %d; gr %0.1f;\n", fen.c_str(), labels.has_score ? labels.score : score, score,
+                       labels.result);
 }
 
 // The training line that an EPD line leads to; empty when it leads to none.
@@ -124,10 +122,10 @@ std::string training_line(std::string_view line) {
     if (!is_playable(board()) || side_to_move_in_check()) return {};
 
     search_position();
-    const Searched searched = search_result();
-    const double result = labels.has_result ? labels.result : searched.expected;
-    if (interrupted() || !is_quiet() || !is_consistent(searched, result)) return {};
-    return labelled_line(labels, searched);
+    const SearchedPosition searched = search_result();
+    if (!labels.has_result) labels.result = static_cast<double>(win_probability(searched.score));
+    if (interrupted() || !is_training_position(searched, labels.result)) return {};
+    return labelled_line(labels, searched.score);
 }
 
 // One line at a time in the file, so that nothing is lost when a long run ends early.
@@ -147,6 +145,10 @@ void prepare_settings() {
 }
 
 }  // namespace
+
+bool is_training_position(const SearchedPosition& searched, double result) {
+    return is_quiet(searched) && is_consistent(searched, result);
+}
 
 int make_train_data(const char* input_name, const char* output_name) {
     if (!has_extension(input_name, ".epd") || !has_extension(output_name, ".epd")) return 1;

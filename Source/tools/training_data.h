@@ -31,5 +31,16 @@ bool is_epd_comment(std::string_view line);
 // its result contradicts its score.
 bool epd_to_record(const EpdLine& epd, Position& position, TrainingRecord& record);
 
+// What a search says of a position, centipawns for the side to move.
+struct SearchedPosition {
+    int static_eval;
+    int quiescence_score;
+    int score;
+    bool best_is_capture;
+};
+// True for a position to learn from: quiet, and with a result (0..1 for the side to move) that its score does not
+// contradict.
+bool is_training_position(const SearchedPosition& searched, double result);
+
 // 0..7: knights, bishops, rooks and queens of both sides in pairs, one more when there are queens among at least three.
 int material_bucket(const Position& position);
