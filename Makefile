@@ -1,5 +1,6 @@
 # What people type. `make run` and `make test` install what is missing, build and go; see README.md.
 #   make run [ARGS=-c]     make test     make bench     make lint     make format
+#   make signature         after a change that means to alter the search, the evaluation or the network
 #   make install [PREFIX=/usr/local]     make clean
 #   make tune_     builds the tuner of the hand-crafted evaluation, see docs/tuning.md
 PREFIX ?= /usr/local
@@ -17,7 +18,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test bench install lint format clean tune_
+.PHONY: tarn run test bench install lint format clean tune_ signature
 
 tarn:
 	@$(SETUP) build
@@ -44,6 +45,9 @@ tune_:
 	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
 	@cmake --build $(BUILD) --target tarn_tune -j $(JOBS)
 	@echo "Now: $(BUILD)/tarn_tune --out params.txt RECORDS.bin ...   (docs/tuning.md)"
+
+signature: tarn
+	@$(PYTHON) scripts/signature.py $(BUILD)/tarn --record
 
 install: tarn
 	@cmake --install $(BUILD) --prefix "$(PREFIX)"

@@ -20,6 +20,7 @@
 #include "search/think.h"
 #include "search/time_manager.h"
 #include "syzygy/tbprobe.h"
+#include "tools/bench.h"
 #include "tools/prune_network.h"
 #include "tools/training_data.h"
 
@@ -117,6 +118,11 @@ int make_config(const CommandLine&) {
     return 0;
 }
 
+int benchmark(const CommandLine& command_line) {
+    run_bench(command_line.bench_on_calling_thread ? nullptr : poll_input);
+    return 0;
+}
+
 struct RunModeEntry {
     RunMode mode;
     const char* tool;
@@ -127,7 +133,7 @@ constexpr RunModeEntry RUN_MODES[] = {
     {RunMode::PLAY, "engine", play},
     {RunMode::EPD_ANALYSIS, "EPD analysis", nullptr},
     {RunMode::PGN_SCAN, "PGN scan", nullptr},
-    {RunMode::BENCH, "benchmark", nullptr},
+    {RunMode::BENCH, "benchmark", benchmark},
     {RunMode::BOOK_BUILD, "book builder", nullptr},
     {RunMode::BOOK_BUILD2, "repeated EPD analysis", nullptr},
     {RunMode::MAKE_CONFIG, "configuration check", make_config},

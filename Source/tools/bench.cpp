@@ -1,0 +1,53 @@
+// The benchmark run: limits, searches, report.
+#include "tools/bench.h"
+
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "search/hash_table.h"
+#include "search/root_search.h"
+#include "search/search_control.h"
+#include "search/search_thread.h"
+
+#include <string_view>
+
+namespace {
+
+constexpr int USUAL_DEPTH = 17;
+constexpr int DEEPEST_WANTED = 50;  // a depth limit above this was not meant for the benchmark
+constexpr float SECONDS_A_POSITION = 99.0f;
+constexpr double START_SECONDS = 0.01;  // keeps the speed finite
+
+void set_limits() {
+    settings.level_time = SECONDS_A_POSITION;
+    settings.noise = SILENT;
+    if (settings.depth_limit > DEEPEST_WANTED) settings.depth_limit = USUAL_DEPTH;
+}
+
+// Every position meets the same empty table, so that its time and nodes do not depend on the others.
+void search_position(std::string_view fen, InputPoller poll) {
+    set_position(game_record->position, fen);
+    search_control.hash_fill = 0;
+    hash_clear();
+    start_search(THINK_TOOL, poll != nullptr, poll);
+    sum_statistics();
+    search_control.think_flags = 0;
+}
+
+}  // namespace
+
+void run_bench(InputPoller poll) {
+    set_limits();
+    print_format("%s running benchmark using %d threads", ENGINE_NAME, settings.threads);
+    double seconds = START_SECONDS;
+    double nodes = 0;
+    int number = 0;
+    for (const std::string_view fen : BENCH_POSITIONS) {
+        search_position(fen, poll);
+        if (settings.quit) break;
+        nodes += static_cast<double>(search_control.nodes);
+        seconds += static_cast<double>(search_control.elapsed);
+        print_format("pos %2d: %6.2f seconds", number++, static_cast<double>(search_control.elapsed));
+    }
+    print_format("total time= %0.2f seconds, nodes= %.0f, nps= %.0f", seconds, nodes, nodes / seconds);
+    settings.quit = 1;
+}
