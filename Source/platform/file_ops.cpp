@@ -29,10 +29,20 @@ bool delete_file(const char* name) {
     return !error && !file_exists(name);
 }
 
-bool copy_file(const char* from, const char* to) {
+bool truncate_file(const char* name, std::uintmax_t size) {
     std::error_code error;
-    const bool same = std::filesystem::equivalent(from, to, error);
-    if (same) return false;  // opening the target would empty the source
+    if (!std::filesystem::is_regular_file(name, error)) return false;
+    if (std::filesystem::file_size(name, error) > size) std::filesystem::resize_file(name, size, error);
+    return !error;
+}
+
+bool same_file(const char* a, const char* b) {
+    std::error_code error;
+    return std::filesystem::equivalent(a, b, error) && !error;
+}
+
+bool copy_file(const char* from, const char* to) {
+    if (same_file(from, to)) return false;  // opening the target would empty the source
     std::FILE* source = std::fopen(from, "rb");
     if (!source) return false;
     std::FILE* target = std::fopen(to, "wb");

@@ -1,11 +1,17 @@
 // The few file operations outside the standard library's streams.
 #pragma once
 
+#include <cstdint>
+
 bool file_exists(const char* name);
 // Removes a file; true when it is gone.
 bool delete_file(const char* name);
 // Copies a whole file byte for byte; true on success.
 bool copy_file(const char* from, const char* to);
+// Cuts a file to `size` bytes if it is longer; true on success.
+bool truncate_file(const char* name, std::uintmax_t size);
+// True when both names lead to one existing file, by whatever links or spellings.
+bool same_file(const char* a, const char* b);
 // ';' everywhere and, except on Windows, also ':' separate directories in a path list.
 bool is_path_separator(char c);
 // '\\' on Windows, '/' elsewhere.

@@ -2,7 +2,13 @@
 #include "platform/process.h"
 
 #include <signal.h>
+#include <unistd.h>
 
 void survive_closed_output() {
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+bool error_output_is_terminal() {
+    return isatty(STDERR_FILENO) == 1;
 }

@@ -1,0 +1,28 @@
+// The file that a tool writes. Lines and records reach it whole, and a write that fails is reported, never passed over.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+struct OutputFile {
+    std::FILE* file = nullptr;
+    std::string name;
+    std::string pending;       // whole items that have yet to be written
+    std::uintmax_t whole = 0;  // bytes of the file that end with an item
+    bool failed = false;       // some write failed; it has been reported
+};
+
+// Creates the file, or empties an existing one. False after one line on the error stream.
+bool create_output(OutputFile& output, const std::string& name);
+// Adds one item; it is written together with others. False once a write has failed.
+bool put(OutputFile& output, std::string_view item);
+// Hands what is pending to the system; false once a write has failed.
+bool flush_output(OutputFile& output);
+// Closes the file and opens it again to go on at its end. False after one line on the error stream.
+bool reopen_output(OutputFile& output);
+// Writes what is pending and closes the file. True when everything has been written; false when something was not,
+// which has then been reported, and the file ends with an earlier item. A file that is not open has nothing to lose.
+bool close_output(OutputFile& output);

@@ -1,0 +1,29 @@
+// File names of the tools.
+#include "tools/tool_files.h"
+
+#include "platform/file_ops.h"
+
+#include <cstdio>
+#include <cstring>
+
+bool has_extension(const std::string& name, const char* extension) {
+    if (name.find(extension) != std::string::npos) return true;
+    std::fprintf(stderr, "%s: the name of this file needs %s\n", name.c_str(), extension);
+    return false;
+}
+
+bool is_other_file(const std::string& input_name, const std::string& output_name) {
+    if (!same_file(input_name.c_str(), output_name.c_str())) return true;
+    std::fprintf(stderr, "%s is input and output\n", output_name.c_str());
+    return false;
+}
+
+int report_unreadable(const char* name, int error) {
+    std::fprintf(stderr, "can't read %s: %s\n", name, std::strerror(error));
+    return 1;
+}
+
+int report_interrupted(std::size_t positions) {
+    std::fprintf(stderr, "interrupted after %zu positions\n", positions);
+    return 1;
+}
