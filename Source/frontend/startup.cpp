@@ -21,6 +21,7 @@
 #include "search/time_manager.h"
 #include "syzygy/tbprobe.h"
 #include "tools/bench.h"
+#include "tools/epd_analysis.h"
 #include "tools/prune_network.h"
 #include "tools/training_data.h"
 
@@ -118,11 +119,6 @@ int make_config(const CommandLine&) {
     return 0;
 }
 
-int benchmark(const CommandLine& command_line) {
-    run_bench(command_line.bench_on_calling_thread ? nullptr : poll_input);
-    return 0;
-}
-
 struct RunModeEntry {
     RunMode mode;
     const char* tool;
@@ -131,11 +127,17 @@ struct RunModeEntry {
 
 constexpr RunModeEntry RUN_MODES[] = {
     {RunMode::PLAY, "engine", play},
-    {RunMode::EPD_ANALYSIS, "EPD analysis", nullptr},
+    {RunMode::EPD_ANALYSIS, "EPD analysis",
+     [](const CommandLine&) { return analyse_epd(settings.input_file, Candidates::IGNORED, poll_input); }},
     {RunMode::PGN_SCAN, "PGN scan", nullptr},
-    {RunMode::BENCH, "benchmark", benchmark},
+    {RunMode::BENCH, "benchmark",
+     [](const CommandLine& line) {
+         run_bench(line.bench_on_calling_thread ? nullptr : poll_input);
+         return 0;
+     }},
     {RunMode::BOOK_BUILD, "book builder", nullptr},
-    {RunMode::BOOK_BUILD2, "repeated EPD analysis", nullptr},
+    {RunMode::BOOK_BUILD2, "repeated EPD analysis",
+     [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},
     {RunMode::MAKE_CONFIG, "configuration check", make_config},
     {RunMode::MAKE_TRAIN_DATA, "training data maker",
      [](const CommandLine&) { return make_train_data(settings.input_file, settings.output_file); }},

@@ -80,15 +80,6 @@ void print_uci_result(const std::string& best, const std::string& ponder, bool h
     print_format("bestmove %s%s", best.c_str(), ponder_text.c_str());
 }
 
-// Effective branching factor over the last four iterations.
-double branching_factor() {
-    const int depth = search_control.completed_depth;
-    if (depth <= 5) return 2.0;
-    const double nodes = static_cast<double>(search_control.nodes_by_depth[depth]);
-    const double earlier = static_cast<double>(search_control.nodes_by_depth[depth - 4]);
-    return nodes > 0 && earlier > 0 ? std::sqrt(std::sqrt(nodes / earlier)) : 2.0;
-}
-
 double percent(std::uint64_t hits, std::uint64_t probes) {
     return static_cast<double>(hits) * 100.0 / (static_cast<double>(probes) + 1.0);
 }
@@ -143,6 +134,14 @@ void report_result() {
 }
 
 }  // namespace
+
+double branching_factor() {
+    const int depth = search_control.completed_depth;
+    if (depth <= 5) return 2.0;
+    const double nodes = static_cast<double>(search_control.nodes_by_depth[depth]);
+    const double earlier = static_cast<double>(search_control.nodes_by_depth[depth - 4]);
+    return nodes > 0 && earlier > 0 ? std::sqrt(std::sqrt(nodes / earlier)) : 2.0;
+}
 
 void think_loop(InputPoller poll) {
     set_position(game_position(), START_FEN);

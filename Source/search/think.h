@@ -6,3 +6,6 @@
 
 // Returns when settings.quit is set.
 void think_loop(InputPoller poll);
+
+// Effective branching factor over the last four iterations of the last search; 2 when it did not get that far.
+double branching_factor();
