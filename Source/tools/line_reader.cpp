@@ -50,7 +50,8 @@ bool read_line(LineReader& reader, std::string_view& line) {
             line = {start, length};
             break;
         }
-        // One byte more than is handed on, so that the carriage return of a line that just fits is seen.
+        // One byte more than is handed on, so that a carriage return where a longer line is cut does not look like its
+        // end.
         reader.carried.append(start, std::min(length, reader.max_line + 1 - reader.carried.size()));
         begun = true;
         if (end) {

@@ -80,6 +80,7 @@ TEST_F(TrainingLines, have_the_labels_of_their_position) {
         std::int16_t constant;
         const char* operations;
         const char* labels;  // nullptr: dropped
+        int depth = 2;
     } cases[] = {
         {400, "gr 1.0;", " ce 400; sc 400; gr 1.0;\n"},
         {400, "gr 0.6; ce 77;", " ce 77; sc 400; gr 0.6;\n"},
@@ -92,14 +93,15 @@ TEST_F(TrainingLines, have_the_labels_of_their_position) {
         {20, "gr 0.5;", nullptr},
         {20, "gr 0.0;", " ce 20; sc 20; gr 0.0;\n"},
         {21, "gr 0.5;", " ce 21; sc 21; gr 0.5;\n"},
-        {0, "", nullptr},  // the result of score 0 is exactly a draw
+        {0, "", nullptr},                                     // the result of score 0 is exactly a draw
+        {300, "gr 0.5;", " ce -300; sc -300; gr 0.5;\n", 1},  // the opponent is to move at the end
         {0, "gr nonsense; ce 5x;", " ce 5; sc 0; gr 0.0;\n"},
     };
     std::int16_t loaded = 0;
     load_constant(0);
     for (const auto& c : cases) {
         if (c.constant != loaded) load_constant(loaded = c.constant);
-        const std::string line = make(std::string(START_FEN) + " " + c.operations + "\n", 2);
+        const std::string line = make(std::string(START_FEN) + " " + c.operations + "\n", c.depth);
         if (!c.labels) {
             EXPECT_EQ(line, "") << c.constant << " " << c.operations;
             continue;

@@ -57,6 +57,11 @@ TEST_F(ToolFiles, lines_cross_the_blocks_they_are_read_in) {
         expected.push_back(line.substr(0, 253));
     }
     EXPECT_EQ(lines_of(write("t", text), 253), expected);
+    // Lines of just the allowed length, cut at each of their characters.
+    for (std::size_t before = 65'515; before < 65'538; ++before) {
+        const std::string name = write("t", std::string(before, 'x') + "\n12345678\r\n1234567\rx\nz");
+        EXPECT_EQ(lines_of(name, 8), (std::vector<std::string>{"xxxxxxxx", "12345678", "1234567\r", "z"})) << before;
+    }
     EXPECT_EQ(lines_of(write("t", std::string(1'000'000, 'y') + "\nend"), 4),
               (std::vector<std::string>{"yyyy", "end"}));
 }
