@@ -24,6 +24,7 @@ constexpr int NULL_MOVE_MARGIN = 14;   // the static score must exceed beta by m
 constexpr int IMPROVING_BONUS = 3;     // further late moves allowed when the static score rises
 constexpr int GOOD_SCORE = 150;        // ordering score above which a tactical move counts as good
 constexpr int MAX_LMR_INDEX = 30;
+constexpr std::uint64_t CLOCK_NODES = 256;  // nodes between two looks of the main thread at the clock
 
 // Playing below full strength: the main thread sleeps until its speed falls to the target. The first iteration
 // is never slowed down.
@@ -183,10 +184,12 @@ int search(SearchThread& thread, int side, int ply, int depth, int alpha, int be
     Position& position = thread.position;
     StackEntry& entry = thread.stack[ply];
 
-    // Step 1. Count the node; the main thread watches its speed and its node limit.
+    // Step 1. Count the node; the main thread watches its speed, the clock and its node limit. The input loop looks
+    // at the clock too, but with more threads than processors it waits for its turn while this one is running.
     ++thread.nodes;
     if (thread.thread_index == 0) {
         if (search_control.throttle) throttle_speed(thread);
+        if (thread.nodes % CLOCK_NODES == 0) update_clock();
         check_node_limit(thread);
     }
     if (search_control.stop) return 0;

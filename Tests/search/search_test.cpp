@@ -151,6 +151,19 @@ TEST_F(Search, node_limit_and_repetition_of_the_game) {
     EXPECT_EQ(position_to_fen(game_record->position, true), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0");
 }
 
+// The input loop may be kept from its processor: a search that nobody polls for ends by itself, its limit of
+// nodes unused.
+TEST_F(Search, time_is_kept_without_the_input_loop) {
+    settings.level_time = 0.1f;
+    settings.depth_limit = 80;
+    settings.node_limit = 2'000'000;
+    start_search(THINK_CLOCK, false, nullptr);
+    search_control.think_flags.store(0);
+    EXPECT_LT(search_threads[0]->nodes, 2'000'000u);
+    EXPECT_GE(search_control.elapsed, 0.1f);
+    EXPECT_NE(search_control.best_line[1], NULL_MOVE);
+}
+
 TEST_F(Search, score_texts) {
     struct Case {
         int score;
