@@ -14,12 +14,13 @@
 #include "position/see.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
-#include "search/search.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -120,7 +121,8 @@ void line_command(const ConsoleLine&) {
     std::string text;
     int count = 0;
     for (const Move* move = line + 1; *move != NULL_MOVE; ++move, ++count) {
-        text += move_to_san(board(), *move).san + ' ';
+        if (count > 0) text += ' ';
+        text += move_to_san(board(), *move).san;
         make_game_move(*move);
     }
     print_raw("PV: %s\n\n", text.c_str());
@@ -131,8 +133,12 @@ void line_command(const ConsoleLine&) {
 void perft_command(const ConsoleLine& line) {
     if (!require_playable()) return;
     const int depth = read_int(line.words[1], 1, MAX_PERFT_DEPTH);
+    // Counting makes moves on the game record: those that were taken back must still be there to replay.
+    UndoRecord* const undone = game().game_stack + game().game_ply;
+    const std::vector<UndoRecord> kept(undone, game().game_stack + GAME_STACK_SIZE);
     const double start = monotonic_seconds();
     const auto nodes = static_cast<double>(perft(board(), depth));
     const double seconds = monotonic_seconds() - start + 0.0001;
+    std::copy(kept.begin(), kept.end(), undone);
     print_format("visited %0.0f nodes in %0.3f seconds, nps= %0.0f", nodes, seconds, nodes / (seconds + 0.001));
 }
