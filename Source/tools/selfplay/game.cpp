@@ -1,0 +1,150 @@
+// Playing a game: a start, then search after search until the referee ends it.
+#include "tools/selfplay/game.h"
+
+#include "frontend/game_stack.h"
+#include "frontend/settings.h"
+#include "search/hash_table.h"
+#include "search/parallel.h"
+#include "search/search_control.h"
+#include "search/search_thread.h"
+#include "syzygy/tbprobe.h"
+#include "tools/selfplay/referee.h"
+
+#include <cstdlib>
+
+namespace {
+
+// Starts whose first search is further from level than this are drawn anew: games that random moves decided teach
+// little about play. A book's positions may be uneven by design.
+constexpr int RANDOM_START_SCORE = 300;
+constexpr int BOOK_START_SCORE = 600;
+constexpr int MAX_START_ATTEMPTS = 20000;
+
+// A position is quiet when captures and checks change its static evaluation by no more than this.
+constexpr int QUIET_MARGIN = 75;
+
+constexpr float NO_TIME_LIMIT = 1e9f;  // seconds
+
+struct SearchResult {
+    Move move;
+    int score;
+    int depth;
+    bool exact;  // false: the score is only a bound, since the search ended while its window was too low
+};
+
+SearchResult search_position(Statistics& statistics) {
+    analysis_search();
+    search_control.think_flags.store(0);
+    const SearchThread& thread = *search_threads[0];
+    statistics.searches += 1;
+    statistics.nodes += thread.nodes;
+    statistics.depths += static_cast<std::uint64_t>(search_control.result_depth);
+    return {search_control.best_line[1], search_control.score, search_control.result_depth,
+            thread.root_state == ROOT_INSIDE};
+}
+
+bool takes_or_promotes(const Position& position, Move move) {
+    const int from = move_from(move);
+    const int type = type_of(position.board[from]);
+    if (type == KING && (move & MOVE_FLAGS)) return false;  // castling
+    if (position.board[move_to(move)] || (move & MOVE_FLAGS)) return true;
+    return type == PAWN && file_of(from) != file_of(move_to(move));
+}
+
+// Called right after the search of the position.
+bool worth_keeping(const Position& position, const SearchResult& result) {
+    if (!result.exact || std::abs(result.score) >= MAX_RECORD_SCORE) return false;
+    if (is_attacked(position, position.king_square[position.side], position.side ^ 1)) return false;
+    if (takes_or_promotes(position, result.move)) return false;
+    return std::abs(search_control.root_qscore - search_threads[0]->root_eval) <= QUIET_MARGIN;
+}
+
+// The label of a finished game for one record.
+void set_result(TrainingRecord& record, int white_result) {
+    const int side = record.side_castling >> 4;
+    const int result = side == WHITE ? white_result : -white_result;
+    record.result = static_cast<std::int16_t>(result_to_score((result + 1) / 2.0));
+}
+
+void finish_game(Game& game, Verdict verdict) {
+    game.result = verdict.result;
+    game.ending = verdict.ending;
+    for (TrainingRecord& record : game.records) set_result(record, verdict.result);
+}
+
+// A game depends on its random stream alone, not on the games before it.
+void forget_earlier_games() {
+    hash_clear();
+    search_control.hash_age = 0;
+    search_control.hash_age_step = 1;
+}
+
+// The tables settle results here and are kept out of the searches, so that every score is the evaluation's own.
+int take_tables() {
+    static const int largest = tb_largest;
+    tb_largest = 0;
+    return largest;
+}
+
+}  // namespace
+
+void set_search_limits(const SelfplayOptions& options) {
+    settings.node_limit = options.nodes;
+    settings.depth_limit = MAX_DEPTH;
+    settings.level_moves = 1;
+    settings.level_time = NO_TIME_LIMIT;
+    settings.noise = SILENT;
+    settings.threads = 1;
+    settings.multipv = 1;
+    settings.limit_strength = 0;
+}
+
+GameOutcome play_game(const GameMaker& maker, Random random, Game& game) {
+    const int tables = take_tables();
+    Position& position = game_record->position;
+    Start start;
+    SearchResult first{};
+    forget_earlier_games();
+    for (int attempt = 0;; ++attempt) {
+        if (maker.stop()) return GameOutcome::STOPPED;
+        if (attempt == MAX_START_ATTEMPTS) return GameOutcome::NO_START;
+        if (!set_up_start(maker.book, maker.options, random, start)) continue;
+        if (judge_position(position, 0, tables)) continue;
+        first = search_position(maker.statistics);
+        if (std::abs(first.score) <= (start.from_book ? BOOK_START_SCORE : RANDOM_START_SCORE)) break;
+        maker.statistics.rejected_starts += 1;
+    }
+
+    game.start_fen = start.fen;
+    game.moves.clear();
+    game.records.clear();
+    for (const Move move : start.moves) game.moves.push_back({.move = move});
+
+    const bool adjudicate = random_percent(random, maker.options.adjudicate_share);
+    ScoreJudge judge(adjudicate && maker.options.adjudicate_wins, adjudicate && maker.options.adjudicate_draws);
+    for (SearchResult result = first;;) {
+        if (const auto verdict = judge.judge(position.side, result.score, static_cast<int>(game.moves.size()),
+                                             popcount(occupancy(position)))) {
+            finish_game(game, *verdict);
+            return GameOutcome::FINISHED;
+        }
+        if (worth_keeping(position, result)) {
+            if (maker.seen.insert(position.key)) {
+                game.records.push_back(make_training_record(position, 0, search_threads[0]->root_eval, result.score));
+            } else {
+                maker.statistics.duplicates += 1;
+            }
+        }
+        game.moves.push_back({.move = result.move,
+                              .score = static_cast<std::int16_t>(result.score),
+                              .depth = static_cast<std::int8_t>(result.depth),
+                              .seconds = search_control.elapsed});
+        make_game_move(result.move);
+        if (const auto verdict = judge_position(position, static_cast<int>(game.moves.size()), tables)) {
+            finish_game(game, *verdict);
+            return GameOutcome::FINISHED;
+        }
+        if (maker.stop()) return GameOutcome::STOPPED;
+        result = search_position(maker.statistics);
+    }
+}

@@ -1,0 +1,42 @@
+// The command line of self-play.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct SelfplayOptions {
+    // Games.
+    std::string output;       // prefix of the files
+    std::uint64_t games = 0;  // of this run, all processes together; 0: until interrupted
+    std::uint64_t nodes = 1000;
+    int random_plies_low = 8;  // random moves from the standard start position
+    int random_plies_high = 10;
+    std::vector<std::string> openings;  // EPD files
+    int opening_share = 50;             // percent of the games that begin from them
+    int hash_mb = 4;
+    bool use_network = true;
+    std::string network;  // empty: the built-in one
+    std::string params;   // empty: the built-in ones
+    std::string syzygy;
+    std::uint64_t seed = 0;  // 0: from the clock
+    int processes = 1;
+    bool adjudicate_wins = true;
+    bool adjudicate_draws = true;
+    int adjudicate_share = 75;  // percent of the games in which clear results are adjudicated
+    bool write_bin = false;
+    bool write_epd = false;
+    bool write_pgn = false;
+
+    // Merging of record files.
+    std::string merge_output;  // not empty: merge and do nothing else
+    std::vector<std::string> merge_inputs;
+    int holdout = 0;  // percent of the records that go to a second file
+};
+
+enum class OptionsResult { RUN, HELP, BAD };
+
+// Reads the command line. BAD: a message went to the error stream.
+OptionsResult read_options(int count, const char* const* arguments, SelfplayOptions& options);
+
+void print_usage();
