@@ -3,6 +3,8 @@
 #   make signature         after a change that means to alter the search, the evaluation or the network
 #   make install [PREFIX=/usr/local]     make clean
 #   make tune_     builds the tuner of the hand-crafted evaluation, see docs/tuning.md
+#   make selfplay  builds the generator of training games
+
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=
@@ -18,7 +20,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test bench install lint format clean tune_ signature
+.PHONY: tarn run test bench install lint format clean tune_ signature selfplay
 
 tarn:
 	@$(SETUP) build
@@ -27,6 +29,12 @@ tarn:
 
 run: tarn
 	@exec $(BUILD)/tarn $(ARGS)
+
+# The generator of training games, a program of its own: build/release/tarn_selfplay --help.
+selfplay:
+	@$(SETUP) build
+	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
+	@cmake --build $(BUILD) --target tarn_selfplay -j $(JOBS)
 
 test:
 	@$(SETUP) build test

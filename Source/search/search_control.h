@@ -57,7 +57,6 @@ struct SearchControl {
     Relaxed<std::int8_t> completed_depth = 0;
     Relaxed<float> last_iteration_time = 0;
     Relaxed<std::uint8_t> single_reply = 0;
-    Relaxed<std::int16_t> root_qscore = 0;  // quiescence score of the last root not in check; survives searches
     Relaxed<std::int32_t> root_tb_result = -1;  // -1: none
     Move tb_move = 0;
     Move multipv_move[MAX_MULTIPV] = {};
