@@ -20,6 +20,10 @@ constexpr int RANDOM_START_SCORE = 300;
 constexpr int BOOK_START_SCORE = 600;
 constexpr int MAX_START_ATTEMPTS = 20000;
 
+// The same start gives the same game, so one that was taken before is drawn anew, unless the book is that small.
+constexpr int NEW_START_ATTEMPTS = 100;
+constexpr std::uint64_t START_MARK = 0xB5297A4D3C6E1F80ULL;  // tells starts from kept positions in the set of both
+
 // A position is quiet when captures and checks change its static evaluation by no more than this.
 constexpr int QUIET_MARGIN = 75;
 
@@ -72,7 +76,7 @@ void finish_game(Game& game, Verdict verdict) {
     for (TrainingRecord& record : game.records) set_result(record, verdict.result);
 }
 
-// A game depends on its random stream alone, not on the games before it.
+// What a game's searches find depends on the game alone, not on the games before it.
 void forget_earlier_games() {
     hash_clear();
     search_control.hash_age = 0;
@@ -110,6 +114,7 @@ GameOutcome play_game(const GameMaker& maker, Random random, Game& game) {
         if (attempt == MAX_START_ATTEMPTS) return GameOutcome::NO_START;
         if (!set_up_start(maker.book, maker.options, random, start)) continue;
         if (judge_position(position, 0, tables)) continue;
+        if (!maker.seen.insert(position.key ^ START_MARK) && attempt < NEW_START_ATTEMPTS) continue;
         first = search_position(maker.statistics);
         if (std::abs(first.score) <= (start.from_book ? BOOK_START_SCORE : RANDOM_START_SCORE)) break;
         maker.statistics.rejected_starts += 1;

@@ -34,14 +34,16 @@ public:
     SeenPositions() : keys_(std::size_t{1} << BITS) {}
     // True when the key is new; it is remembered.
     bool insert(std::uint64_t key) {
-        std::uint64_t& slot = keys_[key >> (64 - BITS)];
+        std::uint64_t& slot = keys_[key * GOLDEN_RATIO >> (64 - BITS)];
         const bool known = slot == key;
         slot = key;
         return !known;
     }
 
 private:
-    static constexpr int BITS = 22;  // 32 MiB: several hundred thousand games deep in the openings
+    static constexpr int BITS = 22;  // 32 MiB
+    // Spreads keys over the slots that differ in few bits, as those of one board with either side to move do.
+    static constexpr std::uint64_t GOLDEN_RATIO = 0x9E3779B97F4A7C15ULL;
     std::vector<std::uint64_t> keys_;
 };
 
