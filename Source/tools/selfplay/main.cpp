@@ -166,7 +166,9 @@ bool watch_workers(const SelfplayOptions& options, ProgressLine& progress) {
         progress.show(options);
         sleep_milliseconds(POLL_MILLISECONDS);
     }
-    return workers_failed() == 0;
+    if (workers_failed() == 0) return true;
+    std::fprintf(stderr, "%d of %d processes failed\n", workers_failed(), options.processes);
+    return false;
 }
 
 bool create_shared_state(const SelfplayOptions& options) {

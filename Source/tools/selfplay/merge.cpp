@@ -1,18 +1,20 @@
 // Merging: everything is held in memory, 40 bytes a record and at most 16 more for the index of positions.
 #include "tools/selfplay/merge.h"
 
-#include "platform/clock.h"
 #include "platform/file_ops.h"
 #include "position/position.h"
 #include "tools/selfplay/random.h"
 #include "tools/training_record.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
-#include <string_view>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -20,6 +22,8 @@ namespace {
 // The hold-out takes stretches of successive records, since the positions of one game stand together and would
 // otherwise lie on both sides.
 constexpr std::size_t HOLDOUT_STRETCH = 4096;
+
+constexpr std::size_t READ_CHUNK = 1 << 16;  // records
 
 constexpr std::size_t POSITION_BYTES = offsetof(TrainingRecord, result);
 constexpr std::size_t MOST_RECORDS = 0xFFFFFFFE;
@@ -67,15 +71,14 @@ private:
 bool read_file(const std::string& name, std::vector<TrainingRecord>& records) {
     std::FILE* const file = std::fopen(name.c_str(), "rb");
     if (!file) return complain(name, "cannot be opened");
-    constexpr std::size_t CHUNK = 1 << 16;
-    std::size_t before = records.size();
+    const std::size_t before = records.size();
     while (true) {
         const std::size_t size = records.size();
-        records.resize(size + CHUNK);
-        const std::size_t bytes = std::fread(&records[size], 1, CHUNK * sizeof(TrainingRecord), file);
+        records.resize(size + READ_CHUNK);
+        const std::size_t bytes = std::fread(&records[size], 1, READ_CHUNK * sizeof(TrainingRecord), file);
         records.resize(size + bytes / sizeof(TrainingRecord));
         if (bytes % sizeof(TrainingRecord) != 0) complain(name, "ends within a record, which is left out");
-        if (bytes < CHUNK * sizeof(TrainingRecord)) break;
+        if (bytes < READ_CHUNK * sizeof(TrainingRecord)) break;
     }
     const bool failed = std::ferror(file) != 0;
     std::fclose(file);
@@ -148,19 +151,44 @@ bool write_file(const std::string& name, const std::vector<TrainingRecord>& reco
     std::FILE* const file = std::fopen(name.c_str(), "wb");
     if (!file) return complain(name, "cannot be written");
     const bool written = std::fwrite(records.data(), sizeof(TrainingRecord), records.size(), file) == records.size();
-    if (std::fclose(file) != 0 || !written) return complain(name, "cannot be written");
+    if (std::fclose(file) != 0 || !written) {
+        delete_file(name.c_str());
+        return complain(name, "cannot be written");
+    }
     std::printf("%s: %zu records, checksum %016llx\n", name.c_str(), records.size(),
                 static_cast<unsigned long long>(checksum(records)));
     return true;
+}
+
+std::string holdout_name(const SelfplayOptions& options) {
+    return options.merge_output.substr(0, options.merge_output.size() - 4) + "-holdout.bin";
+}
+
+bool is_same_file(const std::string& a, const std::string& b) {
+    std::error_code error;
+    return a == b || std::filesystem::equivalent(a, b, error);
 }
 
 bool names_are_good(const SelfplayOptions& options) {
     if (!options.merge_output.ends_with(".bin")) return complain(options.merge_output, "the name must end in .bin");
     for (const std::string& input : options.merge_inputs) {
         if (!input.ends_with(".bin")) return complain(input, "the name must end in .bin");
-        if (input == options.merge_output) return complain(input, "is input and output");
+        if (is_same_file(input, options.merge_output) || is_same_file(input, holdout_name(options))) {
+            return complain(input, "is input and output");
+        }
     }
     return true;
+}
+
+// Room for all inputs at once: growing step by step would hold them twice.
+void reserve(const SelfplayOptions& options, std::vector<TrainingRecord>& records) {
+    std::size_t bytes = 0;
+    for (const std::string& input : options.merge_inputs) {
+        std::error_code error;
+        const auto size = std::filesystem::file_size(input, error);
+        if (!error) bytes += size;
+    }
+    records.reserve(bytes / sizeof(TrainingRecord) + READ_CHUNK);
 }
 
 }  // namespace
@@ -168,6 +196,7 @@ bool names_are_good(const SelfplayOptions& options) {
 bool merge_records(const SelfplayOptions& options) {
     if (!names_are_good(options)) return false;
     std::vector<TrainingRecord> records;
+    reserve(options, records);
     for (const std::string& input : options.merge_inputs) {
         if (!read_file(input, records)) return false;
     }
@@ -182,6 +211,5 @@ bool merge_records(const SelfplayOptions& options) {
     shuffle(records, random);
     shuffle(holdout, random);
     if (!write_file(options.merge_output, records)) return false;
-    const std::string stem = options.merge_output.substr(0, options.merge_output.size() - 4);
-    return options.holdout == 0 || write_file(stem + "-holdout.bin", holdout);
+    return options.holdout == 0 || write_file(holdout_name(options), holdout);
 }
