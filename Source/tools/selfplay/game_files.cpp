@@ -6,6 +6,7 @@
 #include "tools/selfplay/game_text.h"
 
 #include <cinttypes>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -29,7 +30,7 @@ bool GameFiles::write_state() const {
     if (!file) return complain(fresh, "cannot be written");
     std::fprintf(file, "seed %" PRIu64 "\ngames %" PRIu64 "\n", seed_, games_);
     for (int format = 0; format < FORMATS; ++format) {
-        std::fprintf(file, "%s %" PRIu64 "\n", EXTENSIONS[format] + 1, sizes_[format]);
+        if (known_[format]) std::fprintf(file, "%s %" PRIu64 "\n", EXTENSIONS[format] + 1, sizes_[format]);
     }
     const bool written = std::ferror(file) == 0;
     if (std::fclose(file) != 0 || !written) return complain(fresh, "cannot be written");
@@ -44,12 +45,23 @@ bool GameFiles::read_state() {
     if (!file_exists(name.c_str())) return true;
     std::FILE* const file = std::fopen(name.c_str(), "rb");
     if (!file) return complain(name, "cannot be opened");
-    std::uint64_t seed = 0;
-    const int fields =
-        std::fscanf(file, "seed %" SCNu64 " games %" SCNu64 " bin %" SCNu64 " epd %" SCNu64 " pgn %" SCNu64, &seed,
-                    &games_, &sizes_[BIN], &sizes_[EPD], &sizes_[PGN]);
+    bool has_games = false;
+    char word[32];
+    std::uint64_t number = 0;
+    while (std::fscanf(file, "%31s %" SCNu64, word, &number) == 2) {
+        if (std::strcmp(word, "games") == 0) {
+            games_ = number;
+            has_games = true;
+        }
+        for (int format = 0; format < FORMATS; ++format) {
+            if (std::strcmp(word, EXTENSIONS[format] + 1) != 0) continue;
+            sizes_[format] = number;
+            known_[format] = true;
+        }
+    }
+    const bool sound = has_games && std::feof(file) != 0;
     std::fclose(file);
-    return fields == 2 + FORMATS ? true : complain(name, "is damaged");
+    return sound ? true : complain(name, "is damaged");
 }
 
 bool GameFiles::open_format(int format) {
@@ -60,12 +72,14 @@ bool GameFiles::open_format(int format) {
         size = std::filesystem::file_size(name, error);
         if (error) return complain(name, "has no size");
     }
-    if (size < sizes_[format]) return complain(name, "is shorter than its state file says");
+    if (size < sizes_[format])
+        return complain(name, "is shorter than its .state file says; without both, a new run begins");
     if (size > sizes_[format]) {
-        if (games_ == 0) return complain(name, "is there already, without a state file; choose another prefix");
+        if (!known_[format]) return complain(name, "is there already and not of this run; choose another prefix");
         std::filesystem::resize_file(name, sizes_[format], error);
         if (error) return complain(name, "cannot be cut to its whole games");
     }
+    known_[format] = true;
     files_[format] = std::fopen(name.c_str(), "ab");
     return files_[format] ? true : complain(name, "cannot be written");
 }
@@ -84,6 +98,7 @@ bool GameFiles::open(const std::string& prefix, const SelfplayOptions& options) 
 }
 
 bool GameFiles::append(int format, const char* data, std::size_t size) {
+    if (size == 0) return true;
     std::FILE* const file = files_[format];
     if (std::fwrite(data, 1, size, file) != size || std::fflush(file) != 0) {
         return complain(prefix_ + EXTENSIONS[format], "cannot be written");

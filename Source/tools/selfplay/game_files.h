@@ -39,6 +39,7 @@ private:
     std::string prefix_;
     std::FILE* files_[FORMATS] = {};
     bool wanted_[FORMATS] = {};
+    bool known_[FORMATS] = {};           // files of this prefix, in this run or an earlier one
     std::uint64_t sizes_[FORMATS] = {};  // bytes that belong to whole games
     std::uint64_t games_ = 0;
     std::uint64_t seed_ = 0;
