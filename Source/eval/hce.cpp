@@ -15,6 +15,7 @@ constexpr Bitboard DARK_SQUARES = ~LIGHT_SQUARES;
 constexpr Bitboard CENTRE_BOX = 0x00003C3C3C3C0000ULL;                                 // c3-f6
 constexpr Bitboard OUTPOST_RANKS[2] = {0x00007E7E7E000000ULL, 0x0000007E7E7E0000ULL};  // files b-g, ranks 4-6
 constexpr Bitboard ENEMY_HALF[2] = {0xFFFFFFFF00000000ULL, 0x00000000FFFFFFFFULL};
+constexpr Bitboard FROM_FOURTH_RANK[2] = {0xFFFFFFFFFF000000ULL, 0x000000FFFFFFFFFFULL};
 constexpr Bitboard DOUBLE_PUSH_RANK[2] = {0x00000000FF000000ULL, 0x000000FF00000000ULL};
 constexpr int QUEEN_SIDE_FILES = 4;  // files a-d have this bit of the square clear
 
@@ -49,7 +50,7 @@ struct Weights {
     PackedScore defended_pawn[64], connected_pawn[64];
     PackedScore knight[64], bishop[64], rook[64], queen[64], king[64];
     PackedScore knight_mobility[9], bishop_mobility[15], rook_mobility[15], queen_mobility[30];
-    PackedScore knight_outpost[3], bishop_outpost[3];                  // by OutpostKind
+    PackedScore knight_outpost[4], bishop_outpost[4];                  // by OutpostKind
     PackedScore passer[3][8];                                          // [PasserKind][relative rank]
     PackedScore own_king_to_passer[8][7], enemy_king_to_passer[8][7];  // [relative rank][distance]
     PackedScore passer_connected[8];
@@ -64,7 +65,7 @@ struct Weights {
     PackedScore stm_bonus;
 };
 
-enum OutpostKind : int { DEFENDED, HELD, REACHED };
+enum OutpostKind : int { DEFENDED, HELD, REACHED, NO_OUTPOST };
 enum PasserKind : int { PASSER_HELD, PASSER_MOBILE, PASSER_FREE };
 
 Weights weights;
@@ -110,7 +111,7 @@ void derive_pieces(Weights& w) {
     multiply_out(w.bishop_mobility, SLIDER_MOBILITY, bishop_mobility);
     multiply_out(w.rook_mobility, SLIDER_MOBILITY, rook_mobility);
     multiply_out(w.queen_mobility, QUEEN_MOBILITY, queen_mobility);
-    constexpr float outposts[3] = {OUTPOST_DEFENDED, OUTPOST_HELD, OUTPOST_REACHED};
+    constexpr float outposts[4] = {OUTPOST_DEFENDED, OUTPOST_HELD, OUTPOST_REACHED, 0};
     multiply_out(w.knight_outpost, outposts, knight_outpost);
     multiply_out(w.bishop_outpost, outposts, bishop_outpost);
 }
@@ -246,7 +247,7 @@ void add_attacks(EvalScratch& s, int type, Bitboard attacks, Bitboard reach) {
     s.double_attacks[C] |= reach & s.attacks[C][0];
     s.attacks[C][type] |= attacks;
     s.attacks[C][0] |= attacks;
-    if (reach & s.king_zone[C ^ 1]) s.king_attack_units[C ^ 1] += KING_ATTACK_WEIGHT[type];
+    s.king_attack_units[C ^ 1] += KING_ATTACK_WEIGHT[type] * ((reach & s.king_zone[C ^ 1]) != 0);
 }
 
 // ---- Pawns ----
@@ -296,11 +297,9 @@ PackedScore pawn_structure(const Position& position, const EvalScratch& s) {
 }
 
 std::uint64_t pawn_hash_key(const Position& position) {
-    constexpr std::uint64_t queen_side_key[2] = {0x6C43EB52AULL, 0x3E2571CB4ULL};
+    constexpr std::uint64_t wing_keys[2][2] = {{0x6C43EB52AULL, 0}, {0x3E2571CB4ULL, 0}};  // queen side, king side
     std::uint64_t key = position.pawn_key;
-    for (const int c : {WHITE, BLACK}) {
-        if (!(position.king_square[c] & QUEEN_SIDE_FILES)) key ^= queen_side_key[c];
-    }
+    for (const int c : {WHITE, BLACK}) key ^= wing_keys[c][(position.king_square[c] & QUEEN_SIDE_FILES) != 0];
     return key;
 }
 
@@ -339,9 +338,10 @@ void eval_pawns(HceState& state, const Position& position, int ply) {
 // ---- Pieces ----
 
 template <int C>
-PackedScore outpost(const EvalScratch& s, int square, Bitboard attacks, const PackedScore (&bonus)[3]) {
-    if (s.outposts[C] & bit(square)) return bonus[s.attacks[C][PAWN] & bit(square) ? DEFENDED : HELD];
-    return attacks & s.outposts[C] ? bonus[REACHED] : 0;
+PackedScore outpost(const EvalScratch& s, int square, Bitboard attacks, const PackedScore (&bonus)[4]) {
+    const int on_outpost = s.attacks[C][PAWN] & bit(square) ? DEFENDED : HELD;
+    const int beside_it = attacks & s.outposts[C] ? REACHED : NO_OUTPOST;
+    return bonus[s.outposts[C] & bit(square) ? on_outpost : beside_it];
 }
 
 template <int C>
@@ -364,12 +364,11 @@ void eval_knights(const Position& position, EvalScratch& s) {
 template <int C>
 PackedScore bishops_and_pawns(const Position& position) {
     const Bitboard bishops = position.pieces[C][BISHOP];
-    if (!bishops) return 0;
     const Bitboard rammed = position.pieces[C][PAWN] & forward<C ^ 1>(position.pieces[C ^ 1][PAWN]);
-    const bool light = bishops & LIGHT_SQUARES;
-    const bool dark = bishops & DARK_SQUARES;
-    const Bitboard counted = rammed & ((light ? LIGHT_SQUARES : 0) | (dark ? DARK_SQUARES : 0));
-    return popcount(counted) * weights.bishop_rampawns + (light && dark ? weights.bishop_pair : 0);
+    const unsigned light = (bishops & LIGHT_SQUARES) != 0;
+    const unsigned dark = (bishops & DARK_SQUARES) != 0;
+    const Bitboard counted = rammed & (light * LIGHT_SQUARES | dark * DARK_SQUARES);
+    return popcount(counted) * weights.bishop_rampawns + (light & dark) * weights.bishop_pair;
 }
 
 template <int C>
@@ -484,32 +483,44 @@ PackedScore king_safety(const Position& position, const EvalScratch& s) {
     return sum;
 }
 
-// King steps from the king's neighbourhood to the nearest square in front of a pawn of either colour.
-int steps_to_pawns(Bitboard neighbourhood, Bitboard front_spans) {
-    int steps = 0;
-    while (!(neighbourhood & front_spans) && steps < 7) {
-        neighbourhood = grown(neighbourhood);
-        ++steps;
+// Squares from which a king needs none, one or two steps, or fewer, until it stands beside or on a square in front of
+// a pawn of either colour. Most kings do.
+struct NearPawns {
+    Bitboard within[3];
+};
+
+NearPawns near_pawns(Bitboard front_spans) {
+    const Bitboard beside_or_on = grown(front_spans);
+    const Bitboard one = grown(beside_or_on);
+    return {beside_or_on, one, grown(one)};
+}
+
+int steps_to_pawns(int king, const NearPawns& near) {
+    const Bitboard k = bit(king);
+    int steps = !(near.within[0] & k) + !(near.within[1] & k) + !(near.within[2] & k);
+    if (steps == 3) {
+        for (Bitboard b = grown(near.within[2]); !(b & k) && steps < 7; b = grown(b)) ++steps;
     }
     return steps;
 }
 
 template <int C>
-void eval_king(const Position& position, EvalScratch& s, Bitboard front_spans) {
+void eval_king(const Position& position, EvalScratch& s, const NearPawns& near) {
     constexpr int E = C ^ 1;
     const int king = position.king_square[C];
     PackedScore sum = weights.king[king ^ s.pst_mirror[C]];
     if (position.pieces[E][ROOK] | position.pieces[E][QUEEN]) sum += king_safety<C>(position, s);
     if (!(s.attacks[C][KING] & ~(s.attacks[E][0] | position.pieces[C][0]))) sum += weights.king_trapped;
-    if (front_spans) sum += weights.king_to_pawns[steps_to_pawns(king_attacks[king] | bit(king), front_spans)];
+    if (near.within[0]) sum += weights.king_to_pawns[steps_to_pawns(king, near)];
     s.group[GROUP_KING][C] = sum;
 }
 
 void eval_kings(const Position& position, EvalScratch& s) {
     const Bitboard front_spans = forward<WHITE>(forward_fill<WHITE>(position.pieces[WHITE][PAWN])) |
                                  forward<BLACK>(forward_fill<BLACK>(position.pieces[BLACK][PAWN]));
-    eval_king<WHITE>(position, s, front_spans);
-    eval_king<BLACK>(position, s, front_spans);
+    const NearPawns near = near_pawns(front_spans);
+    eval_king<WHITE>(position, s, near);
+    eval_king<BLACK>(position, s, near);
 }
 
 // ---- Passed pawns and candidates ----
@@ -522,6 +533,13 @@ bool way_is_free(const Position& position, const EvalScratch& s, Bitboard ahead)
     return !(ahead & s.minor_attacks[E]) && !(contested & ~(s.attacks[C][0] & ~s.double_attacks[E]));
 }
 
+// No exchange on the empty square `stop` costs anything. An enemy piece that could capture there attacks it already,
+// or attacks the pawn from behind.
+template <int C>
+bool can_advance(const Position& position, const EvalScratch& s, int square, int stop) {
+    return !(s.attacks[C ^ 1][0] & (bit(stop) | bit(square))) || see(position, C, square, stop) == 0;
+}
+
 template <int C>
 PackedScore passer(const Position& position, EvalScratch& s, int square) {
     constexpr int push = pawn_push(C);
@@ -532,7 +550,7 @@ PackedScore passer(const Position& position, EvalScratch& s, int square) {
     int stop = square + push;
     if (rank == 1 && !(s.occupied & bit(stop))) stop += push;
     PasserKind kind = PASSER_HELD;
-    if (!(s.occupied & bit(stop)) && see(position, C, square, stop) == 0) {
+    if (!(s.occupied & bit(stop)) && can_advance<C>(position, s, square, stop)) {
         kind = way_is_free<C>(position, s, ahead) ? PASSER_FREE : PASSER_MOBILE;
     }
     if (kind == PASSER_FREE) s.free_passers |= bit(square);
@@ -550,21 +568,23 @@ PackedScore passer(const Position& position, EvalScratch& s, int square) {
 template <int C>
 PackedScore candidate(const Position& position, const EvalScratch& s, int square) {
     constexpr int E = C ^ 1;
-    const int rank = relative_rank(C, square);
     const Bitboard ahead = file_ahead<C>(square);
-    if (rank <= 2 || (ahead & s.occupied)) return 0;
     const int supporters = popcount(beside(bit(square)) & position.pieces[C][PAWN]);
     const int attackers = popcount(ahead & s.attacks[E][0]) + ((ahead & s.double_attacks[E]) != 0);
     if (attackers > supporters) return 0;
     const int before_promotion = make_square(file_of(square), C == WHITE ? 6 : 1);
-    return weights.candidate[std::min(king_distance(position.king_square[E], before_promotion), 5)][rank];
+    const int distance = std::min(king_distance(position.king_square[E], before_promotion), 5);
+    return weights.candidate[distance][relative_rank(C, square)];
 }
 
 template <int C>
 void eval_passers(const Position& position, EvalScratch& s) {
     PackedScore sum = 0;
     for (Bitboard b = s.passers & position.pieces[C][PAWN]; b;) sum += passer<C>(position, s, pop_lsb(b));
-    for (Bitboard b = s.candidates & position.pieces[C][PAWN]; b;) sum += candidate<C>(position, s, pop_lsb(b));
+    // Candidates count from the fourth rank on, with nothing at all before them.
+    const Bitboard behind_pieces = forward<C ^ 1>(forward_fill<C ^ 1>(s.occupied));
+    const Bitboard candidates = s.candidates & position.pieces[C][PAWN] & FROM_FOURTH_RANK[C] & ~behind_pieces;
+    for (Bitboard b = candidates; b;) sum += candidate<C>(position, s, pop_lsb(b));
     s.group[GROUP_PASSERS][C] = sum;
 }
 
@@ -704,5 +724,5 @@ int hce_evaluate(HceState& state, const Position& position, int ply) {
     const int score = taper(s.score[WHITE] - s.score[BLACK], s.phase);
     s.scale = scale_factor(position, score);
     const int scaled = static_cast<int>(static_cast<float>(score) * s.scale);
-    return position.side == WHITE ? scaled : -scaled;
+    return (1 - 2 * position.side) * scaled;
 }
