@@ -179,6 +179,29 @@ TEST_F(Tuner, changed_text_rounds_and_is_read_back) {
     EXPECT_STREQ(eval_params[eval_param_count - 1].name, "ttune");
 }
 
+// Every value is as dear as the next, but those of one table cost nothing: they alone change, and as little as
+// possible.
+TEST_F(Tuner, text_gets_the_asked_length_where_it_costs_least) {
+    const std::size_t length = params_text(TableChange{}).size();
+    TableChange curvature;
+    for (std::size_t v = 0; v < curvature.size(); ++v) curvature[v] = v / 128 == TABLE_Q ? 0 : 1;
+    for (const int by : {-20, -1, 0, 1, 20}) {
+        TableChange change{};
+        ASSERT_TRUE(fit_text_length(change, curvature, length + by));
+        EXPECT_EQ(params_text(change).size(), length + by);
+        int changed = 0;
+        for (std::size_t v = 0; v < change.size(); ++v) {
+            changed += change[v] != 0;
+            if (v / 128 != TABLE_Q) { EXPECT_EQ(change[v], 0) << v; }
+        }
+        EXPECT_EQ(changed, std::abs(by));
+    }
+    TableChange change{};
+    change[2 * table_entry(TABLE_Q, 27)] = 0.25;
+    EXPECT_FALSE(fit_text_length(change, curvature, length + 5000));
+    EXPECT_EQ(change[2 * table_entry(TABLE_Q, 27)], 0.25);
+}
+
 TEST_F(Tuner, given_entries_are_not_free) {
     struct {
         TableId table;

@@ -280,6 +280,12 @@ TableChange fit_tables(const TuningSet& training, const TuningSet& hold_out, con
     return change;
 }
 
+TableChange loss_curvature(const TuningSet& set, const TableChange& change, double slope) {
+    LossSums sums;
+    add_losses(set, 0, set.positions.size(), change, slope, sums);
+    return sums.curvature;
+}
+
 std::array<std::uint64_t, TABLE_ENTRIES> entry_counts(const TuningSet& set) {
     std::array<std::uint64_t, TABLE_ENTRIES> counts{};
     for (const std::uint16_t term : set.terms) ++counts[value_of(term) / 2];

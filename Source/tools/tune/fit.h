@@ -33,5 +33,8 @@ double fitted_slope(const TuningSet& set);
 TableChange fit_tables(const TuningSet& training, const TuningSet& hold_out, const FitOptions& options,
                        const FitProgress& progress);
 
+// Second derivatives of the sum of the losses by each value: what moving the value away from its best costs.
+TableChange loss_curvature(const TuningSet& set, const TableChange& change, double slope);
+
 // Positions that show each entry, for one colour but not for both.
 std::array<std::uint64_t, TABLE_ENTRIES> entry_counts(const TuningSet& set);

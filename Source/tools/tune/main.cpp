@@ -20,6 +20,7 @@ struct TuneOptions {
     double slope = 0;  // 0: fitted to the results
     const char* params = nullptr;
     const char* out = "tuned_params.txt";
+    std::size_t length = 0;  // characters of the text; 0: as it comes
     std::vector<const char*> records;
 };
 
@@ -27,6 +28,7 @@ constexpr const char* USAGE =
     "Usage: tarn_tune [options] RECORDS.bin ...\n"
     "Fits the piece-square tables of the hand-crafted evaluation to 40-byte training records.\n"
     "  --out FILE          parameter text to write (tuned_params.txt)\n"
+    "  --length N          write exactly so many characters; 0 as it comes (0)\n"
     "  --params FILE       parameter text to start from (the built-in one)\n"
     "  --result-share X    share of the game result in the target, search score the rest (0.7)\n"
     "  --slope X           of the expected result by centipawn; 0 fits it to the results (0)\n"
@@ -54,6 +56,8 @@ bool set_option(TuneOptions& options, const char* name, const char* value) {
     const auto is = [name](const char* option) { return std::strcmp(name, option) == 0; };
     if (is("--out"))
         options.out = value;
+    else if (is("--length"))
+        options.length = std::strtoull(value, nullptr, 10);
     else if (is("--params"))
         options.params = value;
     else if (is("--result-share"))
@@ -176,7 +180,11 @@ int tune(TuneOptions& options) {
     set_targets(training, options.result_share, options.fit.slope);
     set_targets(hold_out, options.result_share, options.fit.slope);
 
-    const TableChange change = fit(options, training, hold_out);
+    TableChange change = fit(options, training, hold_out);
+    if (options.length &&
+        !fit_text_length(change, loss_curvature(training, change, options.fit.slope), options.length)) {
+        std::printf("the text cannot have %zu characters\n", options.length);
+    }
     const auto before = table_values();
     const std::string text = params_text(change);
     if (!write_file(options.out, text)) return 1;

@@ -3,9 +3,34 @@
 
 #include "frontend/output.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
+
+// Value of the registry that the change is counted from.
+double start_value(std::size_t value) {
+    const EvalParams& param = eval_params[static_cast<std::size_t>(first_table_param) + value / 2];
+    return static_cast<double>(value % 2 ? param.eg : param.mg);
+}
+
+// The nearest numbers that are written with one character less and one more; n itself where there is none to be had.
+int shorter(int n) {
+    if (n < 0) return n > -10 ? 0 : n > -100 ? -9 : -99;
+    return n < 10 ? n : n < 100 ? 9 : 99;
+}
+int longer(int n) {
+    if (n < 0) return n > -10 ? -10 : std::min(n, -100);
+    if (n > 9) return std::max(n, 100);
+    return n < 5 ? -1 : 10;
+}
+
+// A value to be written with a character more or less.
+struct Resize {
+    std::size_t value;
+    int number;
+    double cost;
+};
 
 int rounded(double value) {
     return static_cast<int>(std::lround(value));
@@ -66,6 +91,26 @@ std::string params_text(const TableChange& change) {
                     static_cast<double>(param.eg) + (in_table ? change[value + 1] : 0.0));
     }
     return text + "\n";
+}
+
+bool fit_text_length(TableChange& change, const TableChange& curvature, std::size_t length) {
+    const std::size_t now = params_text(change).size();
+    const std::size_t needed = now > length ? now - length : length - now;
+    std::vector<Resize> choices;
+    for (std::size_t v = 0; v < change.size(); ++v) {
+        if (!is_free_entry(static_cast<int>(v / 2))) continue;
+        const double best = start_value(v) + change[v];
+        const int plain = rounded(best);
+        const int other = now > length ? shorter(plain) : longer(plain);
+        const double off = other - best, off_plain = plain - best;
+        // What no position shows costs nothing by the loss; it still keeps near its value.
+        if (other != plain) choices.push_back({v, other, (curvature[v] + 1e-12) * (off * off - off_plain * off_plain)});
+    }
+    if (choices.size() < needed) return false;
+    std::sort(choices.begin(), choices.end(), [](const Resize& a, const Resize& b) { return a.cost < b.cost; });
+    choices.resize(needed);
+    for (const Resize& choice : choices) change[choice.value] = choice.number - start_value(choice.value);
+    return true;
 }
 
 void print_tables(std::FILE* out, const std::array<std::uint64_t, TABLE_ENTRIES>& counts) {
