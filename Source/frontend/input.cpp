@@ -112,13 +112,14 @@ bool take_line(LineBuffer& buffer, bool end_of_input, std::string& line, int& to
     }
 }
 
-void poll_input() {
+bool poll_input() {
     std::string line;
     if (next_line(line)) {
         handle_line(line);
-    } else if (input_ended) {
-        act_on_end_of_input();
+        return true;
     }
+    if (input_ended) act_on_end_of_input();
+    return false;
 }
 
 bool wait_for_line(std::string& line) {

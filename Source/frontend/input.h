@@ -6,8 +6,8 @@
 
 // Reads what is waiting and handles at most one line; never waits. NUL, line feed, carriage return and '@' end
 // a line; empty lines are ignored. At the end of the input an unlimited search is stopped, a limited one
-// finishes, and once nothing is left to answer the program is told to quit.
-void poll_input();
+// finishes, and once nothing is left to answer the program is told to quit. True when a line was handled.
+bool poll_input();
 
 // Waits for the next non-empty line and returns it unhandled; false at the end of the input.
 bool wait_for_line(std::string& line);

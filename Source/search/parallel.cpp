@@ -95,8 +95,8 @@ void wait_for_search(InputPoller poll) {
         const std::uint16_t flags = think_flags();
         if (flags & THINK_FINISHED) break;
         if (settings.quit) search_control.stop = 1;
-        if (!(flags & THINK_STOPPED) && !settings.quit) poll();
-        sleep_milliseconds(1);
+        const bool polling = !(flags & THINK_STOPPED) && !settings.quit;
+        if (!polling || !poll()) sleep_milliseconds(1);
     }
 }
 

@@ -3,8 +3,9 @@
 
 #include <cstdint>
 
-// Reads and handles at most one line of input without waiting (the front end's poll_input).
-using InputPoller = void (*)();
+// Reads and handles at most one line of input without waiting (the front end's poll_input). True when it handled
+// one: the next may have come with it, so the caller polls again without a pause.
+using InputPoller = bool (*)();
 
 // Readies record `index` for a search of game_record's position. 0, or -1 when the record could not be created.
 int prepare_thread(int index);

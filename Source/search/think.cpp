@@ -150,14 +150,16 @@ void think_loop(InputPoller poll) {
     search_control.stop = 0;
     search_control.think_flags.store(0);
 
+    bool handled_line = false;
     do {
         const std::uint16_t flags = search_control.think_flags.load();
         if (flags & REQUEST_MASK) {
             handle_request(flags, poll);
         } else {
-            sleep_milliseconds(1);
+            // "position" and "go" come together: a pause between them would be the mover's time.
+            if (!handled_line) sleep_milliseconds(1);
             update_clock();
-            poll();
+            handled_line = poll();
         }
         if (search_control.think_flags.load() & THINK_FINISHED) report_result();
     } while (!settings.quit);

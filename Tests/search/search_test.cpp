@@ -9,6 +9,7 @@
 #include "search/engine_fixture.h"
 #include "search/move_picker.h"
 #include "search/root_search.h"
+#include "search/think.h"
 
 #include <cstring>
 #include <string>
@@ -162,6 +163,10 @@ TEST_F(Search, time_is_kept_without_the_input_loop) {
     EXPECT_LT(search_threads[0]->nodes, 2'000'000u);
     EXPECT_GE(search_control.elapsed, 0.1f);
     EXPECT_NE(search_control.best_line[1], NULL_MOVE);
+    // A tool's search on the calling thread has no clock: its results do not depend on the machine's speed.
+    settings.level_time = 0;
+    search_to_depth(7);
+    EXPECT_EQ(search_control.completed_depth, 7);
 }
 
 TEST_F(Search, score_texts) {
@@ -191,6 +196,7 @@ TEST_F(Search, four_threads_stop_and_ponderhit) {
                 search_control.think_flags.fetch_or(THINK_STOPPED);
                 search_control.stop = 1;
             }
+            return false;
         };
         const double start = monotonic_seconds();
         start_search(ponder ? THINK_PONDER : THINK_CLOCK, true, poll);
@@ -203,9 +209,41 @@ TEST_F(Search, four_threads_stop_and_ponderhit) {
     }
 }
 
+// Lines that came together are handled together, idle and during a search: a pause of a millisecond after each
+// would add up to more than ten seconds.
+TEST_F(Search, lines_that_came_together_are_handled_without_pauses) {
+    constexpr int LINES = 10000;
+    static int polls;
+    polls = 0;
+    double start = monotonic_seconds();
+    think_loop([] {
+        settings.quit = ++polls == LINES;
+        return true;
+    });
+    EXPECT_LT(monotonic_seconds() - start, 9.0);
+    EXPECT_EQ(polls, LINES);
+
+    settings.quit = 0;
+    settings.depth_limit = 80;
+    polls = 0;
+    start = monotonic_seconds();
+    start_search(
+        THINK_CLOCK, true,
+        [] {
+            if (++polls == LINES) {
+                search_control.think_flags.fetch_or(THINK_STOPPED);
+                search_control.stop = 1;
+            }
+            return true;
+        });
+    search_control.think_flags.store(0);
+    EXPECT_LT(monotonic_seconds() - start, 9.0);
+    EXPECT_EQ(polls, LINES);
+}
+
 TEST_F(Search, no_threads_no_answer) {
     settings.threads = 0;
-    start_search(THINK_CLOCK, true, [] {});
+    start_search(THINK_CLOCK, true, [] { return false; });
     search_control.think_flags.store(0);
     EXPECT_EQ(search_control.best_line[1], NULL_MOVE);
 }
