@@ -149,7 +149,9 @@ int set_position(Position& position, std::string_view fen) {
 }
 
 std::string position_to_fen(const Position& position, bool with_counters) {
+    constexpr std::size_t LONGEST = 96;  // with counters
     std::string fen;
+    fen.reserve(LONGEST);
     for (int rank = 7; rank >= 0; --rank) {
         int empty = 0;
         for (int file = 0; file <= 8; ++file) {

@@ -124,6 +124,28 @@ MoveForms move_to_san(const Position& position, Move move) {
     return forms;
 }
 
+std::string move_to_pgn(Position& position, Move move) {
+    const MoveForms forms = move_to_san(position, move);
+    const int c = position.side;
+    const int piece = position.board[move_from(move)];
+    if (is_castling(position, move)) return forms.alternate;
+    if (type_of(piece) == PAWN || move == NULL_MOVE) return forms.san;
+
+    Bitboard twins = 0;
+    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
+        const bool same_target = entry->piece == piece && move_to(entry->move) == move_to(move);
+        if (same_target && entry->move != move && is_legal(position, c, entry->move))
+            twins |= bit(move_from(entry->move));
+    }
+    const int from = move_from(move);
+    const bool on_file = twins & (FILE_A << file_of(from));
+    const bool on_rank = twins & (Bitboard{0xFF} << (rank_of(from) * 8));
+    if (!twins) return forms.alternate.substr(0, 1) + forms.alternate.substr(2);
+    if (!on_file) return forms.alternate;
+    if (!on_rank) return forms.alternate2;
+    return forms.alternate.substr(0, 2) + forms.alternate2.substr(1);
+}
+
 namespace {
 
 std::string_view without_check_sign(std::string_view text) {
@@ -157,42 +179,77 @@ bool fits_a_form(const Position& position, Move move, std::string_view text) {
     return false;
 }
 
-// "Nf3" or "Nxf3" without the file or rank that our writer would add: other programs leave it out when the
-// twin piece is pinned.
-bool fits_bare_piece_text(const MoveEntry& entry, std::string_view text) {
+// "Nf3" or "Nxf3" without the file or rank that our writer would add (other programs leave it out when the twin
+// piece is pinned), or with both ("Qh4xe1", needed when three pieces of a kind reach the square).
+bool fits_plain_piece_text(const MoveEntry& entry, std::string_view text) {
     const int type = type_of(entry.piece);
     if (type == PAWN || (entry.move & MOVE_FLAGS) || text.empty() || text[0] != PIECE_LETTER[type]) return false;
     text.remove_prefix(1);
+    if (text.size() > 2 && text.starts_with(square_names[move_from(entry.move)])) text.remove_prefix(2);
     if (text.starts_with('x')) text.remove_prefix(1);
     return text == square_names[move_to(entry.move)];
+}
+
+// A text in canonical spelling, and what it tells before any move is looked at.
+struct MoveText {
+    std::string text;
+    char promotion = '\0';   // letter after the equals sign
+    int target = NO_SQUARE;  // square that the text ends with, the promotion left out
+};
+
+MoveText read_text(std::string_view typed) {
+    MoveText result{.text = canonical_spelling(typed)};
+    std::string_view body = result.text;
+    const std::size_t sign = body.rfind('=');
+    if (sign != std::string_view::npos && sign + 2 == body.size()) {
+        result.promotion = body.back();
+        body = body.substr(0, sign);
+    }
+    if (body.size() < 2) return result;
+    const int file = body[body.size() - 2] - 'a';
+    const int rank = body.back() - '1';
+    if (file >= 0 && file < 8 && rank >= 0 && rank < 8) result.target = make_square(file, rank);
+    return result;
+}
+
+// False for a move that has no form equal to the text. Nearly all moves of a position fail here, so that the forms of
+// the others need not be written.
+bool may_fit(const MoveEntry& entry, const MoveText& typed) {
+    const int type = type_of(entry.piece);
+    const bool flagged = entry.move & MOVE_FLAGS;
+    if (flagged && type == KING) return typed.target != NO_SQUARE || typed.text.starts_with('o');
+    if (typed.promotion != (flagged ? PIECE_LETTER[promotion_type(entry.move)] : '\0')) return false;
+    // Only a pawn's capture can be written without a square ("ed").
+    return typed.target == NO_SQUARE ? type == PAWN : typed.target == move_to(entry.move);
 }
 
 }  // namespace
 
 int parse_move(Position& position, std::string_view typed, Move& move) {
     move = NULL_MOVE;
-    const std::string text = canonical_spelling(typed);
+    const MoveText text = read_text(typed);
     const int c = position.side;
     position.owner->search_ply = 1;
 
     int matches = 0;
-    int bare_matches = 0;
-    Move bare_move = NULL_MOVE;
+    int plain_matches = 0;
+    Move plain_move = NULL_MOVE;
     for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        const bool fits = fits_a_form(position, entry->move, text);
-        const bool fits_bare = fits_bare_piece_text(*entry, text);
-        if ((!fits && !fits_bare) || !is_legal(position, c, entry->move)) continue;
+        if (!may_fit(*entry, text)) continue;
+        const bool fits = fits_a_form(position, entry->move, text.text);
+        const bool fits_plain = fits_plain_piece_text(*entry, text.text);
+        if ((!fits && !fits_plain) || !is_legal(position, c, entry->move)) continue;
         if (fits) {
             ++matches;
             move = entry->move;
         }
-        if (fits_bare) {
-            ++bare_matches;
-            bare_move = entry->move;
+        if (fits_plain) {
+            ++plain_matches;
+            plain_move = entry->move;
         }
     }
-    if (matches == 0 && bare_matches == 1) {
-        move = bare_move;
+    if (matches == 0 && plain_matches == 1) {
+        move = plain_move;
         return 1;
     }
     if (matches == 2) print_raw("ambiguous move\n");

@@ -21,6 +21,10 @@ struct MoveForms {
 };
 MoveForms move_to_san(const Position& position, Move move);
 
+// The text of a legal move as other programs expect it in a game file: castling with capital letters, and origin file,
+// rank or both when another legal move needs them to differ. Overwrites the current move list.
+std::string move_to_pgn(Position& position, Move move);
+
 // Reads SAN, coordinate notation and common variants against the legal moves of `position` (whose current
 // move list is overwritten). Returns 1 and the move when exactly one fits, else 0; prints "ambiguous move"
 // when two do.
