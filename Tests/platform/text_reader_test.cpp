@@ -1,0 +1,103 @@
+// Lines and pieces of lines, wherever line ends and block ends fall.
+#include "platform/text_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+class Text : public testing::Test {
+protected:
+    Text() : path_(testing::TempDir() + "tarn_text_" + std::to_string(std::random_device{}())) {}
+    ~Text() override { std::filesystem::remove(path_); }
+
+    // The pieces of a file with this content, as text: "line|" for one that ends a line, "line+" for one that does not.
+    // A piece that says it starts a line without one before it having ended it (or the reverse) shows as '?'.
+    std::string pieces(const std::string& content, std::size_t longest) {
+        std::ofstream(path_, std::ios::binary) << content;
+        TextReader reader;
+        EXPECT_TRUE(open_text(reader, path_.c_str()));
+        std::string result;
+        TextPiece piece;
+        bool at_start = true;
+        while (next_piece(reader, longest, piece)) {
+            if (piece.starts_line != at_start) result += '?';
+            at_start = piece.ends_line;
+            result += piece.text;
+            result += piece.ends_line ? '|' : '+';
+        }
+        EXPECT_FALSE(next_piece(reader, longest, piece)) << "again at the end";
+        close_text(reader);
+        close_text(reader);  // harmless
+        return result;
+    }
+    std::string path_;
+};
+
+TEST_F(Text, lines_and_pieces_of_lines) {
+    const struct {
+        const char* content;
+        const char* pieces;  // of at most 8 bytes
+    } cases[] = {
+        {"", ""},
+        {"\n", "|"},
+        {"a\n\nb", "a||b|"},
+        {"a\r\nb\r", "a|b|"},
+        {"a\r\r\n", "a\r|"},
+        {"\r\n\r\n", "||"},
+        {"12345678\n", "12345678|"},
+        {"12345678\r\n9", "12345678|9|"},
+        {"12345678", "12345678|"},
+        {"123456789\n", "12345678+9|"},
+        {"123456789", "12345678+9|"},
+        {"12345678\rx\n", "12345678+\rx|"},
+        {"one two three four\n", "one two +three +four|"},
+        {"one two three four", "one two +three +four|"},
+        {" 1234567890 x\n", " +12345678+90 x|"},
+        {"12345678 \n", "12345678+ |"},
+        {"\xEF\xBB\xBFmark\n\xEF\xBB\xBFx", "mark|\xEF\xBB\xBFx|"},
+        {"\xEF\xBB", "\xEF\xBB|"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(pieces(c.content, 8), c.pieces) << c.content;
+    EXPECT_EQ(pieces(std::string("a\0b\n", 4), 8), std::string("a\0b|", 4)) << "NUL is a character like others";
+
+    TextReader reader;
+    EXPECT_FALSE(open_text(reader, (path_ + ".missing").c_str()));
+}
+
+// Every line of random lengths comes back whole, though blocks of 65,536 bytes end anywhere in it.
+TEST_F(Text, nothing_is_lost_between_blocks) {
+    std::mt19937 random(3);
+    std::string content;
+    std::vector<std::string> lines;
+    for (int i = 0; i < 4000; ++i) {
+        std::string line(random() % (i % 100 == 0 ? 9000 : 90), ' ');
+        for (char& c : line) c = "abc "[random() % 4];
+        lines.push_back(line);
+        content += line + (random() % 2 ? "\n" : "\r\n");
+    }
+    for (const std::size_t longest : {std::size_t{20}, std::size_t{509}, std::size_t{1023}, std::size_t{4096}}) {
+        std::ofstream(path_, std::ios::binary) << content;
+        TextReader reader;
+        ASSERT_TRUE(open_text(reader, path_.c_str()));
+        TextPiece piece;
+        for (const std::string& line : lines) {
+            std::string joined;
+            do {
+                ASSERT_TRUE(next_piece(reader, longest, piece));
+                ASSERT_LE(piece.text.size(), longest);
+                joined += piece.text;
+            } while (!piece.ends_line);
+            ASSERT_EQ(joined, line);
+        }
+        EXPECT_FALSE(next_piece(reader, longest, piece));
+        close_text(reader);
+    }
+}
+
+}  // namespace
