@@ -1,0 +1,257 @@
+// The reading of games, the choice and weighing of their moves, and the writing of the book.
+#include "book/book_build.h"
+
+#include "book/book_key.h"
+#include "book/move_statistics.h"
+#include "frontend/output.h"
+#include "frontend/settings.h"
+#include "platform/file_ops.h"
+#include "platform/text_reader.h"
+#include "position/make_move.h"
+#include "position/notation.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <functional>
+#include <iterator>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr auto NONE = std::string_view::npos;
+constexpr std::size_t LONGEST_PIECE = 1023;
+constexpr int GAMES_PER_DOT = 1024;
+constexpr int OPENING_PLIES = 36;           // a line that begins after so many moves of a game is not read
+constexpr std::uint32_t TOO_FEW_GAMES = 4;  // won and drawn ones
+constexpr std::int64_t HEAVIEST_WEIGHT = 60000;
+constexpr int DRAWN = 2;      // "winner" of a drawn game
+constexpr int UNUSABLE = -1;  // "winner" of a game with no known result, or not from the start position
+
+struct OpeningReader {
+    Position& board;
+    StatisticsTable table;
+    int games = 0;
+    bool out_of_memory = false;
+    // The current game.
+    int winner = UNUSABLE;
+    int entered = 0;          // moves
+    int comment_depth = 0;    // braces
+    int variation_depth = 0;  // parentheses
+    bool stopped = false;     // at a move that cannot be read
+};
+
+bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != NONE;
+}
+
+// --- Reading -------------------------------------------------------------------------------------------------
+
+void begin_game(OpeningReader& reader, std::string_view result) {
+    if (++reader.games % GAMES_PER_DOT == 0) print_raw(".");
+    set_position(reader.board, START_FEN);
+    reader.winner = contains(result, "1-0")   ? WHITE
+                    : contains(result, "0-1") ? BLACK
+                    : contains(result, "1/2") ? DRAWN
+                                              : UNUSABLE;
+    reader.entered = reader.comment_depth = reader.variation_depth = 0;
+    reader.stopped = false;
+}
+
+void enter_move(OpeningReader& reader, std::string_view text) {
+    Position& board = reader.board;
+    Move move = NULL_MOVE;
+    reader.stopped = parse_move(board, text, move) != 1;
+    if (reader.stopped) return;
+    MoveStatistics* const statistics = find_statistics(reader.table, book_key(board), move);
+    if (!statistics) {
+        reader.out_of_memory = reader.stopped = true;
+        return;
+    }
+    ++(reader.winner == DRAWN        ? statistics->draws
+       : reader.winner == board.side ? statistics->wins
+                                     : statistics->losses);
+    ++reader.entered;
+    make_move(board, move);
+}
+
+// Where a move begins: after its number. Castling may be written with zeros.
+std::string_view move_text(std::string_view token) {
+    for (std::size_t i = 0; i < token.size(); ++i) {
+        const bool zero_castling = token[i] == '0' && token.substr(i + 1).starts_with('-');
+        if (zero_castling || std::isalpha(static_cast<unsigned char>(token[i]))) {
+            return token.substr(i, token.find_first_of("!?", i) - i);
+        }
+    }
+    return {};
+}
+
+void read_token(OpeningReader& reader, std::string_view token) {
+    switch (token[0]) {
+        case '{': ++reader.comment_depth; return;
+        case '}': reader.comment_depth = std::max(reader.comment_depth - 1, 0); return;
+        case '(': ++reader.variation_depth; return;
+        case ')': reader.variation_depth = std::max(reader.variation_depth - 1, 0); return;
+        case '$': return;
+        default: break;
+    }
+    if (reader.comment_depth > 0 || reader.variation_depth > 0) return;
+    const std::string_view move = move_text(token);
+    if (!move.empty()) enter_move(reader, move);
+}
+
+bool is_mark(char c) {
+    return c == '{' || c == '}' || c == '(' || c == ')';
+}
+
+void read_movetext(OpeningReader& reader, std::string_view line) {
+    const char* at = line.data();
+    const char* const end = at + line.size();
+    while (!reader.stopped) {
+        while (at != end && *at == ' ') ++at;
+        if (at == end) return;
+        const char* const token = at++;
+        if (!is_mark(*token)) {
+            while (at != end && *at != ' ' && !is_mark(*at)) ++at;
+        }
+        read_token(reader, {token, static_cast<std::size_t>(at - token)});
+    }
+}
+
+bool is_control(char c) {
+    return static_cast<unsigned char>(c) < ' ';
+}
+
+void read_line(OpeningReader& reader, const TextPiece& piece) {
+    std::string_view line = piece.text;
+    if (contains(line, "[Result ")) {
+        begin_game(reader, line);
+    } else if (contains(line, "[FEN ")) {
+        reader.winner = UNUSABLE;
+    } else if (reader.winner != UNUSABLE && reader.entered < OPENING_PLIES && !reader.stopped) {
+        const bool remark = piece.starts_line && (line.starts_with(';') || line.starts_with('['));
+        if (remark && reader.comment_depth == 0) return;
+        std::string printable;
+        if (std::ranges::any_of(line, is_control)) {
+            std::ranges::remove_copy_if(line, std::back_inserter(printable), is_control);
+            line = printable;
+        }
+        read_movetext(reader, line);
+    }
+}
+
+// --- Writing -------------------------------------------------------------------------------------------------
+
+struct WeighedMove {
+    Move move;
+    std::int64_t score;
+    std::int64_t weight;
+};
+
+bool is_kept(const MoveStatistics& s) {
+    return s.wins + s.draws > std::max(TOO_FEW_GAMES, s.losses);
+}
+
+// The good moves of one position, heaviest first. The best of them has its score as weight, or as much as a record can
+// hold, and the others weights in proportion.
+std::vector<WeighedMove> weigh(std::span<const MoveStatistics> moves) {
+    std::vector<WeighedMove> kept;
+    std::int64_t best = 0;
+    for (const MoveStatistics& s : moves) {
+        if (!is_kept(s)) continue;
+        const std::int64_t score = std::int64_t{s.draws} + 4 * std::int64_t{s.wins} - 2 * std::int64_t{s.losses};
+        kept.push_back({.move = s.move, .score = score, .weight = 0});
+        best = std::max(best, score);
+    }
+    for (WeighedMove& entry : kept) {
+        const std::int64_t score = std::max<std::int64_t>(entry.score, 0);
+        entry.weight = best > HEAVIEST_WEIGHT ? score * HEAVIEST_WEIGHT / best : score;
+    }
+    std::ranges::stable_sort(kept, std::greater{}, &WeighedMove::weight);
+    return kept;
+}
+
+// Castling is the king on its rook's square; its flag goes along as a promotion code.
+std::uint16_t book_coding(Move move, bool castling) {
+    const int from = move_from(move);
+    int to = move_to(move);
+    if (castling) to = make_square(move & MOVE_KING_SIDE ? 7 : 0, rank_of(from));
+    const int promotion = move & MOVE_KNIGHT   ? 1
+                          : move & MOVE_BISHOP ? 2
+                          : move & MOVE_ROOK   ? 3
+                          : move & MOVE_QUEEN  ? 4
+                                               : 0;
+    return static_cast<std::uint16_t>(promotion << 12 | from << 6 | to);
+}
+
+// A flag on a move along the back rank is castling: a promotion changes rank.
+bool is_castling_move(Move move) {
+    return (move & MOVE_FLAGS) && rank_of(move_from(move)) == rank_of(move_to(move));
+}
+
+void append_record(std::string& bytes, std::uint64_t key, const WeighedMove& entry) {
+    const auto append = [&bytes](std::uint64_t value, int size) {
+        while (size-- > 0) bytes += static_cast<char>(value >> (size * 8) & 255);
+    };
+    append(key, 8);
+    append(book_coding(entry.move, is_castling_move(entry.move)), 2);
+    append(static_cast<std::uint64_t>(entry.weight), 2);
+    append(0, 4);
+}
+
+// Returns the number of records written, or -1.
+int write_book(std::span<const MoveStatistics> moves) {
+    delete_file(BUILT_BOOK);
+    std::FILE* const file = std::fopen(BUILT_BOOK, "wb");
+    if (!file) return -1;
+    int records = 0;
+    bool written = true;
+    std::string bytes;
+    while (!moves.empty() && written) {
+        const std::uint64_t key = moves[0].key;
+        const auto other = std::ranges::find_if(moves, [key](const MoveStatistics& s) { return s.key != key; });
+        const auto of_position = moves.first(static_cast<std::size_t>(other - moves.begin()));
+        bytes.clear();
+        for (const WeighedMove& entry : weigh(of_position)) {
+            append_record(bytes, key, entry);
+            ++records;
+        }
+        written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+        moves = moves.subspan(of_position.size());
+    }
+    written = std::fclose(file) == 0 && written;
+    return written ? records : -1;
+}
+
+}  // namespace
+
+int build_book(Position& board) {
+    const char* const name = settings.pgn_file;
+    TextReader file;
+    if (!open_text(file, name)) return 0;
+    if (same_file(name, BUILT_BOOK)) {
+        close_text(file);
+        print_format("%s is the input file", BUILT_BOOK);
+        return -1;
+    }
+    print_format(" Creating file %s from games in %s", BUILT_BOOK, name);
+
+    OpeningReader reader{board, {}};
+    TextPiece piece;
+    while (!reader.out_of_memory && next_piece(file, LONGEST_PIECE, piece)) read_line(reader, piece);
+    close_text(file);
+    if (reader.out_of_memory) {
+        print_format("not enough memory for %zu moves", reader.table.count);
+        return -1;
+    }
+    print_raw("\nwriting book file ...");
+    const int records = write_book(sort_statistics(reader.table));
+    if (records < 0) print_format("can't write %s", BUILT_BOOK);
+    print_raw("\ngames= %d, nmoves= %d\n", reader.games, static_cast<int>(reader.table.count));
+    print_raw("book contains %d moves\n", std::max(records, 0));
+    print_raw("done\n");
+    return records < 0 ? -1 : 0;
+}

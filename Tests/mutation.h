@@ -1,0 +1,30 @@
+// Damaged versions of good files, the same ones in every run.
+#pragma once
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+// A copy with one to eight random changes: bytes replaced, pieces cut out, doubled, moved or torn off, signs of the
+// format thrown in, line ends changed.
+inline std::string mutated(const std::string& good, std::mt19937& random) {
+    const auto below = [&random](std::size_t limit) { return limit ? random() % limit : 0; };
+    std::string text = good;
+    for (std::size_t changes = 1 + below(8); changes > 0; --changes) {
+        const std::size_t at = below(text.size() + 1);
+        const std::size_t size = std::min(below(below(8) == 0 ? 4000 : 40), text.size() - at);
+        switch (below(8)) {
+            case 0: text.replace(at, std::min<std::size_t>(1, size), 1, static_cast<char>(random())); break;
+            case 1: text.erase(at, size); break;
+            case 2: text.insert(at, text.substr(at, size)); break;
+            case 3: text.insert(below(text.size()), text.substr(at, size)); break;
+            case 4: text.insert(at, 1 + below(40), "{}()[]\"\n\r \t\0;%$#=+-/0O!?"[below(25)]); break;
+            case 5: text.insert(at, std::string("\n[Result \"1-0\"]\n[FEN \"8/8/8/8/8/8/8/8 w - -\"]\n")); break;
+            case 6: std::replace(text.begin() + at, text.begin() + at + size, '\n', '\r'); break;
+            default:
+                if (below(4) == 0) text.resize(at);
+                break;
+        }
+    }
+    return text;
+}
