@@ -5,6 +5,8 @@
 #   make tune_     builds the tuner of the hand-crafted evaluation, see docs/tuning.md
 #   make selfplay  builds the generator of training games
 
+
+#   make train_            make install [PREFIX=/usr/local]     make clean
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=
@@ -20,7 +22,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test bench install lint format clean tune_ signature selfplay
+.PHONY: tarn run test bench install lint format clean tune_ signature selfplay train_
 
 tarn:
 	@$(SETUP) build
@@ -56,6 +58,12 @@ tune_:
 
 signature: tarn
 	@$(PYTHON) scripts/signature.py $(BUILD)/tarn --record
+
+# The variant whose -train trains a network: build/train/tarn, for this machine alone.
+train_:
+	@$(SETUP) build
+	@cmake --preset train
+	@cmake --build build/train --target tarn -j $(JOBS)
 
 install: tarn
 	@cmake --install $(BUILD) --prefix "$(PREFIX)"

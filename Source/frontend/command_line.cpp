@@ -64,7 +64,9 @@ bool one_million_or_more(Values values) {
 template <RunMode MODE>
 void train(Values values, CommandLine& command_line) {
     command_line.mode = MODE;
-    copy_text(command_line.training_file, values[0]);
+    copy_text(command_line.training.file, values[0]);
+    command_line.training.epochs = read_int(values[1], 1, INT32_MAX);
+    command_line.training.start = MODE == RunMode::TRAIN2 ? TrainingStart::CHECKPOINT : TrainingStart::RANDOM;
     settings.hash_mb = 0;
 }
 
@@ -93,9 +95,12 @@ void set_name(Values values, CommandLine&) {
 
 void ignore(Values, CommandLine&) {}
 
-// The training modes may name the kind of network to begin with.
-bool skip_start_kind(const char* next, CommandLine&) {
-    return next[0] == '0' || next[0] == '1';
+// Training may name what to begin with: 0 for random values, 1 for an existing network. Going on from a checkpoint
+// takes the word and leaves it at that.
+bool take_start_kind(const char* next, CommandLine& command_line) {
+    if (next[0] != '0' && next[0] != '1') return false;
+    if (command_line.mode == RunMode::TRAIN && next[0] == '1') command_line.training.start = TrainingStart::NETWORK;
+    return true;
 }
 
 bool take_training_file(const char* next, CommandLine& command_line) {
@@ -168,10 +173,14 @@ constexpr Switch SWITCHES[] = {
          select_input<RunMode::MAKE_TRAIN_DATA, &Settings::input_file, DATA_NAME>(values, command_line);
          copy_text(settings.syzygy_path, "C:\\Chess\\Syzygy\\6-Piece");
      }},
-    {"-train", 2, train<RunMode::TRAIN>, true, one_million_or_more, false, skip_start_kind},
-    {"-train2", 2, train<RunMode::TRAIN2>, true, one_million_or_more, false, skip_start_kind},
-    {"-lr", 1, ignore},
-    {"-mbatch", 1, ignore},
+    {"-train", 2, train<RunMode::TRAIN>, true, one_million_or_more, false, take_start_kind},
+    {"-train2", 2, train<RunMode::TRAIN2>, true, one_million_or_more, false, take_start_kind},
+    {"-lr", 1,
+     [](Values values, CommandLine& command_line) {
+         command_line.training.learning_rate = read_number(values[0], 0, 1);
+     }},
+    {"-mbatch", 1,
+     [](Values values, CommandLine& command_line) { command_line.training.batch = read_int(values[0], 0, 1 << 20); }},
 };
 
 bool matches(const Switch& candidate, std::string_view argument) {

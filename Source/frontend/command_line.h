@@ -1,6 +1,8 @@
 // The command line: switches that set values or select what the program runs.
 #pragma once
 
+#include "tools/train/train.h"
+
 // What start-up ends by running.
 enum class RunMode {
     PLAY,
@@ -24,6 +26,7 @@ struct CommandLine {
     RunMode mode = RunMode::PLAY;
     bool bench_on_calling_thread = false;
     char training_file[150] = "";
+    TrainingRequest training;  // read by the training variant alone
 };
 
 // Applies the switches to `settings` (and the strength target to `search_control`), left to right. False when a

@@ -24,6 +24,7 @@
 #include "tools/epd_analysis.h"
 #include "tools/prune_network.h"
 #include "tools/training_data.h"
+#include "tools/train/train.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -162,6 +163,16 @@ bool is_training(RunMode mode) {
     return mode == RunMode::TRAIN || mode == RunMode::TRAIN2;
 }
 
+// Only a variant of the program trains: it is built for one machine, which the engine never is.
+int train_network([[maybe_unused]] const TrainingRequest& request) {
+#if defined(TARN_TRAIN)
+    return run_training(request);
+#else
+    print_raw("Need to compile with 'make train_'\n");
+    return 1;
+#endif
+}
+
 }  // namespace
 
 int capped_hash_mb(int hash_mb, int depth_limit, std::uint64_t node_limit) {
@@ -185,7 +196,7 @@ int run_program(int count, const char* const* arguments) {
     int status = 1;
     if (read_command_line(count, arguments, command_line)) {
         if (is_training(command_line.mode)) {
-            print_raw("Need to compile with 'make train_'\n");
+            status = train_network(command_line.training);
         } else if (bring_up_subsystems()) {
             status = run_mode(command_line);
         }
