@@ -134,6 +134,7 @@ bool finish_epoch(const TrainingPlan& plan, const TrainingSet& set, const Traini
         "sums: at most %d of 32767 (%d units scaled down); output weights: at most %d; output sum: at most %.3f of "
         "2^31\n",
         exported.largest_sum, exported.scaled_units, exported.largest_output_weight, exported.output_bound);
+    if (exported.output_bound >= 1) report += "warning: the output sum may overflow in extreme positions; use decay\n";
     if (written) report += quantisation_line(plan, state, set, work, team);
     report += calibration_report(state.model, set.held_out(), work, team);
     print_raw("%s", report.c_str());
