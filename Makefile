@@ -1,12 +1,8 @@
 # What people type. `make run` and `make test` install what is missing, build and go; see README.md.
 #   make run [ARGS=-c]     make test     make bench     make lint     make format
-#   make signature         after a change that means to alter the search, the evaluation or the network
+#   make signature   after a change that means to alter the search, the evaluation or the network
 #   make install [PREFIX=/usr/local]     make clean
-#   make tune_     builds the tuner of the hand-crafted evaluation, see docs/tuning.md
-#   make selfplay  builds the generator of training games
-
-
-#   make train_            make install [PREFIX=/usr/local]     make clean
+# Development tools: make selfplay (training games)   make tune_ (hand-crafted evaluation)   make train_ (network)
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=

@@ -23,8 +23,8 @@
 #include "tools/bench.h"
 #include "tools/epd_analysis.h"
 #include "tools/prune_network.h"
-#include "tools/training_data.h"
 #include "tools/train/train.h"
+#include "tools/training_data.h"
 
 #include <algorithm>
 #include <cstdio>
