@@ -50,11 +50,6 @@ bool input_is_terminal() {
     return GetConsoleMode(input_handle(), &mode) != 0;
 }
 
-bool error_output_is_terminal() {
-    DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
-}
-
 void open_console_input() {
     DWORD mode = 0;
     if (!GetConsoleMode(input_handle(), &mode)) return;

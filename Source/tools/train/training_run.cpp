@@ -6,7 +6,7 @@
 #include "frontend/settings.h"
 #include "frontend/words.h"
 #include "platform/clock.h"
-#include "platform/console_input.h"
+#include "platform/process.h"
 #include "tools/train/export_network.h"
 #include "tools/train/import_network.h"
 #include "tools/train/reports.h"
