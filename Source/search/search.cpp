@@ -36,6 +36,12 @@ void throttle_speed(const SearchThread& thread) {
     }
 }
 
+// Playing on a clock: the input loop looks at it too, but with more threads than processors that loop waits for
+// its turn while this thread is running. A tool's search ends when its caller says so.
+void watch_clock() {
+    if (search_control.think_flags.load(std::memory_order_relaxed) & THINK_CLOCK) update_clock();
+}
+
 // The main thread ends the search on its node limit, unless it has no result yet or is failing low.
 void check_node_limit(const SearchThread& thread) {
     if (thread.nodes > thread.node_limit && thread.result_depth > 1 && thread.root_state != ROOT_FAILING_LOW) {
@@ -184,12 +190,11 @@ int search(SearchThread& thread, int side, int ply, int depth, int alpha, int be
     Position& position = thread.position;
     StackEntry& entry = thread.stack[ply];
 
-    // Step 1. Count the node; the main thread watches its speed, the clock and its node limit. The input loop looks
-    // at the clock too, but with more threads than processors it waits for its turn while this one is running.
+    // Step 1. Count the node; the main thread watches its speed, its clock and its node limit.
     ++thread.nodes;
     if (thread.thread_index == 0) {
         if (search_control.throttle) throttle_speed(thread);
-        if (thread.nodes % CLOCK_NODES == 0) update_clock();
+        if (thread.nodes % CLOCK_NODES == 0) watch_clock();
         check_node_limit(thread);
     }
     if (search_control.stop) return 0;

@@ -12,7 +12,7 @@
 
 namespace {
 
-void do_not_poll() {}
+bool do_not_poll() { return false; }
 
 class Bench : public EngineTest {
 protected:
@@ -92,7 +92,10 @@ TEST_F(Bench, depth_is_17_unless_a_smaller_one_is_wanted) {
 
 TEST_F(Bench, quit_ends_it_after_whole_positions) {
     settings.depth_limit = 30;
-    const auto quit = [] { settings.quit = 1; };
+    const auto quit = [] {
+        settings.quit = 1;
+        return false;
+    };
     const std::vector<std::string> lines = lines_of_run(quit);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(total_nodes(lines), 0u);

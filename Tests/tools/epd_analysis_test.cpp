@@ -14,7 +14,7 @@
 
 namespace {
 
-void do_not_poll() {}
+bool do_not_poll() { return false; }
 
 // Positions whose best move is beyond doubt at any depth.
 constexpr const char* MATE_IN_ONE = "6k1/5ppp/8/8/8/8/8/R3K3 w Q -";          // Ra8 mates
@@ -278,7 +278,10 @@ TEST_F(EpdAnalysis, quit_ends_the_run_with_its_totals) {
     settings.level_time = 30;
     std::string text;
     for (int i = 0; i < 5; ++i) text += std::string(START_FEN) + "\n";
-    const Run run = analyse(write("in.epd", text), Candidates::IGNORED, [] { settings.quit = 1; });
+    const Run run = analyse(write("in.epd", text), Candidates::IGNORED, [] {
+        settings.quit = 1;
+        return false;
+    });
     EXPECT_EQ(run.status, 0);
     ASSERT_GE(run.printed.size(), 2u);
     EXPECT_EQ(run.printed[1], "0 / 1 correct best moves");
