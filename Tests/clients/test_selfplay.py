@@ -333,6 +333,7 @@ BAD_ARGUMENTS = [
     (["--output", "x", "--network", "no_such_file"], "no_such_file"),
     (["--output", "x", "--hce", "--params", "no_such_file"], "no_such_file"),
     (["--output", "x", "--openings", "no_such_file"], "no_such_file"),
+    (["--output", "x", "--syzygy", "no_such_folder"], "--syzygy"),
     (["--output", "no_such_folder/x"], "no_such_folder"),
     (["--output", "x", "stray"], "stray"),
     (["--merge", "x.bin"], "--merge"),

@@ -78,6 +78,10 @@ bool bring_up_engine(const SelfplayOptions& options) {
     if (!options.syzygy.empty()) {
         std::snprintf(settings.syzygy_path, sizeof settings.syzygy_path, "%s", options.syzygy.c_str());
         tb_init();
+        if (tb_largest == 0) {
+            std::fprintf(stderr, "--syzygy: no tables in %s\n", options.syzygy.c_str());
+            return false;
+        }
     }
     set_search_limits(options);
     return true;
