@@ -86,11 +86,19 @@ void for_each_slice(std::size_t size, int threads, Work work) {
     for (std::thread& other : others) other.join();
 }
 
-bool both_free(int entry, int neighbour) {
-    return is_free_entry(entry) && is_free_entry(neighbour);
+// Given entries take part: what lies beside them should not leave them behind.
+bool pull_each_other(int entry, int neighbour) {
+    return (is_free_entry(entry) && is_used_entry(neighbour)) || (is_used_entry(entry) && is_free_entry(neighbour));
 }
 
-// The training loss and the two pulls.
+// A table's average over the positions, for one half of its values: the weights of those values, adding up to 1.
+struct Average {
+    std::size_t first_value;  // and every second one from there, 64 of them
+    double strength;
+    std::array<double, 64> weights;
+};
+
+// The training loss and the pulls.
 class Objective {
 public:
     Objective(const TuningSet& set, const FitOptions& options) : set_(set), options_(options) {
@@ -99,9 +107,18 @@ public:
         smoothness_ = options.smoothness * even_position;
         for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
             const int square = entry % 64;
-            if (file_of(square) < 7 && both_free(entry, entry + 1)) add_neighbours(entry, entry + 1);
-            if (rank_of(square) < 7 && both_free(entry, entry + 8)) add_neighbours(entry, entry + 8);
+            if (file_of(square) < 7 && pull_each_other(entry, entry + 1)) add_neighbours(entry, entry + 1);
+            if (rank_of(square) < 7 && pull_each_other(entry, entry + 8)) add_neighbours(entry, entry + 8);
         }
+    }
+
+    // Sets the weights of the averages by how much the positions say about each value, and evaluates the start.
+    LossSums at_start() {
+        const LossSums start = (*this)(TableChange{});
+        for (std::size_t table = 0; table < TABLE_PARAMS; ++table) {
+            for (std::size_t half = 0; half < 2; ++half) add_average(128 * table + half);
+        }
+        return start;
     }
 
     LossSums operator()(const TableChange& change) {
@@ -118,7 +135,11 @@ public:
             }
         }
         data_loss_ = sums.loss;
+        data_curvature_ = sums.curvature;
         add_pulls(change, sums);
+        for (std::size_t v = 0; v < VALUES; ++v) {
+            if (!is_free_entry(static_cast<int>(v / 2))) sums.gradient[v] = 0;
+        }
         return sums;
     }
 
@@ -139,6 +160,20 @@ private:
         }
     }
 
+    void add_average(std::size_t first_value) {
+        Average average{first_value, 0, {}};
+        double sum = 0;
+        for (std::size_t i = 0; i < 64; ++i) {
+            const std::size_t v = first_value + 2 * i;
+            average.weights[i] = is_free_entry(static_cast<int>(v / 2)) ? data_curvature_[v] : 0;
+            sum += average.weights[i];
+        }
+        if (sum <= 0) return;
+        for (double& weight : average.weights) weight /= sum;
+        average.strength = options_.average * sum;
+        averages_.push_back(average);
+    }
+
     void add_pulls(const TableChange& change, LossSums& sums) const {
         for (std::size_t v = 0; v < VALUES; ++v) {
             sums.loss += 0.5 * prior_ * change[v] * change[v];
@@ -153,13 +188,25 @@ private:
             sums.curvature[n.a] += smoothness_;
             sums.curvature[n.b] += smoothness_;
         }
+        for (const Average& average : averages_) {
+            double shift = 0;
+            for (std::size_t i = 0; i < 64; ++i) shift += average.weights[i] * change[average.first_value + 2 * i];
+            sums.loss += 0.5 * average.strength * shift * shift;
+            for (std::size_t i = 0; i < 64; ++i) {
+                const std::size_t v = average.first_value + 2 * i;
+                sums.gradient[v] += average.strength * shift * average.weights[i];
+                sums.curvature[v] += average.strength * average.weights[i] * average.weights[i];
+            }
+        }
     }
 
     const TuningSet& set_;
     const FitOptions& options_;
     double prior_, smoothness_;
     double data_loss_ = 0;
+    TableChange data_curvature_{};
     std::vector<Neighbours> neighbours_;
+    std::vector<Average> averages_;
     std::vector<LossSums> slices_;
 };
 
@@ -251,7 +298,7 @@ TableChange fit_tables(const TuningSet& training, const TuningSet& hold_out, con
     Objective objective(training, options);
     Directions directions;
     TableChange change{};
-    LossSums here = objective(change);
+    LossSums here = objective.at_start();
     const double positions = static_cast<double>(std::max<std::size_t>(1, training.positions.size()));
     for (int iteration = 1; iteration <= options.iterations; ++iteration) {
         const TableChange direction = directions.downhill(here);

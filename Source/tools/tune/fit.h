@@ -14,8 +14,11 @@ struct FitOptions {
     double slope = 0.006;  // of the expected result by centipawn
     // Strength of the pull of every value towards its start, and of the change of every value towards the changes
     // of its neighbours on the board, counted in even positions that show the entry in the opening (or the ending).
-    double prior = 4000;
-    double smoothness = 4000;
+    double prior = 200;
+    double smoothness = 5000;
+    // Strength of the pull of each table's average towards its start, as a multiple of what the positions say about
+    // that average: 9 leaves a tenth of the shift that they ask for.
+    double average = 9;
     int iterations = 200;  // at most
     int threads = 1;       // the result does not depend on it
 };

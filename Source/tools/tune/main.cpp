@@ -32,8 +32,9 @@ constexpr const char* USAGE =
     "  --params FILE       parameter text to start from (the built-in one)\n"
     "  --result-share X    share of the game result in the target, search score the rest (0.7)\n"
     "  --slope X           of the expected result by centipawn; 0 fits it to the results (0)\n"
-    "  --prior N           pull of each value to its start, in positions (4000)\n"
-    "  --smoothness N      pull of each change to its neighbours', in positions (4000)\n"
+    "  --prior N           pull of each value to its start, in positions (200)\n"
+    "  --smoothness N      pull of each change to its neighbours', in positions (5000)\n"
+    "  --average X         pull of each table's average to its start, in shares of the data's own pull (9)\n"
     "  --max-score N       leave out records with larger search scores (1500)\n"
     "  --hold-out PERCENT  records kept from the fit (5)\n"
     "  --seed N            of the choice of the hold-out (1)\n"
@@ -68,6 +69,8 @@ bool set_option(TuneOptions& options, const char* name, const char* value) {
         options.fit.prior = number;
     else if (is("--smoothness"))
         options.fit.smoothness = number;
+    else if (is("--average"))
+        options.fit.average = number;
     else if (is("--max-score"))
         options.read.max_score = static_cast<int>(number);
     else if (is("--hold-out"))
@@ -87,7 +90,7 @@ bool set_option(TuneOptions& options, const char* name, const char* value) {
 
 bool are_sensible(const TuneOptions& o) {
     return !o.records.empty() && o.result_share >= 0 && o.result_share <= 1 && o.slope >= 0 && o.fit.prior >= 0 &&
-           o.fit.smoothness >= 0 && o.read.hold_out >= 0 && o.read.hold_out < 1;
+           o.fit.smoothness >= 0 && o.fit.average >= 0 && o.read.hold_out >= 0 && o.read.hold_out < 1;
 }
 
 bool parse_arguments(int count, char** arguments, TuneOptions& options) {
