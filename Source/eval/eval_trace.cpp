@@ -39,7 +39,7 @@ PackedScore material_weight(int type) {
 }
 
 void print_group(const Position& position, const EvalScratch& scratch, const GroupRow& row) {
-    int terms[2];
+    int terms[2] = {};
     int material_difference = 0;
     for (const int c : {WHITE, BLACK}) {
         PackedScore score = scratch.group[row.group][c];

@@ -60,7 +60,7 @@ int minors(const Position& p, int colour) {
 
 // Drives a bare king to the edge; pawns are ignored. For the side to move.
 int mop_up(const Position& p, int side) {
-    int value[2];
+    int value[2] = {};
     for (const int c : {WHITE, BLACK}) {
         const int rooks = count_of(p, c, ROOK) + 2 * count_of(p, c, QUEEN);
         value[c] = std::min(rooks * 256, MOP_UP_CAP) - 16 * centre_distance(p.king_square[c]);

@@ -72,14 +72,15 @@ void hold_answer() {
 
 void* coordinator_entry(void*) {
     prepare_thread(0);
-    pthread_t secondary[MAX_THREADS];
-    for (int i = 1; i < settings.threads; ++i) {
+    const int threads = settings.threads;
+    pthread_t secondary[MAX_THREADS] = {};
+    for (int i = 1; i < threads; ++i) {
         if (search_threads[i]) search_threads[i]->nodes = 0;
         thread_numbers[i] = i;
         if (!create_thread(secondary[i], PTHREAD_CREATE_JOINABLE, secondary_entry, &thread_numbers[i])) std::exit(-1);
     }
-    if (settings.threads > 0) root_search(0);
-    for (int i = 1; i < settings.threads; ++i) {
+    if (threads > 0) root_search(0);
+    for (int i = 1; i < threads; ++i) {
         if (pthread_join(secondary[i], nullptr) != 0) std::exit(-1);
     }
     report_final_result();

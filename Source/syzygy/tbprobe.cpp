@@ -11,10 +11,15 @@ namespace {
 
 constexpr Bitboard LAST_RANKS = 0xFF000000000000FFULL;
 
-// Distance to zeroing of a position whose best move zeroes, by wdl + 2.
-constexpr int ZEROING_DTZ[5] = {-1, -101, 0, 101, 1};
+// Distance to zeroing of a position whose best move zeroes.
 int zeroing_dtz(int wdl) {
-    return ZEROING_DTZ[wdl + 2];
+    switch (wdl) {
+        case -2: return -1;
+        case -1: return -101;
+        case 1: return 101;
+        case 2: return 1;
+        default: return 0;
+    }
 }
 
 int fail(int& success, int how = PROBE_FAILED) {
@@ -134,8 +139,8 @@ int probe_table(const ProbePosition& position, int wdl, int& success, bool dtz) 
         filled = collect_squares(position, leading_pawn, flipped, squares);
         file = take_leading_pawn(squares, filled);
     }
-    const EncodingSet& set =
-        table->sets[static_cast<std::size_t>(file * table->sides + (table->sides == 2 ? side : 0))];
+    const int encoding = file * table->sides + (table->sides == 2 ? side : 0);
+    const EncodingSet& set = table->sets[static_cast<std::size_t>(encoding)];
     if (dtz && !material.symmetric && (set.dtz.flags & DTZ_BLACK_TO_MOVE) != side) {
         return fail(success, PROBE_OTHER_SIDE);
     }
