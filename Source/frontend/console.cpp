@@ -23,9 +23,7 @@ namespace {
 
 constexpr std::size_t MAX_WORD = 127;
 constexpr std::size_t SHORTEST_TEST = 8;  // characters of a test line that holds a position
-constexpr int MOVES_PER_SAVED_LINE = 11;
 constexpr const char* TEST_FILE = "test.epd";
-constexpr const char* SAVE_FILE = "tmp.pgn";
 
 GameState& game() {
     return game_record->game;
@@ -39,10 +37,6 @@ int move_number() {
 
 void show_board() {
     display_position(board());
-}
-
-void reset_clocks() {
-    for (auto& clock : search_control.clock) clock = settings.level_time;
 }
 
 ConsoleLine split_line(std::string_view text) {
@@ -131,6 +125,8 @@ void analyse_command(const ConsoleLine& line) {
         settings.depth_limit = static_cast<std::int8_t>(read_int(line.words[1], 0, MAX_DEPTH));
     }
     if (search_control.hash_enabled <= 1) clear_hash_table();
+    search_control.play_move = false;  // set since an earlier mv
+    search_control.self_play = false;
     request_search();
 }
 
@@ -175,32 +171,11 @@ void redo_command(const ConsoleLine&) {
     show_after_move();
 }
 
-void take_back_all() {
-    while (game().game_ply > 0) unmake_game_move();
-}
-
 void jump_command(const ConsoleLine& line) {
     const int target = 2 * read_int(line.words[1], 0, GAME_STACK_SIZE) - 2;
-    take_back_all();
+    take_back_game();
     while (game().game_ply < std::min(target, MAX_GAME_MOVES) && redo_move() != NULL_MOVE) make_game_move(redo_move());
     show_board();
-}
-
-void save_command(const ConsoleLine&) {
-    std::FILE* file = std::fopen(SAVE_FILE, "a");
-    if (!file) return;
-    const int count = game().game_ply;
-    take_back_all();
-    std::string text = "[Event \"Unknown\"]\n";
-    while (game().game_ply < count) {
-        const Move move = redo_move();
-        text += move_to_san(board(), move).san + ' ';
-        make_game_move(move);
-        if (game().game_ply % MOVES_PER_SAVED_LINE == 0) text += '\n';
-    }
-    text += "\n\n";
-    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (std::fclose(file) != 0 || !written) print_format("cannot write %s", SAVE_FILE);
 }
 
 void book_command(const ConsoleLine&) {
@@ -237,6 +212,7 @@ constexpr Command COMMANDS[] = {
     {"undo", undo_command},
     {"[", undo_command},
     {"]", redo_command},
+    {"load", load_command},
     {"save", save_command},
     {"jump", jump_command},
     {"edit", edit_command},
@@ -250,6 +226,10 @@ constexpr Command COMMANDS[] = {
 };
 
 }  // namespace
+
+void reset_clocks() {
+    for (auto& clock : search_control.clock) clock = settings.level_time;
+}
 
 bool require_playable() {
     if (is_playable(board())) return true;

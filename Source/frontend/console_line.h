@@ -15,6 +15,9 @@ void set_command(const ConsoleLine& line);
 // The board editor, and the position mirrored with colours exchanged: console_editor.cpp.
 void edit_command(const ConsoleLine& line);
 void reverse_command(const ConsoleLine& line);
+// Games from and to PGN files: console_games.cpp.
+void load_command(const ConsoleLine& line);
+void save_command(const ConsoleLine& line);
 // What evaluation sees in the position: console_reports.cpp.
 void show_evaluation();
 void network_report_command(const ConsoleLine& line);
@@ -25,3 +28,5 @@ void perft_command(const ConsoleLine& line);
 
 // False, with one line that says so, for a position that must not be searched.
 bool require_playable();
+// Both sides have the whole time of the level again.
+void reset_clocks();

@@ -21,6 +21,10 @@ void unmake_game_move() {
     game_record->game.search_ply = 1;
 }
 
+void take_back_game() {
+    while (game_record->game.game_ply > 0) unmake_game_move();
+}
+
 void clear_redo_move() {
     game_record->game.game_stack[game_record->game.game_ply].move = NULL_MOVE;
 }

@@ -16,6 +16,9 @@ void make_game_move(Move move);
 // Takes back the last move; there must be one.
 void unmake_game_move();
 
+// Takes back the whole game; its moves stay to be redone.
+void take_back_game();
+
 // Forgets moves that were taken back.
 void clear_redo_move();
 // The move that was taken back last, or 0.

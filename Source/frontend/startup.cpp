@@ -1,6 +1,7 @@
 // Start-up, dispatch and tear-down.
 #include "frontend/startup.h"
 
+#include "book/book_build.h"
 #include "eval/eval_params.h"
 #include "eval/kpk.h"
 #include "eval/network.h"
@@ -25,6 +26,7 @@
 #include "tools/prune_network.h"
 #include "tools/train/train.h"
 #include "tools/training_data.h"
+#include "tools/pgn.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -120,6 +122,14 @@ int make_config(const CommandLine&) {
     return 0;
 }
 
+int scan_games(const CommandLine&) {
+    return scan_pgn(game_record->position);
+}
+
+int make_book(const CommandLine&) {
+    return build_book(game_record->position);
+}
+
 struct RunModeEntry {
     RunMode mode;
     const char* tool;
@@ -139,6 +149,11 @@ constexpr RunModeEntry RUN_MODES[] = {
     {RunMode::BOOK_BUILD, "book builder", nullptr},
     {RunMode::BOOK_BUILD2, "repeated EPD analysis",
      [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},
+    {RunMode::EPD_ANALYSIS, "EPD analysis", nullptr},
+    {RunMode::PGN_SCAN, "PGN scan", scan_games},
+    {RunMode::BENCH, "benchmark", nullptr},
+    {RunMode::BOOK_BUILD, "book builder", make_book},
+    {RunMode::BOOK_BUILD2, "repeated EPD analysis", nullptr},
     {RunMode::MAKE_CONFIG, "configuration check", make_config},
     {RunMode::MAKE_TRAIN_DATA, "training data maker",
      [](const CommandLine&) { return make_train_data(settings.input_file, settings.output_file); }},

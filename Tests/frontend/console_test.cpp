@@ -128,17 +128,6 @@ TEST_F(Console, swap_lists_what_stands_attacked) {
               "sq= h8, swap1= 1060\n");
 }
 
-TEST_F(Console, save_writes_the_game_in_short_notation) {
-    for (const char* move : {"e4", "e5", "Nf3", "Nc6", "Bb5", "a6", "Ba4", "Nf6", "O-O", "Be7", "Re1", "b5"}) run(move);
-    const std::string before = fen();
-    run("undo");
-    run("save");
-    run("]");
-    EXPECT_EQ(fen(), before);
-    EXPECT_EQ(read_lines("tmp.pgn"),
-              (std::vector<std::string>{"[Event \"Unknown\"]", "e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 o-o Be7 Re1 ", "", ""}));
-}
-
 TEST_F(Console, thinking_is_requested_with_its_limits) {
     const struct {
         const char* command;
@@ -215,4 +204,88 @@ TEST_F(Console, the_stored_line_is_shown_and_taken_back) {
     EXPECT_EQ(game_record->game.game_ply, 0);
     hash_clear();
     EXPECT_EQ(run("pv").find("PV: \n\n"), 0u);
+}
+
+TEST_F(Console, save_writes_the_game_as_other_programs_read_it) {
+    for (const char* move : {"e4", "e5", "Nf3", "Nc6", "Bb5", "a6", "Ba4", "Nf6", "O-O", "Be7", "Re1", "b5"}) run(move);
+    const std::string before = fen();
+    run("undo");
+    run("save");
+    run("]");
+    EXPECT_EQ(fen(), before);
+    // From another position, and with a twin that is pinned and so needs no file to differ from.
+    run("fen 4k3/8/8/8/1b6/2N5/8/4K1N1 w - - 12 40");
+    run("Nge2");
+    run("save");
+    EXPECT_EQ(read_lines("tmp.pgn"),
+              (std::vector<std::string>{"[Event \"Unknown\"]", "e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 O-O Be7 Re1 ", "", "",
+                                        "[Event \"Unknown\"]", "[SetUp \"1\"]",
+                                        "[FEN \"4k3/8/8/8/1b6/2N5/8/4K1N1 w - - 12 1\"]", "Ne2 ", ""}));
+}
+
+TEST_F(Console, load_plays_the_first_game_with_the_tag) {
+    write_file("games.pgn",
+               "[Event \"one\"]\n[White \"Anna\"]\n\n1. d4 d5 2. c4 {Berta} e6 1/2-1/2\n\n"
+               "[FEN \"4k3/8/8/8/8/8/4P3/4K3 w - - 0 1\"]\n[White \"Berta\"]\n\n1. e4 Kd7 2.e5 *\n\n"
+               "[White \"Berta\"]\n\n1. a3\n\n"
+               "[White \"Carla\"]\n\n1. e4 e5 2. Ke3 Nf6\n\n"
+               "[White \"Dora\"]\n[Termination \"abandoned\"]\n\n1. e4 e5\n\n"
+               "[White \"Emma\"]\n[FEN \"8/8/8/8/8/8/8/8 w - -\"]\n\n1. e4\n\n"
+               "[W \"Fay\"]\n1. e4");
+    const std::string anna = "rnbqkbnr/ppp2ppp/4p3/3p4/2PP4/8/PP2PPPP/RNBQKBNR w KQkq -";
+    const std::string start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -";
+    const std::string carla = "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6";
+    const std::string cannot_parse = "can't parse move 2. Ke3 in game #1  " + carla + "\n";
+    const std::string one = "read 1 games\n\n", none = "read 0 games\n\n";
+    const struct {
+        const char* words;
+        std::string printed;  // between the announcement and the board
+        std::string fen;
+        int plies;
+    } cases[] = {
+        {"games.pgn Anna", one, anna, 4},
+        {"games.pgn Nobody", none, anna, 4},
+        {"games.pgn Berta", one, "8/3k4/8/4P3/8/8/8/4K3 b - -", 3},
+        {"games.pgn Carla", cannot_parse + one, carla, 2},
+        {"games.pgn Dora", one, start, 0},
+        {"games.pgn Emma", "can't parse move 1. e4 in game #1  8/8/8/8/8/8/8/8 w - -\n" + one, "8/8/8/8/8/8/8/8 w - -",
+         0},
+        {"games.pgn Fay", none, "8/8/8/8/8/8/8/8 w - -", 0},
+        {"games.pgn An", "", "8/8/8/8/8/8/8/8 w - -", 0},
+        {"missing.pgn Anna", "", "8/8/8/8/8/8/8/8 w - -", 0},
+        {"games.txt Anna", "", "8/8/8/8/8/8/8/8 w - -", 0},
+        {"games.pgn", "", "8/8/8/8/8/8/8/8 w - -", 0},
+        {"", "", "8/8/8/8/8/8/8/8 w - -", 0},
+    };
+    write_file("games.txt", "[White \"Anna\"]\n\n1. e4 e5\n");
+    settings.level_time = 77;
+    for (const auto& c : cases) {
+        search_control.clock[WHITE] = search_control.clock[BLACK] = 1;
+        const std::string words = c.words;
+        const std::string file = words.substr(0, words.find(' '));
+        const std::string tag = words.size() > file.size() ? words.substr(file.size() + 1) : "";
+        const std::string board_line = c.fen + " 0 " + std::to_string(c.plies) + "\n";
+        const std::string text = run(("load " + words).c_str());
+        const std::string announced = "loading " + file + ", tag " + tag + "\n\n";
+        EXPECT_EQ(text.substr(0, text.find(board_line)), announced + c.printed) << words;
+        EXPECT_EQ(fen(), c.fen) << words;
+        EXPECT_EQ(game_record->game.game_ply, c.plies) << words;
+        EXPECT_FLOAT_EQ(search_control.clock[WHITE], 77) << words;
+        EXPECT_FLOAT_EQ(search_control.clock[BLACK], 77) << words;
+        EXPECT_EQ(run("]"), "") << "nothing to replay after " << words;
+    }
+    run("load games.pgn Anna");
+    EXPECT_NE(run("undo").find("rnbqkbnr/ppp1pppp/8/3p4/2PP4/8/PP2PPPP/RNBQKBNR b KQkq c3"), std::string::npos);
+    EXPECT_EQ(first_line("]"), "2... move e7e6");
+}
+
+TEST_F(Console, a_saved_game_is_loaded_again) {
+    for (const char* move : {"f4", "e5", "fxe5", "Nc6", "Nf3", "d6", "exd6", "Bxd6", "g3", "Nf6", "Bg2", "O-O", "O-O"})
+        run(move);
+    const std::string before = fen();
+    run("save");
+    run("new");
+    run("load tmp.pgn Unknown");
+    EXPECT_EQ(fen(), before);
+    EXPECT_EQ(game_record->game.game_ply, 13);
 }
