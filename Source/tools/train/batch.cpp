@@ -7,14 +7,19 @@
 
 namespace {
 
-// Stable counting sort by the number of pieces.
-void sort_by_pieces(const std::vector<Features>& from, Batch& batch, int size) {
-    std::array<int, MAX_PIECES + 2> start{};
-    for (int i = 0; i < size; ++i) ++start[static_cast<std::size_t>(from[static_cast<std::size_t>(i)].pieces) + 1];
+// Number of pieces first, then output row: neighbours take the same number of turns and the same output weights.
+std::size_t sort_key(const Features& features) {
+    return static_cast<std::size_t>(features.pieces * OUTPUT_ROWS + features.output_row);
+}
+
+// A stable counting sort.
+void sort_positions(Batch& batch) {
+    std::array<int, (MAX_PIECES + 1) * OUTPUT_ROWS + 1> start{};
+    for (const Features& features : batch.unsorted) ++start[sort_key(features) + 1];
     for (std::size_t n = 1; n < start.size(); ++n) start[n] += start[n - 1];
-    for (int i = 0; i < size; ++i) {
-        const Features& features = from[static_cast<std::size_t>(i)];
-        const auto to = static_cast<std::size_t>(start[features.pieces]++);
+    for (int i = 0; i < batch.size; ++i) {
+        const Features& features = batch.unsorted[static_cast<std::size_t>(i)];
+        const auto to = static_cast<std::size_t>(start[sort_key(features)]++);
         batch.position[to] = features;
         batch.source[to] = i;
     }
@@ -76,7 +81,7 @@ void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord
             features.target = training_target(record);
         }
     });
-    sort_by_pieces(batch.unsorted, batch, size);
+    sort_positions(batch);
     team.run(tiles, [&](int t, int) {
         Tile& tile = batch.tile[static_cast<std::size_t>(t)];
         tile.first = t * TILE_POSITIONS;

@@ -24,7 +24,7 @@ struct Tile {
 
 struct Batch {
     int size = 0;
-    std::vector<Features> position;    // by increasing number of pieces, for the same reason
+    std::vector<Features> position;    // by number of pieces and output row, for the same reason
     std::vector<std::int32_t> source;  // number of the record that position[i] comes from
     std::vector<Tile> tile;
     std::vector<Features> unsorted;  // scratch

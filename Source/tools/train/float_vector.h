@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #if defined(__AVX512F__)
@@ -20,6 +21,21 @@ inline FloatVector load_vector(const float* from) {
 }
 inline void store_vector(float* to, FloatVector x) {
     *reinterpret_cast<FloatVector*>(to) = x;
+}
+
+// The upper half of a float's bits: the sign, the whole exponent and 7 bits of fraction, rounded.
+using ShortFloat = std::uint16_t;
+
+using WordVector [[gnu::vector_size(FLOAT_LANES * sizeof(std::uint32_t))]] = std::uint32_t;
+using ShortVector [[gnu::vector_size(FLOAT_LANES * sizeof(ShortFloat)), gnu::may_alias]] = ShortFloat;
+
+inline FloatVector load_short(const ShortFloat* from) {
+    const auto words = __builtin_convertvector(*reinterpret_cast<const ShortVector*>(from), WordVector);
+    return reinterpret_cast<FloatVector>(words << 16);
+}
+inline void store_short(ShortFloat* to, FloatVector x) {
+    const auto words = (reinterpret_cast<WordVector>(x) + 0x8000u) >> 16;
+    *reinterpret_cast<ShortVector*>(to) = __builtin_convertvector(words, ShortVector);
 }
 
 inline float sum_lanes(FloatVector x) {

@@ -17,7 +17,6 @@
 namespace {
 
 constexpr std::size_t LEAST_HELD_OUT = 10000;
-constexpr std::size_t LEAST_TRAINING = 1;
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -46,10 +45,19 @@ std::string load_set(const TrainingPlan& plan, ThreadTeam& team, TrainingSet& se
     for (const std::string& path : plan.data) {
         if (std::string fault = read_records(path, plan.positions, records); !fault.empty()) return fault;
     }
-    set = make_training_set(std::move(records), plan.held_out, LEAST_HELD_OUT, team);
+    if (plan.held_out_data.empty()) {
+        set = make_training_set(std::move(records), plan.held_out, LEAST_HELD_OUT, team);
+    } else {
+        std::vector<TrainingRecord> others;
+        if (std::string fault = read_records(plan.held_out_data, SIZE_MAX, others); !fault.empty()) return fault;
+        set = make_training_set(std::move(records), 0, 0, team);
+        const TrainingSet held_out = make_training_set(std::move(others), 0, 0, team);
+        set.records.insert(set.records.end(), held_out.records.begin(), held_out.records.end());
+        set.rejected += held_out.rejected;
+    }
     print_format("%zu records to train on, %zu held out, %zu damaged", set.training, set.held_out().size(),
                  set.rejected);
-    return set.training < LEAST_TRAINING ? "no records to train on" : std::string();
+    return set.training == 0 ? "no records to train on" : std::string();
 }
 
 }  // namespace

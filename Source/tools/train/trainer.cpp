@@ -13,8 +13,9 @@ namespace {
 
 constexpr int CHUNK = 1024;  // positions whose outputs one job adds up
 
-void reserve(AlignedArray<float>& array, std::size_t size) {
-    if (array.size() < size) array = AlignedArray<float>(size);
+template <class T>
+void reserve(AlignedArray<T>& array, std::size_t size) {
+    if (array.size() < size) array = AlignedArray<T>(size);
 }
 
 std::size_t index(int block, int positions, std::size_t per_position) {
@@ -29,7 +30,7 @@ void run_forward(const Model& model, Workspace& work, bool keep_sums, ThreadTeam
     if (keep_sums) reserve(work.sums, index(blocks, size, SUMS_PER_POSITION));
     work.output.resize(static_cast<std::size_t>(size));
     team.run(blocks, [&](int b, int) {
-        float* const sums = keep_sums ? work.sums.data() + index(b, size, SUMS_PER_POSITION) : nullptr;
+        ShortFloat* const sums = keep_sums ? work.sums.data() + index(b, size, SUMS_PER_POSITION) : nullptr;
         forward_block(model, b, work.batch, sums, work.share.data() + index(b, size, 1));
     });
     team.run((size + CHUNK - 1) / CHUNK, [&](int chunk, int) {

@@ -3,6 +3,7 @@
 
 #include "tools/train/aligned_array.h"
 #include "tools/train/batch.h"
+#include "tools/train/float_vector.h"
 #include "tools/train/model.h"
 #include "tools/train/thread_team.h"
 
@@ -30,7 +31,7 @@ TrainingState make_training_state(int hidden);
 // Buffers that every step needs again.
 struct Workspace {
     Batch batch;
-    AlignedArray<float> sums;                   // first-layer sums of the batch, block after block
+    AlignedArray<ShortFloat> sums;              // first-layer sums of the batch, block after block
     AlignedArray<float> share;                  // each block's share of the outputs
     AlignedArray<float> slope;                  // derivative of the mean loss by each output
     std::vector<AlignedArray<float>> gradient;  // of one block, by thread

@@ -57,6 +57,8 @@ constexpr RecipeName NAMES[] = {
      [](TrainingPlan& plan, std::string_view value) { plan.shared_rows = is_on(value); }},
     {"held_out", "share of the records to judge by (0.02)",
      [](TrainingPlan& plan, std::string_view value) { plan.held_out = read_number(value, 0, 0.5); }},
+    {"held_out_data", "records to judge by instead, from other games: file or folder",
+     [](TrainingPlan& plan, std::string_view value) { plan.held_out_data = value; }},
     {"seed", "of the first values and the order of the records (1)",
      [](TrainingPlan& plan, std::string_view value) {
          plan.seed = static_cast<std::uint64_t>(read_integer(value, 0, INT64_MAX));
@@ -108,7 +110,7 @@ std::string recipe_usage() {
         "-train2 FILE N        go on from the checkpoint of an earlier run, to N epochs in all\n"
         "-lr X, -mbatch N, -threads N   learning rate, positions of a step, threads\n"
         "FILE is a file of training records (.bin), a folder of them, or a recipe: a text of lines \"name = value\".\n";
-    for (const RecipeName& known : NAMES) text += format_text("    %-12s%s\n", known.name, known.meaning);
+    for (const RecipeName& known : NAMES) text += format_text("    %-15s%s\n", known.name, known.meaning);
     return text;
 }
 

@@ -10,6 +10,7 @@
 
 struct TrainingPlan {
     std::vector<std::string> data;     // record files and folders of them
+    std::string held_out_data;         // file or folder to judge by, in place of a share of the data
     std::size_t positions = SIZE_MAX;  // records read at most
     std::string output = "trained.nn";
     std::string network = "embedded";  // what to begin with instead of random values, if asked for
