@@ -126,10 +126,14 @@ class Session:
         return rest, self.process.wait(timeout=timeout)
 
 
+def split_lines(output):
+    return output.decode("latin-1").replace("\r\n", "\n").split("\n")
+
+
 def run(*arguments, text="", folder=None):
     done = subprocess.run([PROGRAM, *arguments], input=text.encode(), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           cwd=folder, timeout=3 * TIMEOUT)
-    return done.stdout.decode("latin-1").split("\n"), done.stderr.decode("latin-1"), done.returncode
+    return split_lines(done.stdout), done.stderr.decode("latin-1"), done.returncode
 
 
 def count(lines, start):
@@ -349,7 +353,7 @@ def input_that_cannot_be_read_ends_the_program():
     if os.name != "posix":
         return
     done = subprocess.run(["sh", "-c", 'exec "$0" <&-', PROGRAM], stdout=subprocess.PIPE, timeout=TIMEOUT)
-    lines = done.stdout.decode().split("\n")
+    lines = split_lines(done.stdout)
     check(count(lines, "error reading input") == 1, f"{lines[-3:]}")
     check(done.returncode == 0, f"status {done.returncode}")
 
