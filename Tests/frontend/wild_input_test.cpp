@@ -1,0 +1,244 @@
+// Mutated commands, positions, configuration files and very long games: whatever arrives, the game on the board stays
+// consistent and a search answers with a legal move or none. TARN_FUZZ_TRIALS sets the number of trials.
+#include "engine_fixture.h"
+
+#include "frontend/config_file.h"
+#include "frontend/console.h"
+#include "frontend/input.h"
+#include "position/board.h"
+#include "search/parallel.h"
+
+#include <map>
+
+namespace {
+
+constexpr const char* WORDS[] = {"value",
+                                 "name",
+                                 "moves",
+                                 "fen",
+                                 "startpos",
+                                 "-1",
+                                 "0",
+                                 "nan",
+                                 "-inf",
+                                 "-2147483648",
+                                 "depth",
+                                 "nodes",
+                                 "ponder",
+                                 "infinite",
+                                 "e1g1",
+                                 "a7a8q",
+                                 "0000",
+                                 "@",
+                                 "\t",
+                                 "%s%n",
+                                 "=",
+                                 "\xFF",
+                                 "\r",
+                                 "KQkq",
+                                 "w",
+                                 "-",
+                                 "/",
+                                 "9",
+                                 "#",
+                                 "K",
+                                 "99999999999999999999",
+                                 "8/8/8/8/8/8/8/8",
+                                 "xxxxxxxxxxxxxxxxxxxx"};
+
+std::string mutated(std::string line, std::mt19937& random) {
+    for (unsigned count = random() % 4; count > 0; --count) {
+        const std::size_t at = random() % (line.size() + 1);
+        const std::size_t length = std::min<std::size_t>(random() % 12, line.size() - at);
+        switch (random() % 6) {
+            case 0: line.erase(at, length); break;
+            case 1: line.insert(at, line.substr(at, length)); break;
+            case 2: line.insert(at, std::string(" ") + WORDS[random() % std::size(WORDS)] + ' '); break;
+            case 3: line.insert(at, WORDS[random() % std::size(WORDS)]); break;
+            case 4: line.insert(at, 1, static_cast<char>(random())); break;
+            default:
+                if (at < line.size()) line[at] = "0123456789abcdefghKQRBNPkqrbnp/-w "[random() % 34];
+        }
+    }
+    return line;
+}
+
+std::vector<std::string> seeds(const char* bad_lines, std::initializer_list<const char*> commands) {
+    std::vector<std::string> lines(commands.begin(), commands.end());
+    for (const std::string& line : read_lines(data_file(std::string("badinput/") + bad_lines))) lines.push_back(line);
+    const std::string set_up = std::string(bad_lines) == "uci.txt" ? "position fen " : "fen ";
+    for (const char* file : {"badinput/fen.txt", "perft/standard.epd", "perft/chess960.epd"}) {
+        for (const std::string& line : read_lines(data_file(file))) {
+            lines.push_back(set_up + line.substr(0, line.find(" ;")));
+        }
+    }
+    return lines;
+}
+
+bool has_any(const std::string& line, std::initializer_list<const char*> words) {
+    return std::any_of(words.begin(), words.end(), [&](const char* word) { return line.find(word) != line.npos; });
+}
+
+}  // namespace
+
+class WildInput : public Engine {
+protected:
+    static int trials(int usual) {
+        const char* const asked = std::getenv("TARN_FUZZ_TRIALS");
+        return asked ? std::atoi(asked) : usual;
+    }
+
+    // Searches what was asked for, shallowly, and makes the engine idle again.
+    static void answer_request() {
+        if (search_control.think_flags) {
+            settings.depth_limit = std::min<std::int8_t>(settings.depth_limit, 2);
+            settings.multipv = std::min<std::uint8_t>(settings.multipv, 3);
+            settings.limit_strength = 0;
+            settings.threads = 1;
+            settings.noise = SILENT;
+            analysis_search();
+            Position& position = game_record->position;
+            const Move best = search_control.best_line[1];
+            EXPECT_TRUE(best == NULL_MOVE || (check_hash_move(position, best) == 0)) << best;
+        }
+        search_control.think_flags = 0;
+        search_control.stop = 0;
+        search_control.play_move = search_control.self_play = false;
+        settings.quit = 0;
+    }
+
+    // Mutates the lines, breaks each at its separators and handles what comes out.
+    template <class Handle>
+    void feed(const std::vector<std::string>& lines, int count, std::initializer_list<const char*> left_out,
+              Handle handle) {
+        std::mt19937 random(11);
+        for (int i = 0; i < count; ++i) {
+            const std::string text = mutated(lines[random() % lines.size()], random);
+            if (has_any(text, left_out)) continue;
+            LineBuffer buffer;
+            append_input(buffer, text.data(), text.size());
+            int too_long = 0;
+            printed([&] {
+                for (std::string line; take_line(buffer, true, line, too_long);) {
+                    handle(line);
+                    answer_request();
+                }
+            });
+            ASSERT_EQ(inconsistency(game_record->position), "") << text;
+            ASSERT_LE(game_record->game.game_ply, MAX_GAME_MOVES) << text;
+        }
+    }
+};
+
+TEST_F(WildInput, uci_lines) {
+    const std::vector<std::string> lines =
+        seeds("uci.txt", {"position startpos moves e2e4 e7e5 g1f3 b8c6", "go depth 2", "go nodes 100 wtime 1 winc 3",
+                          "go movetime 1", "go ponder", "go infinite", "setoption name MultiPV value 3", "uci",
+                          "setoption name Contempt value 20", "setoption name UCI_Elo value 1600", "ucinewgame",
+                          "setoption name OwnBook_File value book.bin", "setoption name UCI_Opponent value GM 2 c X",
+                          "setoption name UCI_Chess960 value true", "isready", "stop", "ponderhit", "debug on"});
+    // A network that is not there ends the program, as it should; the table's size is the machine's affair.
+    feed(lines, trials(1500), {"NN_File", "Hash"}, [](const std::string& line) {
+        settings.uci_mode = 1;
+        uci_command(line);
+    });
+}
+
+TEST_F(WildInput, console_lines) {
+    const std::vector<std::string> lines = seeds("console.txt", {"e2e4",
+                                                                 "Nf3",
+                                                                 "undo",
+                                                                 "]",
+                                                                 "[",
+                                                                 "jump 3",
+                                                                 "ev",
+                                                                 "ev2",
+                                                                 "sp",
+                                                                 "lmr",
+                                                                 "pv",
+                                                                 "swap",
+                                                                 "bd",
+                                                                 "reverse",
+                                                                 "go 2",
+                                                                 "mv",
+                                                                 "book",
+                                                                 "save",
+                                                                 "get x",
+                                                                 "move e4",
+                                                                 "O-O",
+                                                                 "set ss 0",
+                                                                 "set ss 1",
+                                                                 "set hash 2",
+                                                                 "set debug 1",
+                                                                 "set noise 0",
+                                                                 "set nodes 50",
+                                                                 "set level 40 5:00 1",
+                                                                 "set NMP_depth -7",
+                                                                 "set FP_depth 40",
+                                                                 "set SEP_depth -4",
+                                                                 "set LMP_depth 2000",
+                                                                 "set LMR_depth -30000",
+                                                                 "set contempt 32767",
+                                                                 "set Selectivity -100"});
+    write_file("test.epd", "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"x\";\n");
+    // The editor waits for standard input, and a deep count takes its time.
+    feed(lines, trials(1500), {"edit", "perft"}, [](const std::string& line) { console_command(line); });
+}
+
+TEST_F(WildInput, configuration_files) {
+    std::mt19937 random(3);
+    const std::string good =
+        "MultiPV = 3\nThreads=2 # two\r\nOwnBook =   true\nConfigFilePath = wild.cfg\nContempt = 4\n";
+    for (int i = 0; i < trials(200); ++i) {
+        std::string text;
+        for (int k = 0; k < 8; ++k) text += mutated(good, random);
+        if (has_any(text, {"NN_File", "Hash"})) continue;
+        write_file("wild.cfg", text);
+        std::strcpy(settings.config_file, "wild.cfg");
+        printed([] { load_config(); });
+        EXPECT_GE(settings.multipv, 1);
+        EXPECT_LE(settings.threads, 160);
+        EXPECT_LE(std::abs(settings.contempt), 150);
+    }
+}
+
+// A random game, mostly of moves that can be taken back, is sent as an interface sends it: all its moves anew with
+// every one made. The third occurrence of a position is counted here by its FEN.
+TEST_F(WildInput, two_thousand_plies_move_by_move) {
+    std::mt19937 random(19);
+    Board board;
+    std::map<std::string, int> seen;  // since the last capture or pawn move
+    ++seen[board.fen()];
+    std::string command = "position startpos moves";
+    int draws = 0;
+    for (int ply = 1; ply <= 2000; ++ply) {
+        Position& position = board.position;
+        std::vector<Move> moves = board.legal();
+        std::shuffle(moves.begin(), moves.end(), random);
+        const auto is_chosen = [&](Move move) {
+            const bool reversible = !position.board[move_to(move)] && type_of(position.board[move_from(move)]) != PAWN;
+            make_move(position, move);
+            const bool goes_on = !board.legal().empty();
+            unmake_move(position);
+            return goes_on && reversible != (ply % 150 == 0);
+        };
+        const auto chosen = std::find_if(moves.begin(), moves.end(), is_chosen);
+        ASSERT_TRUE(chosen != moves.end() || !moves.empty()) << "the game has ended at " << ply;
+        const Move move = chosen != moves.end() ? *chosen : moves.front();
+        command += ' ' + move_to_text(position, position.side, move);
+        make_move(position, move);
+        const int rule50 = position.rule50;
+        set_position(position, board.fen(true));  // the reference keeps no history
+        if (rule50 == 0) seen.clear();
+        const int occurrences = ++seen[board.fen()];
+
+        uci_command(command);
+        ASSERT_EQ(fen(), board.fen()) << ply;
+        ASSERT_EQ(game_record->position.rule50, rule50) << ply;
+        const bool draw = rule50 >= 100 ? !board.legal().empty() : occurrences >= 3;
+        ASSERT_EQ(is_draw(game_record->position, 0), draw) << ply;
+        draws += draw;
+    }
+    EXPECT_GT(draws, 100);
+    EXPECT_LE(game_record->game.game_ply, MAX_GAME_MOVES);
+}
