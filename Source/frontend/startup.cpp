@@ -23,10 +23,10 @@
 #include "syzygy/tbprobe.h"
 #include "tools/bench.h"
 #include "tools/epd_analysis.h"
+#include "tools/pgn.h"
 #include "tools/prune_network.h"
 #include "tools/train/train.h"
 #include "tools/training_data.h"
-#include "tools/pgn.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -132,44 +132,34 @@ int make_book(const CommandLine&) {
 
 struct RunModeEntry {
     RunMode mode;
-    const char* tool;
-    int (*run)(const CommandLine& command_line);  // returns the exit status; nullptr: not in this build
+    int (*run)(const CommandLine& command_line);  // returns the exit status
 };
 
 constexpr RunModeEntry RUN_MODES[] = {
-    {RunMode::PLAY, "engine", play},
-    {RunMode::EPD_ANALYSIS, "EPD analysis",
+    {RunMode::PLAY, play},
+    {RunMode::EPD_ANALYSIS,
      [](const CommandLine&) { return analyse_epd(settings.input_file, Candidates::IGNORED, poll_input); }},
-    {RunMode::PGN_SCAN, "PGN scan", nullptr},
-    {RunMode::BENCH, "benchmark",
+    {RunMode::PGN_SCAN, scan_games},
+    {RunMode::BENCH,
      [](const CommandLine& line) {
          run_bench(line.bench_on_calling_thread ? nullptr : poll_input);
          return 0;
      }},
-    {RunMode::BOOK_BUILD, "book builder", nullptr},
-    {RunMode::BOOK_BUILD2, "repeated EPD analysis",
-     [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},
-    {RunMode::EPD_ANALYSIS, "EPD analysis", nullptr},
-    {RunMode::PGN_SCAN, "PGN scan", scan_games},
-    {RunMode::BENCH, "benchmark", nullptr},
-    {RunMode::BOOK_BUILD, "book builder", make_book},
-    {RunMode::BOOK_BUILD2, "repeated EPD analysis", nullptr},
-    {RunMode::MAKE_CONFIG, "configuration check", make_config},
-    {RunMode::MAKE_TRAIN_DATA, "training data maker",
+    {RunMode::BOOK_BUILD, make_book},
+    {RunMode::BOOK_BUILD2, [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},
+    {RunMode::MAKE_CONFIG, make_config},
+    {RunMode::MAKE_TRAIN_DATA,
      [](const CommandLine&) { return make_train_data(settings.input_file, settings.output_file); }},
-    {RunMode::GEN_TRAIN_DATA, "training data splitter",
-     [](const CommandLine& line) { return gen_train_data(line.training_file); }},
-    {RunMode::EPD_TO_BIN, "EPD packer", [](const CommandLine&) { return epd_to_bin(settings.input_file); }},
-    {RunMode::BIN_TO_EPD, "EPD unpacker", [](const CommandLine& line) { return bin_to_epd(line.training_file); }},
-    {RunMode::PRUNE_NET, "network pruner", [](const CommandLine& line) { return prune_network(line.training_file); }},
+    {RunMode::GEN_TRAIN_DATA, [](const CommandLine& line) { return gen_train_data(line.training_file); }},
+    {RunMode::EPD_TO_BIN, [](const CommandLine&) { return epd_to_bin(settings.input_file); }},
+    {RunMode::BIN_TO_EPD, [](const CommandLine& line) { return bin_to_epd(line.training_file); }},
+    {RunMode::PRUNE_NET, [](const CommandLine& line) { return prune_network(line.training_file); }},
 };
 
 int run_mode(const CommandLine& command_line) {
     if (command_line.mode != RunMode::PLAY) ignore_end_of_input();
     for (const RunModeEntry& entry : RUN_MODES) {
-        if (entry.mode != command_line.mode) continue;
-        if (entry.run) return entry.run(command_line);
-        std::fprintf(stderr, "this build has no %s\n", entry.tool);
+        if (entry.mode == command_line.mode) return entry.run(command_line);
     }
     return 1;
 }
