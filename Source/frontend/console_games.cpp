@@ -2,6 +2,8 @@
 #include "frontend/console_line.h"
 #include "frontend/game_stack.h"
 #include "frontend/output.h"
+#include "position/make_move.h"
+#include "position/movegen.h"
 #include "position/notation.h"
 #include "search/search_thread.h"
 #include "tools/pgn.h"
@@ -53,6 +55,22 @@ void load_game(const std::string& file, const std::string& tag_text) {
     print_raw("read %d games\n\n", game.game_count);
 }
 
+bool has_legal_move() {
+    for (const MoveEntry* entry = gen_all(board()); entry->move != END_OF_LIST; ++entry) {
+        if (is_legal(board(), board().side, entry->move)) return true;
+    }
+    return false;
+}
+
+// How the game on the board stands. Other programs take a game without this for a broken one.
+const char* termination_marker() {
+    if (!is_playable(board())) return "*";
+    if (has_legal_move()) return is_draw(board(), 0) ? "1/2-1/2" : "*";
+    const int c = board().side;
+    if (!is_attacked(board(), board().king_square[c], c ^ 1)) return "1/2-1/2";
+    return c == WHITE ? "0-1" : "1-0";
+}
+
 std::string game_text() {
     std::string text = "[Event \"Unknown\"]\n";
     const int count = game_record->game.game_ply;
@@ -67,7 +85,7 @@ std::string game_text() {
         make_game_move(redo_move());
         if (game_record->game.game_ply % MOVES_PER_SAVED_LINE == 0) text += '\n';
     }
-    return text + "\n\n";
+    return text + termination_marker() + "\n\n";
 }
 
 }  // namespace

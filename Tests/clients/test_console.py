@@ -479,7 +479,7 @@ def main():
             print(f"{play(terminal)} lines as expected")
             with open(os.path.join(folder, "tmp.pgn"), encoding="ascii") as saved:
                 text = saved.read()
-            if text != '[Event "Unknown"]\ne4 e5 Nf3 Nc6 \n\n':
+            if text != '[Event "Unknown"]\ne4 e5 Nf3 Nc6 *\n\n':
                 raise Failure(f"saved game: {text!r}")
             return 0
         except Failure as failure:

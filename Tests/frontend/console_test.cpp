@@ -218,9 +218,31 @@ TEST_F(Console, save_writes_the_game_as_other_programs_read_it) {
     run("Nge2");
     run("save");
     EXPECT_EQ(read_lines("tmp.pgn"),
-              (std::vector<std::string>{"[Event \"Unknown\"]", "e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 O-O Be7 Re1 ", "", "",
+              (std::vector<std::string>{"[Event \"Unknown\"]", "e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 O-O Be7 Re1 ", "*", "",
                                         "[Event \"Unknown\"]", "[SetUp \"1\"]",
-                                        "[FEN \"4k3/8/8/8/1b6/2N5/8/4K1N1 w - - 12 1\"]", "Ne2 ", ""}));
+                                        "[FEN \"4k3/8/8/8/1b6/2N5/8/4K1N1 w - - 12 1\"]", "Ne2 *", ""}));
+}
+
+TEST_F(Console, saved_games_end_with_how_they_stand) {
+    const struct {
+        const char* fen;
+        const char* move;
+        const char* line;
+    } cases[] = {
+        {"7k/5Q2/5K2/8/8/8/8/8 w - -", "Qg7", "Qg7+ 1-0"},
+        {"8/8/8/8/8/5k2/5q2/7K b - -", "Qg2", "Qg2+ 0-1"},
+        {"7k/8/5KQ1/8/8/8/8/8 w - -", "Kf7", "Kf7 1/2-1/2"},
+        {"6k1/8/8/8/8/4K3/8/R7 w - - 99 80", "Kf3", "Kf3 1/2-1/2"},
+        {"6k1/8/8/8/8/4K3/8/R7 w - - 98 80", "Kf3", "Kf3 *"},
+        {"8/8/8/8/8/8/8/8 w - -", "", "*"},
+    };
+    for (const auto& c : cases) {
+        std::filesystem::remove("tmp.pgn");
+        run((std::string("fen ") + c.fen).c_str());
+        if (*c.move) run(c.move);
+        run("save");
+        EXPECT_EQ(read_lines("tmp.pgn")[3], c.line) << c.fen;
+    }
 }
 
 TEST_F(Console, load_plays_the_first_game_with_the_tag) {
