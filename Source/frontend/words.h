@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -38,6 +37,6 @@ inline double read_number(std::string_view text, double low, double high) {
 // Copies as much of the text as fits before the terminator, and at most `limit` characters.
 inline void copy_text(std::span<char> field, std::string_view text, std::size_t limit = SIZE_MAX) {
     const std::size_t size = std::min({text.size(), field.size() - 1, limit});
-    std::memcpy(field.data(), text.data(), size);
+    std::copy_n(text.data(), size, field.data());  // an empty view may point nowhere
     field[size] = '\0';
 }

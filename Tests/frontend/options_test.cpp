@@ -79,6 +79,7 @@ TEST_F(Options, setoption_finds_name_and_value) {
         {"setoption name OwnBook_File value C:\\my books\\a value.bin",
          "info string OwnBook_File set to 'C:\\my books\\a value.bin'\n"},
         {"setoption name OwnBook_File value", "info string OwnBook_File set to ''\n"},
+        {"setoption name OwnBook_File", "info string OwnBook_File set to ''\n"},
         {"setoption name UCI_Elo value 2000 value 3", "info string UCI_Elo set to 2000\n"},
         {"setoption", ""},
         {"setoption name", ""},
