@@ -202,7 +202,13 @@ void update_clock() {
     search_control.target_time = std::min(share * remaining + bonus, most);
 
     const SearchThread* const main_thread = search_threads[0];
-    if (!main_thread || !clocked_search_running() || depth < 2) return;
+    if (!main_thread || !clocked_search_running()) return;
+    if (depth < 2) {
+        // The first iteration is finished whatever the target, but not past the fall of the flag: captures without
+        // end can make it take seconds.
+        if (elapsed >= most) search_control.stop = 1;
+        return;
+    }
     share += unsettled_share(*main_thread, depth);
     float target = std::clamp(share * remaining + bonus - overhead, MIN_TARGET, most);
     if (search_control.root_tb_result != -1) target /= 2;

@@ -169,6 +169,19 @@ TEST_F(Search, time_is_kept_without_the_input_loop) {
     EXPECT_EQ(search_control.completed_depth, 7);
 }
 
+// All pawns face each other: the first iteration alone is three million nodes of captures.
+TEST_F(Search, first_iteration_does_not_outlast_the_clock) {
+    settings.level_moves = 0;
+    settings.depth_limit = 80;
+    settings.calibration_nps = 100000;
+    set_game("rnbqkb1r/5p2/5n2/ppppp1pp/PPPPP1PP/5N2/5P2/RNBQKB1R w KQkq -");
+    search_control.clock[WHITE] = 0.15f;
+    start_search(THINK_CLOCK, false, nullptr);
+    search_control.think_flags.store(0);
+    EXPECT_EQ(search_control.completed_depth, 0);
+    EXPECT_TRUE(is_legal(game_record->position, WHITE, search_control.best_line[1]));
+}
+
 TEST_F(Search, score_texts) {
     struct Case {
         int score;
@@ -192,7 +205,8 @@ TEST_F(Search, four_threads_stop_and_ponderhit) {
                 std::uint16_t pondering = THINK_PONDER;
                 search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
             }
-            if (polls == 120) {
+            // A processor shared with others may reach the secondary threads late.
+            if (polls >= 120 && (search_threads[1]->result_depth > 1 || polls >= 2000)) {
                 search_control.think_flags.fetch_or(THINK_STOPPED);
                 search_control.stop = 1;
             }
@@ -200,7 +214,7 @@ TEST_F(Search, four_threads_stop_and_ponderhit) {
         };
         const double start = monotonic_seconds();
         start_search(ponder ? THINK_PONDER : THINK_CLOCK, true, poll);
-        EXPECT_LT(monotonic_seconds() - start, 5.0);
+        EXPECT_LT(monotonic_seconds() - start, 9.0);
         search_control.think_flags.store(0);
         Move move = search_control.best_line[1];
         EXPECT_TRUE(is_legal(game_record->position, BLACK, move));
