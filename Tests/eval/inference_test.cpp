@@ -367,25 +367,26 @@ TEST_F(Inference, activation_output_row_rounding_and_clamp) {
     }
 }
 
-// Scores of the embedded network from the values that it was made of; 1 of x in the two units of square values is
-// 5243 / 10485.76 = 0.50001 centipawns, and the right to move adds 14 in the middle game and 8 in the end game.
-TEST_F(Inference, embedded_network_says_what_it_was_made_to_say) {
+// What any network worth embedding knows: about even at the start, the worth of what is missing, in its order.
+TEST_F(Inference, embedded_network_knows_what_pieces_are_worth) {
     const struct {
-        const char* fen;
-        int score;
+        const char* what;
+        const char* fen;  // White to move
+        int least, most;
     } cases[] = {
-        {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -", 14},
-        {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq -", 14},
-        // Queen on d1: 985 - 4 + 1.5 * 3 = 985.5 (x = 1971), middle game alone: 1971 * 0.50001 = 985.5; + 14.
-        {"rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -", 1000},
-        {"rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq -", -972},
-        {"4k3/8/8/8/8/8/8/4K3 w - -", 8},
-        // King on e4: -24 + 9 * 6 = 30; on e8 (its back rank) -24 + 9 * 3 = 3. 27 + 8, and -27 + 8.
-        {"4k3/8/8/8/4K3/8/8/8 w - -", 35},
-        {"4k3/8/8/8/4K3/8/8/8 b - -", -19},
-        // Rook on h1 against none: 525, on an open file 6 + 6; + 8.
-        {"4k3/8/8/8/8/8/8/4K2R w - -", 545},
+        {"start", START_FEN, -60, 120},
+        {"a pawn up", "rnbqkbnr/ppp1pppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -", 20, 320},
+        {"a knight up", "r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -", 200, 700},
+        {"a rook up", "rnbqkbn1/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQq -", 350, 1000},
+        {"a queen up", "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -", 650, 2500},
+        {"a knight down", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/R1BQKBNR w KQkq -", -700, -200},
+        {"a queen down", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNB1KBNR w KQkq -", -2500, -650},
+        {"rook ending, two pawns up", "8/5pk1/6p1/7p/7P/r4PP1/1R1P2KP/8 w - -", 50, 600},
     };
     load("embedded");
-    for (const auto& c : cases) EXPECT_EQ(network_score(c.fen), c.score) << c.fen;
+    ASSERT_TRUE(network.complete);
+    for (const auto& c : cases) {
+        const int score = network_score(c.fen);
+        EXPECT_TRUE(c.least <= score && score <= c.most) << c.what << ": " << score;
+    }
 }
