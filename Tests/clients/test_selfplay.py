@@ -378,7 +378,7 @@ def packed(king, pawn, turn, result):
 
 
 def merging_keeps_every_position_once(folder):
-    squares = [(king, pawn) for king in range(8) for pawn in range(8, 52)]  # a7 .. d7 shield no one, e-h7 left out
+    squares = [(king, pawn) for king in range(8) for pawn in range(8, 52)]  # a2 .. d7: no pawn attacks h8
     records = [packed(king, pawn, turn, 7) for king, pawn in squares for turn in (0, 1)]
     damaged = [bytes(32) + bytes([0, 64]) + bytes(6),  # no kings
                packed(0, 8, 0, 7)[:33] + bytes([65]) + bytes(6),  # no such square
@@ -408,7 +408,7 @@ def holdout_takes_whole_stretches(folder):
     # 60,000 different positions: two kings and two white pawns, numbered by their place in the file.
     numbers = {}
     shuffler = random.Random(5)
-    places = [(k, p, q) for k in range(8) for p in range(8, 48) for q in range(p + 1, 48) if p // 8 < 6] * 1
+    places = [(k, p, q) for k in range(8) for p in range(8, 48) for q in range(p + 1, 48)]
     positions = [(k, p, q, t, b) for k, p, q in places for t in (0, 1) for b in (56, 58, 60, 62)][:60000]
     shuffler.shuffle(positions)
     data = bytearray()
