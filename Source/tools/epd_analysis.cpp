@@ -237,11 +237,12 @@ void analyse_lines(AnalysisFiles& files, Candidates candidates, Totals& totals, 
 
 void print_totals(const Totals& totals) {
     const double positions = std::max(totals.positions, 1);
+    const std::uint64_t whole_nodes = totals.nodes / static_cast<std::uint64_t>(std::max(totals.positions, 1));
     print_format("%d / %d correct best moves", totals.correct, totals.positions);
     print_format("total nodes= %0.0f", static_cast<double>(totals.nodes));
     print_format("total time= %0.2f seconds", totals.seconds);
     print_format("avg depth= %0.1f", static_cast<double>(totals.depth) / positions);
-    print_format("avg nodes= %0.1f", static_cast<double>(totals.nodes / static_cast<std::uint64_t>(positions)));
+    print_format("avg nodes= %0.1f", static_cast<double>(whole_nodes));
     print_format("node_rate= %0.0f", static_cast<double>(totals.nodes) / (0.001 + totals.seconds));
     print_format("avg bf= %0.2f", totals.branching / positions);
     print_format("score= %lld / %lld", static_cast<long long>(totals.points), static_cast<long long>(totals.possible));

@@ -8,11 +8,21 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
 
-bool do_not_poll() { return false; }
+using PollResult = std::invoke_result_t<InputPoller>;
+
+PollResult do_not_poll() {
+    return PollResult();
+}
+
+PollResult poll_a_quit() {
+    settings.quit = 1;
+    return PollResult();
+}
 
 class Bench : public EngineTest {
 protected:
@@ -92,11 +102,7 @@ TEST_F(Bench, depth_is_17_unless_a_smaller_one_is_wanted) {
 
 TEST_F(Bench, quit_ends_it_after_whole_positions) {
     settings.depth_limit = 30;
-    const auto quit = [] {
-        settings.quit = 1;
-        return false;
-    };
-    const std::vector<std::string> lines = lines_of_run(quit);
+    const std::vector<std::string> lines = lines_of_run(poll_a_quit);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(total_nodes(lines), 0u);
     EXPECT_NE(lines[1].find("nodes= 0, nps= 0"), std::string::npos) << lines[1];

@@ -10,11 +10,21 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
 
-bool do_not_poll() { return false; }
+using PollResult = std::invoke_result_t<InputPoller>;
+
+PollResult do_not_poll() {
+    return PollResult();
+}
+
+PollResult poll_a_quit() {
+    settings.quit = 1;
+    return PollResult();
+}
 
 // Positions whose best move is beyond doubt at any depth.
 constexpr const char* MATE_IN_ONE = "6k1/5ppp/8/8/8/8/8/R3K3 w Q -";          // Ra8 mates
@@ -278,10 +288,7 @@ TEST_F(EpdAnalysis, quit_ends_the_run_with_its_totals) {
     settings.level_time = 30;
     std::string text;
     for (int i = 0; i < 5; ++i) text += std::string(START_FEN) + "\n";
-    const Run run = analyse(write("in.epd", text), Candidates::IGNORED, [] {
-        settings.quit = 1;
-        return false;
-    });
+    const Run run = analyse(write("in.epd", text), Candidates::IGNORED, poll_a_quit);
     EXPECT_EQ(run.status, 0);
     ASSERT_GE(run.printed.size(), 2u);
     EXPECT_EQ(run.printed[1], "0 / 1 correct best moves");
