@@ -145,6 +145,36 @@ TEST_F(NetworkLoading, broken_files_leave_no_network) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
+// Cut anywhere there is no network; with a random header only if the file holds all values of its shape, and then
+// scores keep to their range.
+TEST_F(NetworkLoading, cut_files_and_odd_headers) {
+    NetworkFile file;
+    file.fill_wild(3);
+    const std::string bytes = file.bytes();
+    std::mt19937 random(23);
+    for (int trial = 0; trial < 60; ++trial) {
+        const std::size_t length = trial < 30 ? static_cast<std::size_t>(trial) : random() % bytes.size();
+        EXPECT_EQ(load(write(bytes.substr(0, length))), "") << length;
+        EXPECT_FALSE(network.complete) << length;
+    }
+    int complete = 0;
+    for (int trial = 0; trial < 300; ++trial) {
+        std::string odd = bytes;
+        for (unsigned fields = 1 + random() % 3; fields > 0; --fields) {
+            constexpr std::int16_t values[] = {0, 1, -1, 2, 8, 16, 24, 757, 767, 768, 1536, 8192, 32767, -32768};
+            const std::int16_t value = values[random() % std::size(values)];
+            std::memcpy(odd.data() + 2 * (random() % 12), &value, sizeof value);
+        }
+        load(write(odd));
+        if (!network.complete) continue;
+        ++complete;
+        EXPECT_LE(24 + 2 * static_cast<std::size_t>(network.value_count), odd.size());
+        for (const char* fen : {START_FEN, "8/8/4k3/8/8/3K4/8/R7 b - -"}) EXPECT_LE(std::abs(network_score(fen)), 2500);
+    }
+    EXPECT_GT(complete, 100);
+    EXPECT_LT(complete, 300);
+}
+
 // Only the whole word selects the embedded network. A file that cannot be opened ends the program with status 0.
 TEST_F(NetworkLoading, unknown_names_end_the_program) {
     testing::GTEST_FLAG(death_test_style) = "threadsafe";
