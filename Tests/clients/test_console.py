@@ -297,7 +297,7 @@ Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K
 white
 
 > pv
-PV: Qg7+ 
+PV: Qg7+
 
 7k/6Q1/p4K2/8/8/8/8/8 b - - 1 2
 ...

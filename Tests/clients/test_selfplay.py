@@ -218,6 +218,25 @@ def games_are_chess_and_records_their_positions(folder):
     check("40 games and %d positions" % len(records) in process.stdout, process.stdout)
 
 
+def deviations_leave_the_game_and_settle(folder):
+    run("--output", folder / "d", "--games", 6, "--nodes", 60, "--seed", 5, "--format", "bin,pgn", "--deviations", 2,
+        "--deviation-nodes", 60, "--labels", "score")
+    games, records = read_games(folder / "d.pgn"), read_records(folder / "d.bin")
+    for game in games:
+        check_end(game)
+    played = {(ply.board.board_fen(), ply.board.turn) for game in games for ply in game.plies}
+    off = [record for record in records if (record.placement, record.turn) not in played]
+    check(len(off) > 300, f"{len(off)} of {len(records)} positions off the games")
+    check(len(off) < len(records), "no position of the games")
+    check(all(record.result == record.sc for record in records), "a label that is not the search score")
+    for record in off:
+        board = chess.Board(f"{record.placement} {'wb'[not record.turn]} - - 0 1")
+        check(board.status() == chess.STATUS_VALID and not board.is_check(), f"{board.fen()} is in check or impossible")
+    # Random moves hang pieces; what settles is often far from level, unlike the games themselves.
+    far = sum(abs(record.sc) >= 200 for record in off)
+    check(far >= 0.3 * len(off), f"only {far} of {len(off)} far from level")
+
+
 def clear_results_are_adjudicated(folder):
     run("--output", folder / "a", "--games", 24, "--nodes", 100, "--seed", 12, "--format", "pgn",
         "--adjudicate-share", 100)
@@ -432,7 +451,8 @@ def holdout_takes_whole_stretches(folder):
     check(borders <= 16, f"the hold-out has {borders} gaps")
 
 
-TESTS = [games_are_chess_and_records_their_positions, clear_results_are_adjudicated, tables_settle_results,
+TESTS = [games_are_chess_and_records_their_positions, deviations_leave_the_game_and_settle,
+         clear_results_are_adjudicated, tables_settle_results,
          continued_run_appends_new_games, interrupt_leaves_whole_games, processes_share_the_games,
          bad_values_are_refused, merging_keeps_every_position_once, holdout_takes_whole_stretches]
 

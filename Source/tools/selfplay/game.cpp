@@ -4,10 +4,11 @@
 #include "frontend/game_stack.h"
 #include "frontend/settings.h"
 #include "search/hash_table.h"
-#include "search/parallel.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
 #include "syzygy/tbprobe.h"
+#include "tools/selfplay/deviation.h"
+#include "tools/selfplay/judged_search.h"
 #include "tools/selfplay/referee.h"
 
 #include <cstdlib>
@@ -24,44 +25,7 @@ constexpr int MAX_START_ATTEMPTS = 20000;
 constexpr int NEW_START_ATTEMPTS = 100;
 constexpr std::uint64_t START_MARK = 0xB5297A4D3C6E1F80ULL;  // tells starts from kept positions in the set of both
 
-// A position is quiet when captures and checks change its static evaluation by no more than this.
-constexpr int QUIET_MARGIN = 75;
-
 constexpr float NO_TIME_LIMIT = 1e9f;  // seconds
-
-struct SearchResult {
-    Move move;
-    int score;
-    int depth;
-    bool exact;  // false: the score is only a bound, since the search ended while its window was too low
-};
-
-SearchResult search_position(Statistics& statistics) {
-    analysis_search();
-    search_control.think_flags.store(0);
-    const SearchThread& thread = *search_threads[0];
-    statistics.searches += 1;
-    statistics.nodes += thread.nodes;
-    statistics.depths += static_cast<std::uint64_t>(search_control.result_depth);
-    return {search_control.best_line[1], search_control.score, search_control.result_depth,
-            thread.root_state == ROOT_INSIDE};
-}
-
-bool takes_or_promotes(const Position& position, Move move) {
-    const int from = move_from(move);
-    const int type = type_of(position.board[from]);
-    if (type == KING && (move & MOVE_FLAGS)) return false;  // castling
-    if (position.board[move_to(move)] || (move & MOVE_FLAGS)) return true;
-    return type == PAWN && file_of(from) != file_of(move_to(move));
-}
-
-// Called right after the search of the position.
-bool worth_keeping(const Position& position, const SearchResult& result) {
-    if (!result.exact || std::abs(result.score) >= MAX_RECORD_SCORE) return false;
-    if (is_attacked(position, position.king_square[position.side], position.side ^ 1)) return false;
-    if (takes_or_promotes(position, result.move)) return false;
-    return std::abs(search_control.root_qscore - search_threads[0]->root_eval) <= QUIET_MARGIN;
-}
 
 // The label of a finished game for one record.
 void set_result(TrainingRecord& record, int white_result) {
@@ -70,10 +34,17 @@ void set_result(TrainingRecord& record, int white_result) {
     record.result = static_cast<std::int16_t>(result_to_score((result + 1) / 2.0));
 }
 
-void finish_game(Game& game, Verdict verdict) {
+void finish_game(const SelfplayOptions& options, Game& game, Verdict verdict) {
     game.result = verdict.result;
     game.ending = verdict.ending;
-    for (TrainingRecord& record : game.records) set_result(record, verdict.result);
+    for (TrainingRecord& record : game.records) {
+        if (options.score_labels) {
+            record.result = record.sc;
+        } else {
+            set_result(record, verdict.result);
+        }
+    }
+    game.records.insert(game.records.end(), game.deviations.begin(), game.deviations.end());
 }
 
 // What a game's searches find depends on the game alone, not on the games before it.
@@ -123,6 +94,7 @@ GameOutcome play_game(const GameMaker& maker, Random random, Game& game) {
     game.start_fen = start.fen;
     game.moves.clear();
     game.records.clear();
+    game.deviations.clear();
     for (const Move move : start.moves) game.moves.push_back({.move = move});
 
     const bool adjudicate = random_percent(random, maker.options.adjudicate_share);
@@ -130,7 +102,7 @@ GameOutcome play_game(const GameMaker& maker, Random random, Game& game) {
     for (SearchResult result = first;;) {
         if (const auto verdict = judge.judge(position.side, result.score, static_cast<int>(game.moves.size()),
                                              popcount(occupancy(position)))) {
-            finish_game(game, *verdict);
+            finish_game(maker.options, game, *verdict);
             return GameOutcome::FINISHED;
         }
         if (worth_keeping(position, result)) {
@@ -140,13 +112,15 @@ GameOutcome play_game(const GameMaker& maker, Random random, Game& game) {
                 maker.statistics.duplicates += 1;
             }
         }
+        const float seconds = search_control.elapsed;
+        add_deviations(maker, random, game.deviations);
         game.moves.push_back({.move = result.move,
                               .score = static_cast<std::int16_t>(result.score),
                               .depth = static_cast<std::int8_t>(result.depth),
-                              .seconds = search_control.elapsed});
+                              .seconds = seconds});
         make_game_move(result.move);
         if (const auto verdict = judge_position(position, static_cast<int>(game.moves.size()), tables)) {
-            finish_game(game, *verdict);
+            finish_game(maker.options, game, *verdict);
             return GameOutcome::FINISHED;
         }
         if (maker.stop()) return GameOutcome::STOPPED;

@@ -22,8 +22,9 @@ struct PlayedMove {
 struct Game {
     std::string start_fen;  // empty: the standard position
     std::vector<PlayedMove> moves;
-    std::vector<TrainingRecord> records;  // results filled in
-    int result = 0;                       // +1 White won, -1 Black won
+    std::vector<TrainingRecord> records;     // results filled in; the deviations stand behind the game's own positions
+    std::vector<TrainingRecord> deviations;  // while the game is played
+    int result = 0;                          // +1 White won, -1 Black won
     Ending ending = TOO_LONG;
 };
 

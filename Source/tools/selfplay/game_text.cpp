@@ -89,6 +89,10 @@ private:
     std::size_t column_ = 0;
 };
 
+bool is_game_result(int label) {
+    return label == 0 || label == result_to_score(1.0) || label == result_to_score(0.0);
+}
+
 }  // namespace
 
 std::string game_as_epd(const Game& game) {
@@ -96,9 +100,12 @@ std::string game_as_epd(const Game& game) {
     std::string text;
     for (const TrainingRecord& record : game.records) {
         if (!record_to_position(record, position)) continue;
-        const int side = record.side_castling >> 4;
-        const double result = (1 + (side == WHITE ? game.result : -game.result)) / 2.0;
-        text += position_to_fen(position, false) + format_text(" ce %d; gr %0.1f;\n", record.sc, result);
+        text += position_to_fen(position, false) + format_text(" ce %d;", record.sc);
+        // A label that is no game's result is the score, which the packer of training data takes where "gr" is absent.
+        if (is_game_result(record.result)) {
+            text += format_text(" gr %0.1f;", static_cast<double>(win_probability(record.result)));
+        }
+        text += '\n';
     }
     return text;
 }

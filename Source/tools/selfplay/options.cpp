@@ -21,6 +21,9 @@ Started again with the same prefix, it appends new games.
   --processes N          players, one for each core (1..256, default 1)
   --nodes N              nodes searched for each move (10..100000000, default 1000)
   --seed N               the same seed gives the same games (default: from the clock)
+  --deviations N         at each move, N tries for a position a few random moves off the game (0..16, default 0)
+  --deviation-nodes N    nodes searched for each of these (10..100000000, default 150)
+  --labels WHAT          result: of the game (default); score: the search score in its place
   --format LIST          of bin, epd, pgn, separated by commas (default bin)
 Starts.
   --random-plies A-B     random moves from the start position (0..40, default 8-10)
@@ -113,6 +116,12 @@ bool set_formats(std::string_view option, std::string_view text, SelfplayOptions
     }
 }
 
+bool set_labels(std::string_view option, std::string_view text, SelfplayOptions& options) {
+    if (text != "result" && text != "score") return complain(option, "needs result or score", text);
+    options.score_labels = text == "score";
+    return true;
+}
+
 bool set_adjudication(std::string_view option, std::string_view text, SelfplayOptions& options) {
     if (text != "all" && text != "wins" && text != "draws" && text != "none") {
         return complain(option, "needs all, wins, draws or none", text);
@@ -139,6 +148,10 @@ constexpr Option OPTIONS[] = {
     {"--processes", true, [](Text o, Text v, Options& s) { return set_number(o, v, 1, 256, s.processes); }},
     {"--nodes", true, [](Text o, Text v, Options& s) { return set_number(o, v, 10, 100'000'000, s.nodes); }},
     {"--seed", true, [](Text o, Text v, Options& s) { return set_number(o, v, 0, UINT64_MAX, s.seed); }},
+    {"--deviations", true, [](Text o, Text v, Options& s) { return set_number(o, v, 0, 16, s.deviations); }},
+    {"--deviation-nodes", true,
+     [](Text o, Text v, Options& s) { return set_number(o, v, 10, 100'000'000, s.deviation_nodes); }},
+    {"--labels", true, [](Text o, Text v, Options& s) { return set_labels(o, v, s); }},
     {"--format", true, [](Text o, Text v, Options& s) { return set_formats(o, v, s); }},
     {"--random-plies", true,
      [](Text o, Text v, Options& s) { return set_range(o, v, s.random_plies_low, s.random_plies_high); }},

@@ -1,0 +1,42 @@
+// Searching a position and judging its quietness.
+#include "tools/selfplay/judged_search.h"
+
+#include "search/parallel.h"
+#include "search/search_control.h"
+#include "search/search_thread.h"
+#include "tools/training_record.h"
+
+#include <cstdlib>
+
+namespace {
+
+// A position is quiet when captures and checks change its static evaluation by no more than this.
+constexpr int QUIET_MARGIN = 75;
+
+bool takes_or_promotes(const Position& position, Move move) {
+    const int from = move_from(move);
+    const int type = type_of(position.board[from]);
+    if (type == KING && (move & MOVE_FLAGS)) return false;  // castling
+    if (position.board[move_to(move)] || (move & MOVE_FLAGS)) return true;
+    return type == PAWN && file_of(from) != file_of(move_to(move));
+}
+
+}  // namespace
+
+SearchResult search_position(Statistics& statistics) {
+    analysis_search();
+    search_control.think_flags.store(0);
+    const SearchThread& thread = *search_threads[0];
+    statistics.searches += 1;
+    statistics.nodes += thread.nodes;
+    statistics.depths += static_cast<std::uint64_t>(search_control.result_depth);
+    return {search_control.best_line[1], search_control.score, search_control.result_depth,
+            thread.root_state == ROOT_INSIDE};
+}
+
+bool worth_keeping(const Position& position, const SearchResult& result) {
+    if (!result.exact || std::abs(result.score) >= MAX_RECORD_SCORE) return false;
+    if (is_attacked(position, position.king_square[position.side], position.side ^ 1)) return false;
+    if (takes_or_promotes(position, result.move)) return false;
+    return std::abs(search_control.root_qscore - search_threads[0]->root_eval) <= QUIET_MARGIN;
+}
