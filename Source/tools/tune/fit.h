@@ -17,8 +17,8 @@ struct FitOptions {
     double prior = 200;
     double smoothness = 5000;
     // Strength of the pull of each table's average towards its start, as a multiple of what the positions say about
-    // that average: 9 leaves a tenth of the shift that they ask for.
-    double average = 9;
+    // that average: 1 leaves half of the shift that they ask for.
+    double average = 1;
     int iterations = 200;  // at most
     int threads = 1;       // the result does not depend on it
 };

@@ -34,7 +34,7 @@ constexpr const char* USAGE =
     "  --slope X           of the expected result by centipawn; 0 fits it to the results (0)\n"
     "  --prior N           pull of each value to its start, in positions (200)\n"
     "  --smoothness N      pull of each change to its neighbours', in positions (5000)\n"
-    "  --average X         pull of each table's average to its start, in shares of the data's own pull (9)\n"
+    "  --average X         pull of each table's average to its start, in shares of the data's own pull (1)\n"
     "  --max-score N       leave out records with larger search scores (1500)\n"
     "  --hold-out PERCENT  records kept from the fit (5)\n"
     "  --seed N            of the choice of the hold-out (1)\n"
