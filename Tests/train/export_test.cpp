@@ -51,7 +51,8 @@ TEST_F(ExportTest, the_engine_scores_what_the_model_scores) {
     for (const int hidden : {16, 64, 1536}) {
         Model model = make_model(hidden);
         randomise(model, 21);
-        for (int b = 0; b < model.blocks(); ++b) {  // scores of hundreds of centipawns
+        for (int b = 0; b < model.blocks(); ++b) {  // scores of hundreds of centipawns, and buckets that differ
+            for (int i = 0; i < INPUT_ROWS * COLUMNS; ++i) model.block(b)[i] = 0.1f * std::sin(static_cast<float>(i));
             for (int i = OUTPUT_ROW * COLUMNS; i < BIAS_ROW * COLUMNS; ++i) model.block(b)[i] *= 2;
             settle_block(model, b);
         }

@@ -35,6 +35,8 @@ TEST_F(FeaturesTest, rows_follow_the_king_of_each_perspective) {
         // h3 = 23 is still near home, h4 = 31 is not.
         {"third rank", "4k3/8/8/8/8/7K/8/8 w - -", {23, 384 + 60}, {4, 384 + (23 ^ 56)}},
         {"fourth rank", "4k3/8/8/8/7K/8/8/8 w - -", {768 + 31, 768 + 384 + 60}, {4, 384 + (31 ^ 56)}},
+        // a4 = 24 is the fourth rank's first square; its own view mirrors it to 31.
+        {"the corner of the fourth rank", "4k3/8/8/8/K7/8/8/8 w - -", {768 + 31, 768 + 384 + 59}, {4, 384 + (24 ^ 56)}},
         // For Black the ranks count from the other end: h6 = 47 ^ 56 = 23, h5 = 39 ^ 56 = 31.
         {"Black's third rank", "8/8/7k/8/8/8/8/4K3 b - -", {23, 384 + 60}, {4, 384 + 47}},
         {"Black's fourth rank", "8/8/8/7k/8/8/8/4K3 b - -", {768 + 31, 768 + 384 + 60}, {4, 384 + 39}},

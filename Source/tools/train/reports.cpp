@@ -58,14 +58,17 @@ struct Bins {
 
 }  // namespace
 
-double held_out_error(const Model& model, std::span<const TrainingRecord> records, Workspace& workspace,
-                      ThreadTeam& team) {
-    double sum = 0;
+HeldOutError held_out_error(const Model& model, std::span<const TrainingRecord> records, Workspace& workspace,
+                            ThreadTeam& team) {
+    HeldOutError sum;
     for_each_output(model, records, workspace, team, [&sum](const TrainingRecord& record, float output) {
-        const auto distance = static_cast<double>(predicted_result(output) - training_target(record));
-        sum += distance * distance;
+        const auto from_target = static_cast<double>(predicted_result(output) - training_target(record));
+        const auto from_score = static_cast<double>(predicted_result(output) - win_probability(record.sc));
+        sum.target += from_target * from_target;
+        sum.score += from_score * from_score;
     });
-    return records.empty() ? 0 : sum / static_cast<double>(records.size());
+    const auto count = static_cast<double>(std::max<std::size_t>(1, records.size()));
+    return {sum.target / count, sum.score / count};
 }
 
 QuantisationError quantisation_error(const Model& model, std::span<const TrainingRecord> records, Workspace& workspace,

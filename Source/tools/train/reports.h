@@ -7,9 +7,14 @@
 #include <span>
 #include <string>
 
-// Mean squared error of the model over the records; 0 for none.
-double held_out_error(const Model& model, std::span<const TrainingRecord> records, Workspace& workspace,
-                      ThreadTeam& team);
+// Mean squared errors of the model's expected results over the records; 0 for no records.
+struct HeldOutError {
+    double target = 0;  // against what is trained towards
+    double score = 0;   // against the search score alone, which the chances of a game do not blur
+};
+
+HeldOutError held_out_error(const Model& model, std::span<const TrainingRecord> records, Workspace& workspace,
+                            ThreadTeam& team);
 
 struct QuantisationError {
     int positions = 0;

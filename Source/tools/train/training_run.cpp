@@ -128,8 +128,9 @@ bool finish_epoch(const TrainingPlan& plan, const TrainingSet& set, const Traini
     }
     written &= write_checkpoint(checkpoint_name(plan), identity_of(plan, set), state);
 
-    std::string report = format_text("epoch %d, held-out loss %.7f\n", state.epoch,
-                                     held_out_error(state.model, set.held_out(), work, team));
+    const HeldOutError error = held_out_error(state.model, set.held_out(), work, team);
+    std::string report = format_text("epoch %d, held-out loss %.7f, against the search score alone %.7f\n", state.epoch,
+                                     error.target, error.score);
     report += format_text(
         "sums: at most %d of 32767 (%d units scaled down); output weights: at most %d; output sum: at most %.3f of "
         "2^31\n",
@@ -201,7 +202,7 @@ bool train_epochs(const TrainingPlan& plan, const TrainingSet& set, TrainingStat
             const bool last = state.epoch_step == shape.steps;
             if (progress.is_due() || last) {
                 const auto records = last ? set.held_out() : at_most(set.held_out(), QUICK_CHECK);
-                progress.write_line(state, rate, held_out_error(state.model, records, work, team));
+                progress.write_line(state, rate, held_out_error(state.model, records, work, team).target);
             }
             if (!last && stop()) {
                 const bool written = write_checkpoint(checkpoint_name(plan), identity_of(plan, set), state);
