@@ -241,15 +241,13 @@ TEST_F(Search, lines_that_came_together_are_handled_without_pauses) {
     settings.depth_limit = 80;
     polls = 0;
     start = monotonic_seconds();
-    start_search(
-        THINK_CLOCK, true,
-        [] {
-            if (++polls == LINES) {
-                search_control.think_flags.fetch_or(THINK_STOPPED);
-                search_control.stop = 1;
-            }
-            return true;
-        });
+    start_search(THINK_CLOCK, true, [] {
+        if (++polls == LINES) {
+            search_control.think_flags.fetch_or(THINK_STOPPED);
+            search_control.stop = 1;
+        }
+        return true;
+    });
     search_control.think_flags.store(0);
     EXPECT_LT(monotonic_seconds() - start, 9.0);
     EXPECT_EQ(polls, LINES);
