@@ -71,7 +71,7 @@ def long_game_fault(tarn, pawn_every):
             text += " " + move
             engine.send(text)
             if len(board.move_stack) % 50 == 0:
-                _, answer = engine.go("depth 1", 20.0)
+                _, answer = engine.go("wtime 200 btime 200", 20.0)
                 if match.parse_move(board, answer.best) is None:
                     return f"{answer.best} after {len(board.move_stack)} plies in {board.fen()}"
         return "" if engine.close() == 0 else "did not end with exit status 0"
