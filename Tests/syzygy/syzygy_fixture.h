@@ -49,6 +49,11 @@ inline std::vector<std::string> split_words(const std::string& text) {
 
 class Syzygy : public testing::Test {
 protected:
+    // Trials of a test that damages files; TARN_FUZZ_TRIALS in the environment asks for more.
+    static int trials(int usual) {
+        const char* const asked = std::getenv("TARN_FUZZ_TRIALS");
+        return asked ? std::atoi(asked) : usual;
+    }
     // What tb_init prints for a path list.
     static std::string use_path(const std::string& path) {
         std::snprintf(settings.syzygy_path, sizeof settings.syzygy_path, "%s", path.c_str());

@@ -70,11 +70,10 @@ TEST_F(SyzygyDecoding, cut_and_altered_files_are_rejected_or_read_within_their_b
     use_path(data_file("syzygy"));
     const std::vector<TableFile> files = all_tables();
     ASSERT_GT(files.size(), 20u);
-    const char* const asked = std::getenv("TARN_FUZZ_TRIALS");
-    const int trials = asked ? std::atoi(asked) : 300;
+    const int count = trials(300);
     std::mt19937_64 random(7);
     int rejected = 0;
-    for (int trial = 0; trial < trials; ++trial) {
+    for (int trial = 0; trial < count; ++trial) {
         const TableFile& file = files[random() % files.size()];
         std::vector<std::uint8_t> bytes = file.bytes;
         const bool cut = random() % 3 == 0;
@@ -93,8 +92,8 @@ TEST_F(SyzygyDecoding, cut_and_altered_files_are_rejected_or_read_within_their_b
         EXPECT_FALSE(sound && cut && file.bytes.size() > 80) << file.name << " cut to " << bytes.size();
         EXPECT_TRUE(!sound || values_in_range(table, file.kind, random, 40)) << file.name << " trial " << trial;
     }
-    EXPECT_GT(rejected, trials / 3);
-    EXPECT_LT(rejected, trials);
+    EXPECT_GT(rejected, count / 3);
+    EXPECT_LT(rejected, count);
 }
 
 TEST_F(SyzygyDecoding, block_numbers_beyond_the_file_are_found_at_set_up) {

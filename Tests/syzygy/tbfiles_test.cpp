@@ -10,6 +10,10 @@
 #include <set>
 #include <thread>
 
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
 namespace {
 
 using SyzygyFiles = Syzygy;
@@ -110,6 +114,14 @@ TEST_F(SyzygyFiles, path_lists_are_split_and_searched_in_order) {
     EXPECT_EQ(use_path(scratch() + "/missing"), none);
     EXPECT_EQ(use_path(data_file("syzygy/KQvK.rtbw")), none);  // a file is no directory
     EXPECT_EQ(use_path(";;"), none);
+#if !defined(_WIN32)
+    const std::string locked = scratch() + "/locked";
+    fs::create_directory(locked);
+    copy_table("KQvK.rtbw", locked);
+    fs::permissions(locked, fs::perms::none);
+    if (geteuid() != 0) { EXPECT_EQ(use_path(locked), none) << "a directory that may not be read"; }
+    fs::permissions(locked, fs::perms::owner_all);
+#endif
 
     copy_table("KQvK.rtbw", scratch());
     EXPECT_EQ(use_path(scratch()), found(1, 0, 0, 3));
@@ -217,8 +229,9 @@ TEST_F(SyzygyFiles, damaged_files_never_stop_play) {
     std::mt19937 random(20240607);
     const auto rows = read_rows(data_file("syzygy/oracle.tsv"));
     const std::array<std::string, 6> names{"KQvK", "KRRvK", "KRvKB", "KPPvK", "KPvK", "KPvKP"};
+    const int count = trials(40);
     const std::string healthy = scratch() + ";" + data_file("syzygy");
-    for (int trial = 0; trial < 40; ++trial) {
+    for (int trial = 0; trial < count; ++trial) {
         const std::string file = names[random() % names.size()] + (random() % 2 ? ".rtbw" : ".rtbz");
         copy_table(file, scratch());
         const std::string path = scratch() + "/" + file;
