@@ -244,7 +244,7 @@ int build_book(Position& board) {
     while (!reader.out_of_memory && next_piece(file, LONGEST_PIECE, piece)) read_line(reader, piece);
     close_text(file);
     if (reader.out_of_memory) {
-        print_format("not enough memory for %zu moves", reader.table.count);
+        print_format("not enough memory for %llu moves", static_cast<unsigned long long>(reader.table.count));
         return -1;
     }
     print_raw("\nwriting book file ...");

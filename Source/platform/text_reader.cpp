@@ -2,6 +2,7 @@
 #include "platform/text_reader.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -22,7 +23,10 @@ void fill(TextReader& reader, std::size_t size) {
     while (reader.end < size) {
         const std::size_t got =
             std::fread(reader.block.data() + reader.end, 1, reader.block.size() - reader.end, reader.file);
-        if (got == 0) return;
+        if (got == 0) {
+            if (std::ferror(reader.file)) reader.error = errno;
+            return;
+        }
         reader.end += got;
     }
 }
@@ -46,6 +50,7 @@ bool open_text(TextReader& reader, const char* name) {
     reader.block.resize(BLOCK_BYTES);
     reader.begin = reader.end = 0;
     reader.inside_line = false;
+    reader.error = 0;
     fill(reader, BYTE_ORDER_MARK.size());
     if (unread(reader).starts_with(BYTE_ORDER_MARK)) reader.begin += BYTE_ORDER_MARK.size();
     return true;

@@ -280,7 +280,7 @@ int analyse_epd(const char* input, Candidates candidates, InputPoller poll) {
     Totals totals;
     analyse_lines(files, candidates, totals, poll);
     print_totals(totals);
-    const int read_error = files.input.error;
+    const int read_error = files.input.text.error;
     if (!close_files(files)) return FAILED;
     if (read_error) return report_unreadable(input, read_error);
     return interrupted() ? report_interrupted(static_cast<std::size_t>(totals.positions)) : 0;

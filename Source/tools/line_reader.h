@@ -1,20 +1,16 @@
-// Text files line by line, for the tools that read millions of lines.
+// Text files line by line, for the tools that read millions of lines of limited length.
 #pragma once
 
+#include "platform/text_reader.h"
+
 #include <cstddef>
-#include <cstdio>
 #include <string>
 #include <string_view>
-#include <vector>
 
 struct LineReader {
-    std::FILE* file = nullptr;
+    TextReader text;           // text.error tells whether reading failed
     std::size_t max_line = 0;  // bytes of a line that are handed on; the rest of a longer one is dropped
-    std::vector<char> block;
-    std::size_t position = 0;  // next unread byte of the block
-    std::size_t size = 0;      // bytes in the block
-    std::string carried;       // start of a line that began in an earlier block
-    int error = 0;             // of the read that failed (errno), 0: none; what was read before it is good
+    std::string carried;       // what is handed on of a line that came in pieces
 };
 
 // False when the file cannot be opened.

@@ -178,6 +178,6 @@ int make_train_data(const char* input_name, const char* output_name) {
     print_raw("\n");
     close_lines(reader);
     if (!close_output(output)) return -1;
-    if (reader.error) return report_unreadable(input_name, reader.error);
+    if (reader.text.error) return report_unreadable(input_name, reader.text.error);
     return interrupted() ? report_interrupted(lines) : 0;
 }

@@ -58,7 +58,7 @@ bool pack_lines(LineReader& reader, const char* name, TrainingBuffer& buffer) {
         }
     }
     end_progress(progress);
-    if (reader.error) fault = std::strerror(reader.error);
+    if (reader.text.error) fault = std::strerror(reader.text.error);
     if (fault) std::fprintf(stderr, "%s: %s, nothing was stored\n", name, fault);
     return !fault;
 }

@@ -24,20 +24,13 @@ except ImportError:
     print("skipped: the Python package `chess` is not installed (scripts/setup.sh test installs it)")
     sys.exit(1 if os.environ.get("CI") else 77)
 
+from cases import Failure, check, run_tests
+
 PROGRAM = os.path.abspath(sys.argv[1])
 GAMES = int(sys.argv[2]) if len(sys.argv) > 2 else 800
 TIMEOUT = 60 * float(os.environ.get("TARN_PATIENCE", "1"))
 OPENING_PLIES = 36
 PLIES = 50
-
-
-class Failure(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
 
 
 # --- Building ------------------------------------------------------------------------------------------------
@@ -281,18 +274,5 @@ def a_book_is_not_followed_into_a_draw():
 TESTS = [book_equals_an_independent_count, two_books_answer_up_to_their_depths, a_book_is_not_followed_into_a_draw]
 
 
-def main():
-    passed = failed = 0
-    for test in TESTS:
-        try:
-            test()
-            passed += 1
-        except (Failure, OSError, subprocess.TimeoutExpired) as failure:
-            failed += 1
-            print(f"{test.__name__}: {failure}")
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_tests(TESTS))

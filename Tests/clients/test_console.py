@@ -16,6 +16,8 @@ import sys
 import tempfile
 import threading
 
+from cases import Failure
+
 PROGRAM = os.path.abspath(sys.argv[1])
 TIMEOUT = 20 * float(os.environ.get("TARN_PATIENCE", "1"))
 
@@ -398,10 +400,6 @@ uciok
 readyok
 > quit
 """
-
-
-class Failure(Exception):
-    pass
 
 
 def pattern(line):

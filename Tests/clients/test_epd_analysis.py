@@ -18,7 +18,8 @@ except ImportError:
     print("skipped: the Python package `chess` is not installed (scripts/setup.sh test installs it)")
     sys.exit(1 if os.environ.get("CI") else 77)
 
-from test_protocol import PATIENCE, PROGRAM, ROOT, TIMEOUT, Failure, Session, check, run
+from cases import check, run_tests
+from test_protocol import PROGRAM, ROOT, TIMEOUT, Session, run
 
 SUITES = pathlib.Path(ROOT) / "Tests" / "data" / "epd"
 WRITTEN = re.compile(r"(\S+ \S+ \S+ \S+) bm ([a-h][1-8])([a-h][1-8]); ce (-?\d+);")
@@ -225,20 +226,5 @@ TESTS = [
 ]
 
 
-def main():
-    passed = failed = 0
-    for test in TESTS:
-        if sys.argv[2:] and test.__name__ not in sys.argv[2:]:
-            continue
-        try:
-            test()
-            passed += 1
-        except (Failure, OSError, ValueError, subprocess.TimeoutExpired) as failure:
-            failed += 1
-            print(f"{test.__name__}: {failure}")
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_tests(TESTS, sys.argv[2:]))

@@ -20,20 +20,13 @@ except ImportError:
     print("skipped: the Python package `chess` is not installed (scripts/setup.sh test installs it)")
     sys.exit(1 if os.environ.get("CI") else 77)
 
+from cases import Failure, check, run_tests
+
 PROGRAM = os.path.abspath(sys.argv[1])
 ROOT = os.environ.get("TARN_SOURCE_DIR", os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 GAMES = os.path.join(ROOT, "Tests", "data", "pgn")
 TIMEOUT = 60 * float(os.environ.get("TARN_PATIENCE", "1"))
 PGN_EXTRACT = shutil.which("pgn-extract", path=os.environ.get("PATH", "") + ":/usr/games")
-
-
-class Failure(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
 
 
 def tarn(folder, *arguments, text=""):
@@ -241,21 +234,5 @@ TESTS = [scanned_positions_are_those_of_an_independent_reader, scan_needs_both_f
          games_against_the_console_are_saved_and_read_back]
 
 
-def main():
-    wanted = sys.argv[2:]
-    passed = failed = 0
-    for test in TESTS:
-        if wanted and test.__name__ not in wanted:
-            continue
-        try:
-            test()
-            passed += 1
-        except (Failure, OSError, subprocess.TimeoutExpired) as failure:
-            failed += 1
-            print(f"{test.__name__}: {failure}")
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_tests(TESTS, sys.argv[2:]))

@@ -13,6 +13,8 @@ import tempfile
 import threading
 import time
 
+from cases import Failure, check, run_tests
+
 PROGRAM = os.path.abspath(sys.argv[1])
 ROOT = os.environ.get("TARN_SOURCE_DIR", os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 PATIENCE = float(os.environ.get("TARN_PATIENCE", "1"))
@@ -46,15 +48,6 @@ option name UCI_Opponent type string default @
 option name Contempt type spin default 0 min -150 max 150
 option name Selectivity type spin default 100 min 0 max 200
 uciok""".replace("@", "").split("\n")
-
-
-class Failure(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
 
 
 class Session:
@@ -530,21 +523,5 @@ TESTS = [
 ]
 
 
-def main():
-    wanted = sys.argv[2:]
-    passed = failed = 0
-    for test in TESTS:
-        if wanted and test.__name__ not in wanted:
-            continue
-        try:
-            test()
-            passed += 1
-        except (Failure, OSError, subprocess.TimeoutExpired) as failure:
-            failed += 1
-            print(f"{test.__name__}: {failure}")
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_tests(TESTS, sys.argv[2:]))

@@ -14,7 +14,6 @@ import signal
 import struct
 import subprocess
 import sys
-import tempfile
 import time
 
 try:
@@ -24,6 +23,8 @@ try:
 except ImportError:
     print("skipped: the Python package `chess` is not installed (scripts/setup.sh test installs it)")
     sys.exit(1 if os.environ.get("CI") else 77)
+
+from cases import check, run_tests
 
 TARN = pathlib.Path(sys.argv[1]).absolute()
 SELFPLAY = TARN.with_name("tarn_selfplay" + TARN.suffix)
@@ -43,15 +44,6 @@ RECORD = 40
 # Score of a won, drawn and lost game: 166.66667 * ln(g / (1 - g)) with g within 0.000001 .. 0.999999 in single
 # precision, so 166.66667 * 13.8155 = 2302.6 for a loss; 1 - g is a multiple of 2^-24 for a win, 1.013e-6, 13.8022, 2300.4.
 RESULT_SCORES = {1: 2300, 0: 0, -1: -2302}
-
-
-class Fault(Exception):
-    """What a test found."""
-
-
-def check(condition, message):
-    if not condition:
-        raise Fault(message)
 
 
 def run(*arguments, status=0):
@@ -150,19 +142,18 @@ def record_fault(record, ply, game):
 
 
 def match_records(records, games):
-    """Walks through records and games together; every record must be the position of a later ply. The pairs."""
+    """Walks through records and games together; every record must be the position of a later ply. The pairs. A position
+    may come back: one that was not worth keeping the first time may be kept, with its new score, the next time."""
     pairs, rest = [], iter(records)
-    record = next(rest, None)
+    record, fault = next(rest, None), "never on the board"
     for game in games:
         for ply in game.plies:
             if record and (record.placement, record.turn) == (ply.board.board_fen(), ply.board.turn):
                 fault = record_fault(record, ply, game)
-                if fault and ply.score is None:
-                    continue  # the same position again later
-                check(not fault, f"{ply.board.fen()}: {fault}")
-                pairs.append((record, ply, game))
-                record = next(rest, None)
-    check(record is None, f"record {len(pairs)} is no position of the games: {record}")
+                if not fault:
+                    pairs.append((record, ply, game))
+                    record, fault = next(rest, None), "never on the board"
+    check(record is None, f"record {len(pairs)} is no position of the games: {record}: {fault}")
     return pairs
 
 
@@ -457,21 +448,5 @@ TESTS = [games_are_chess_and_records_their_positions, deviations_leave_the_game_
          bad_values_are_refused, merging_keeps_every_position_once, holdout_takes_whole_stretches]
 
 
-def main():
-    failed = 0
-    chosen = [test for test in TESTS if all(word in test.__name__ for word in sys.argv[2:])]
-    for test in chosen:
-        print(test.__name__.replace("_", " "), flush=True)
-        with tempfile.TemporaryDirectory() as folder:
-            try:
-                test(pathlib.Path(folder))
-            except (Fault, subprocess.TimeoutExpired) as fault:
-                print(f"    FAILED: {fault}", flush=True)
-                failed += 1
-            os.chdir(TARN.parent)
-    print(f"{len(chosen) - failed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_tests(TESTS, sys.argv[2:], in_folders=True))

@@ -12,7 +12,6 @@ import signal
 import struct
 import subprocess
 import sys
-import tempfile
 import time
 
 try:
@@ -22,6 +21,8 @@ except ImportError:
     print("skipped: the Python package `chess` is not installed (scripts/setup.sh test installs it)")
     sys.exit(1 if os.environ.get("CI") else 77)
 
+from cases import Skipped, check, run_tests
+
 PROGRAM = os.path.abspath(sys.argv[1])
 ROOT = pathlib.Path(os.environ.get("TARN_SOURCE_DIR", pathlib.Path(__file__).resolve().parent.parent.parent))
 SHARED = ROOT.parent / "shared" / "data"
@@ -30,19 +31,6 @@ INSTRUMENTED = float(os.environ.get("TARN_PATIENCE", "1")) > 1
 
 GREETING = ["info string Hello from Tarn 7.00", "info string allocated", "info string Cleared", "info string loaded"]
 ALLOCATED = "allocated 18000 Mbytes for training data.\n"
-
-
-class Failure(Exception):
-    pass
-
-
-class Skipped(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
 
 
 def run(*arguments, folder, limits=()):
@@ -486,24 +474,5 @@ TESTS = [
 ]
 
 
-def main():
-    wanted = sys.argv[2:]
-    passed = failed = 0
-    for test in TESTS:
-        if wanted and test.__name__ not in wanted:
-            continue
-        with tempfile.TemporaryDirectory() as folder:
-            try:
-                test(pathlib.Path(folder))
-                passed += 1
-            except Skipped as why:
-                print(f"{test.__name__}: skipped, {why}")
-            except (Failure, OSError, subprocess.SubprocessError) as failure:
-                failed += 1
-                print(f"{test.__name__}: {failure}")
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_tests(TESTS, sys.argv[2:], in_folders=True))

@@ -21,7 +21,7 @@ struct ToolFiles : ToolTest {
         LineReader reader;
         EXPECT_TRUE(open_lines(reader, name.c_str(), max_line));
         for (std::string_view line; read_line(reader, line);) lines.emplace_back(line);
-        EXPECT_EQ(reader.error, 0);
+        EXPECT_EQ(reader.text.error, 0);
         close_lines(reader);
         return lines;
     }
@@ -71,7 +71,7 @@ TEST_F(ToolFiles, reading_a_folder_is_an_error_and_not_an_empty_file) {
     std::string_view line;
     if (open_lines(reader, folder_.c_str(), 100)) {
         EXPECT_FALSE(read_line(reader, line));
-        EXPECT_NE(reader.error, 0);
+        EXPECT_NE(reader.text.error, 0);
     }
     close_lines(reader);
     EXPECT_FALSE(open_lines(reader, path("missing").c_str(), 100));
