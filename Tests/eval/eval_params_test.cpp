@@ -86,6 +86,7 @@ TEST_F(Params, default_text_fits_the_registry) {
     const std::string_view text(default_params, static_cast<std::size_t>(default_params_end - default_params));
     EXPECT_TRUE(text.starts_with("start\nmtl_pawn,100,100\nmtl_knight,388,392\n"));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + 43 + 9 + 1);
+    EXPECT_EQ(text.size(), 4236u);
 }
 
 TEST_F(Params, name_out_of_place_is_reported_and_its_values_kept) {
