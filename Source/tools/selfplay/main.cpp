@@ -17,6 +17,7 @@
 #include "tools/selfplay/game_files.h"
 #include "tools/selfplay/merge.h"
 #include "tools/selfplay/options.h"
+#include "tools/selfplay/vary.h"
 
 #include <chrono>
 #include <cstdio>
@@ -189,11 +190,10 @@ std::uint64_t seed_from_clock() {
     return static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count()) | 1;
 }
 
-int run_selfplay(SelfplayOptions& options) {
+int run_selfplay(const SelfplayOptions& options) {
     survive_closed_output();
-    if (options.seed == 0) options.seed = seed_from_clock();
     OpeningBook book;
-    if (!bring_up_engine(options) || !load_openings(options.openings, book) || !create_shared_state(options)) return 1;
+    if (!load_openings(options.openings, book) || !create_shared_state(options)) return 1;
     std::printf("seed %llu\n", static_cast<unsigned long long>(options.seed));
     std::fflush(stdout);
 
@@ -226,5 +226,8 @@ int main(int count, char** arguments) {
         case OptionsResult::RUN: break;
     }
     if (!options.merge_output.empty()) return merge_records(options) ? 0 : 1;
+    if (options.seed == 0) options.seed = seed_from_clock();
+    if (!bring_up_engine(options)) return 1;
+    if (!options.vary_output.empty()) return vary_records(options) ? 0 : 1;
     return run_selfplay(options);
 }

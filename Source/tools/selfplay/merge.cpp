@@ -171,7 +171,7 @@ bool is_same_file(const std::string& a, const std::string& b) {
 
 bool names_are_good(const SelfplayOptions& options) {
     if (!options.merge_output.ends_with(".bin")) return complain(options.merge_output, "the name must end in .bin");
-    for (const std::string& input : options.merge_inputs) {
+    for (const std::string& input : options.inputs) {
         if (!input.ends_with(".bin")) return complain(input, "the name must end in .bin");
         if (is_same_file(input, options.merge_output) || is_same_file(input, holdout_name(options))) {
             return complain(input, "is input and output");
@@ -183,7 +183,7 @@ bool names_are_good(const SelfplayOptions& options) {
 // Room for all inputs at once: growing step by step would hold them twice.
 void reserve(const SelfplayOptions& options, std::vector<TrainingRecord>& records) {
     std::size_t bytes = 0;
-    for (const std::string& input : options.merge_inputs) {
+    for (const std::string& input : options.inputs) {
         std::error_code error;
         const auto size = std::filesystem::file_size(input, error);
         if (!error) bytes += size;
@@ -197,7 +197,7 @@ bool merge_records(const SelfplayOptions& options) {
     if (!names_are_good(options)) return false;
     std::vector<TrainingRecord> records;
     reserve(options, records);
-    for (const std::string& input : options.merge_inputs) {
+    for (const std::string& input : options.inputs) {
         if (!read_file(input, records)) return false;
     }
     Counts counts;

@@ -13,6 +13,7 @@ constexpr const char* USAGE =
 
   tarn_selfplay --output PREFIX [options]
   tarn_selfplay --merge OUT.bin IN.bin... [--holdout PERCENT] [--seed N]
+  tarn_selfplay --vary OUT.bin IN.bin... [--copies N] [--seed N] [evaluation]
 
 Playing. Files are PREFIX.bin, .epd, .pgn and .state, with several processes PREFIX.0.bin, PREFIX.1.bin and so on.
 Started again with the same prefix, it appends new games.
@@ -41,6 +42,9 @@ Ends. Mate, stalemate, repetition, fifty moves, no material to mate with, and:
 Merging: the records of all inputs without damaged ones and without positions that occurred before, in random order.
   --merge OUT IN...      names end in .bin
   --holdout N            percent of the records, whole stretches of games, that go to OUT-holdout.bin instead (0..50)
+Varying: positions one to four random moves off those of the inputs, labelled by the static evaluation.
+  --vary OUT IN...       names end in .bin
+  --copies N             tries for each record of the inputs (1..1000, default 4)
 )";
 
 bool complain(std::string_view option, const std::string& message, std::string_view value = {}) {
@@ -168,6 +172,8 @@ constexpr Option OPTIONS[] = {
      [](Text o, Text v, Options& s) { return set_number(o, v, 0, 100, s.adjudicate_share); }},
     {"--syzygy", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_NAME, s.syzygy); }},
     {"--merge", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.merge_output); }},
+    {"--vary", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.vary_output); }},
+    {"--copies", true, [](Text o, Text v, Options& s) { return set_number(o, v, 1, 1000, s.copies); }},
     {"--holdout", true, [](Text o, Text v, Options& s) { return set_number(o, v, 0, 50, s.holdout); }},
 };
 
@@ -179,12 +185,15 @@ const Option* find_option(std::string_view name) {
 }
 
 bool check(SelfplayOptions& options) {
-    if (!options.merge_output.empty()) {
-        if (!options.output.empty()) return complain("--merge", "does not go with --output");
-        if (options.merge_inputs.empty()) return complain("--merge", "needs at least one input");
+    const bool merge = !options.merge_output.empty();
+    if (merge || !options.vary_output.empty()) {
+        const char* const mode = merge ? "--merge" : "--vary";
+        if (!options.output.empty()) return complain(mode, "does not go with --output");
+        if (merge && !options.vary_output.empty()) return complain(mode, "does not go with --vary");
+        if (options.inputs.empty()) return complain(mode, "needs at least one input");
         return true;
     }
-    if (!options.merge_inputs.empty()) return complain(options.merge_inputs.front(), "not an option");
+    if (!options.inputs.empty()) return complain(options.inputs.front(), "not an option");
     if (options.output.empty()) return complain("--output", "missing; --help lists the options");
     if (options.openings.empty()) options.opening_share = 0;
     if (!options.write_bin && !options.write_epd && !options.write_pgn) options.write_bin = true;
@@ -198,7 +207,7 @@ OptionsResult read_options(int count, const char* const* arguments, SelfplayOpti
         const std::string_view argument = arguments[i];
         if (argument == "--help" || argument == "-h") return OptionsResult::HELP;
         if (!argument.starts_with("-")) {
-            options.merge_inputs.emplace_back(argument);
+            options.inputs.emplace_back(argument);
             continue;
         }
         const Option* const option = find_option(argument);

@@ -31,10 +31,12 @@ struct SelfplayOptions {
     bool write_epd = false;
     bool write_pgn = false;
 
-    // Merging of record files.
-    std::string merge_output;  // not empty: merge and do nothing else
-    std::vector<std::string> merge_inputs;
-    int holdout = 0;  // percent of the records that go to a second file
+    // Work on record files in place of games.
+    std::vector<std::string> inputs;
+    std::string merge_output;  // not empty: merge them and do nothing else
+    int holdout = 0;           // percent of the merged records that go to a second file
+    std::string vary_output;   // not empty: vary their positions and do nothing else
+    int copies = 4;            // variations tried for each record
 };
 
 enum class OptionsResult { RUN, HELP, BAD };
