@@ -351,6 +351,10 @@ BAD_ARGUMENTS = [
     (["--merge", "x.bin", "x.bin"], "x.bin"),
     (["--merge", "x.bin", "no_such_file.bin"], "no_such_file"),
     (["--merge", "x.bin", "in.bin", "--holdout", "60"], "--holdout"),
+    (["--vary", "x.bin"], "--vary"),
+    (["--vary", "x", "in.bin"], ".bin"),
+    (["--vary", "x.bin", "no_such_file.bin"], "no_such_file"),
+    (["--vary", "x.bin", "in.bin", "--merge", "y.bin"], "--vary"),
 ]
 
 
@@ -442,10 +446,42 @@ def holdout_takes_whole_stretches(folder):
     check(borders <= 16, f"the hold-out has {borders} gaps")
 
 
+def variations_stay_near_and_carry_the_static_score(folder):
+    start = chess.Board("8/5k2/1p6/8/8/1P6/1P3K2/8 w - - 0 1")
+    codes = {symbol: code for code, symbol in PIECES.items()}
+    packed_board = bytearray(32)
+    for square, piece in start.piece_map().items():
+        packed_board[square // 2] |= codes[piece.symbol()] << 4 * (square % 2)
+    one = bytes(packed_board) + bytes([0, 64]) + bytes(6)
+    (folder / "in.bin").write_bytes(one + bytes(RECORD) + b"end")  # a good record, one without kings, a part of one
+    process = run("--vary", folder / "out.bin", folder / "in.bin", "--hce", "--copies", 400, "--seed", 9)
+    records = read_records(folder / "out.bin")
+    check(f"2 read, 1 damaged, {len(records)} written" in process.stdout, process.stdout)
+
+    near, ring = set(), [start]
+    for _ in range(4):
+        ring = [(board.push(move), board.copy(stack=False), board.pop())[1] for board in ring for move in
+                list(board.legal_moves)]
+        near |= {(board.board_fen(), board.turn) for board in ring}
+        ring = list({board.epd(): board for board in ring}.values())
+    found = {(record.placement, record.turn) for record in records}
+    check(found <= near and len(found) > 200, f"{len(found)} different, {len(found - near)} too far")
+    check({turn for _, turn in found} == {True, False}, "only one side to move")
+
+    for record in records[:40]:
+        check(record.result == record.ce == record.sc, f"labels {record}")
+        board = chess.Board(f"{record.placement} {'bw'[record.turn]} - - 0 1")
+        check(not board.is_check(), f"{board.fen()} is in check")
+        report = subprocess.run([TARN, "-c", "-use_hce"], input=f"fen {board.epd()}\nev\nquit\n", text=True,
+                                capture_output=True, timeout=60).stdout
+        static = int(report.split("hce=")[1].split(",")[0])
+        check(record.sc == static, f"{board.fen()}: label {record.sc}, static score {static}")
+
+
 TESTS = [games_are_chess_and_records_their_positions, deviations_leave_the_game_and_settle,
          clear_results_are_adjudicated, tables_settle_results,
          continued_run_appends_new_games, interrupt_leaves_whole_games, processes_share_the_games,
-         bad_values_are_refused, merging_keeps_every_position_once, holdout_takes_whole_stretches]
+         bad_values_are_refused, variations_stay_near_and_carry_the_static_score, merging_keeps_every_position_once, holdout_takes_whole_stretches]
 
 
 if __name__ == "__main__":

@@ -3,6 +3,7 @@
 
 #include "eval/evaluate.h"
 #include "frontend/game_stack.h"
+#include "platform/file_ops.h"
 #include "platform/interrupts.h"
 #include "search/search_thread.h"
 #include "tools/output_file.h"
@@ -85,6 +86,9 @@ bool vary_records(const SelfplayOptions& options) {
     if (!has_extension(options.vary_output, ".bin")) return false;
     for (const std::string& input : options.inputs) {
         if (!has_extension(input, ".bin") || !is_other_file(input, options.vary_output)) return false;
+        if (file_exists(input.c_str())) continue;
+        std::fprintf(stderr, "%s: cannot be opened\n", input.c_str());
+        return false;
     }
     game_record->eval.no_contempt = 1;
     catch_interrupts();
