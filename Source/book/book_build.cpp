@@ -6,13 +6,16 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "platform/file_ops.h"
+#include "platform/file_reports.h"
+#include "platform/interrupts.h"
+#include "platform/output_file.h"
 #include "platform/text_reader.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
+#include <cerrno>
 #include <functional>
 #include <iterator>
 #include <span>
@@ -205,12 +208,11 @@ void append_record(std::string& bytes, std::uint64_t key, const WeighedMove& ent
 // Returns the number of records written, or -1.
 int write_book(std::span<const MoveStatistics> moves) {
     delete_file(BUILT_BOOK);
-    std::FILE* const file = std::fopen(BUILT_BOOK, "wb");
-    if (!file) return -1;
+    OutputFile file;
+    if (!create_output(file, BUILT_BOOK)) return -1;
     int records = 0;
-    bool written = true;
     std::string bytes;
-    while (!moves.empty() && written) {
+    while (!moves.empty() && !file.failed) {
         const std::uint64_t key = moves[0].key;
         const auto other = std::ranges::find_if(moves, [key](const MoveStatistics& s) { return s.key != key; });
         const auto of_position = moves.first(static_cast<std::size_t>(other - moves.begin()));
@@ -219,11 +221,10 @@ int write_book(std::span<const MoveStatistics> moves) {
             append_record(bytes, key, entry);
             ++records;
         }
-        written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+        put(file, bytes);
         moves = moves.subspan(of_position.size());
     }
-    written = std::fclose(file) == 0 && written;
-    return written ? records : -1;
+    return close_output(file) ? records : -1;
 }
 
 }  // namespace
@@ -231,25 +232,20 @@ int write_book(std::span<const MoveStatistics> moves) {
 int build_book(Position& board) {
     const char* const name = settings.pgn_file;
     TextReader file;
-    if (!open_text(file, name)) return 0;
-    if (same_file(name, BUILT_BOOK)) {
-        close_text(file);
-        print_format("%s is the input file", BUILT_BOOK);
-        return -1;
-    }
+    if (!is_other_file(name, BUILT_BOOK)) return 1;
+    if (!open_text(file, name)) return report_unreadable(name, errno);
+    catch_interrupts();
     print_format(" Creating file %s from games in %s", BUILT_BOOK, name);
 
     OpeningReader reader{board, {}};
     TextPiece piece;
-    while (!reader.out_of_memory && next_piece(file, LONGEST_PIECE, piece)) read_line(reader, piece);
+    while (!reader.out_of_memory && !interrupted() && next_piece(file, LONGEST_PIECE, piece)) read_line(reader, piece);
     close_text(file);
-    if (reader.out_of_memory) {
-        print_format("not enough memory for %llu moves", static_cast<unsigned long long>(reader.table.count));
-        return -1;
-    }
+    if (reader.out_of_memory) return report_unreadable(name, ENOMEM);
+    if (file.error) return report_unreadable(name, file.error);
+    if (interrupted()) return report_interrupted(static_cast<std::size_t>(reader.games), "games");
     print_raw("\nwriting book file ...");
     const int records = write_book(sort_statistics(reader.table));
-    if (records < 0) print_format("can't write %s", BUILT_BOOK);
     print_raw("\ngames= %d, nmoves= %d\n", reader.games, static_cast<int>(reader.table.count));
     print_raw("book contains %d moves\n", std::max(records, 0));
     print_raw("done\n");

@@ -14,8 +14,8 @@
 #include "search/search_control.h"
 #include "search/search_params.h"
 #include "search/search_thread.h"
+#include "tools/line_reader.h"
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -23,6 +23,7 @@ namespace {
 
 constexpr std::size_t MAX_WORD = 127;
 constexpr std::size_t SHORTEST_TEST = 8;  // characters of a test line that holds a position
+constexpr std::size_t LONGEST_TEST = 4096;
 constexpr const char* TEST_FILE = "test.epd";
 
 GameState& game() {
@@ -70,24 +71,20 @@ void board_command(const ConsoleLine&) {
 }
 
 // The first line of the test file, comments left out, that carries the id; empty when there is none.
-std::string find_test(std::FILE* file, const std::string& id) {
+std::string find_test(LineReader& file, const std::string& id) {
     const std::string wanted = "id \"" + id + "\"";
-    std::string line;
-    for (int c = 0; c != EOF;) {
-        line.clear();
-        while ((c = std::getc(file)) != EOF && c != '\n') line += static_cast<char>(c);
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line.empty() || line[0] == ';' || line[0] == ' ') continue;
-        if (line.find(wanted) != std::string::npos) return line;
+    for (std::string_view line; read_line(file, line);) {
+        if (line.starts_with(';') || line.starts_with(' ')) continue;
+        if (line.find(wanted) != std::string_view::npos) return std::string(line);
     }
     return {};
 }
 
 void get_command(const ConsoleLine& line) {
-    std::FILE* file = std::fopen(TEST_FILE, "r");
-    if (!file) return;
+    LineReader file;
+    if (!open_lines(file, TEST_FILE, LONGEST_TEST)) return;
     const std::string test = find_test(file, line.words[1]);
-    std::fclose(file);
+    close_lines(file);
     print_line(test);
     if (test.size() > SHORTEST_TEST) set_game_position(test);
     show_board();

@@ -5,7 +5,9 @@
 #include "frontend/settings.h"
 #include "frontend/words.h"
 #include "platform/file_ops.h"
+#include "platform/file_reports.h"
 #include "platform/interrupts.h"
+#include "platform/output_file.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "search/hash_table.h"
@@ -13,9 +15,7 @@
 #include "search/search_thread.h"
 #include "search/think.h"
 #include "tools/line_reader.h"
-#include "tools/output_file.h"
 #include "tools/progress.h"
-#include "tools/tool_files.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -196,10 +196,7 @@ bool analyse_position(AnalysisFiles& files, const std::string& text, const EpdLi
 // Opens all three and returns 0, or the exit status to end with. Nothing is created or emptied before the input is
 // known to be there and to be another file.
 int open_files(AnalysisFiles& files, const char* input) {
-    if (!open_lines(files.input, input, LONGEST_LINE)) {
-        report_unreadable(input, errno);
-        return 0;
-    }
+    if (!open_lines(files.input, input, LONGEST_LINE)) return report_unreadable(input, errno);
     if (!is_other_file(input, settings.output_file) || !is_other_file(input, CANDIDATE_FILE)) return 1;
     if (!create_output(files.candidates, CANDIDATE_FILE)) return FAILED;
     if (!is_other_file(CANDIDATE_FILE, settings.output_file)) return 1;
@@ -272,7 +269,7 @@ int analyse_epd(const char* input, Candidates candidates, InputPoller poll) {
     if (settings.output_file[0] == '\0') copy_text(settings.output_file, USUAL_OUTPUT);
     AnalysisFiles files;
     const int status = open_files(files, input);
-    if (!files.output.file) {
+    if (status != 0) {
         close_files(files);
         return status;
     }
@@ -290,7 +287,7 @@ int build_opening_tree(const char* input, InputPoller poll) {
     if (!is_other_file(input, settings.output_file)) return 1;
     print_format("copy %s %s", input, WORKING_FILE);
     if (!same_file(input, WORKING_FILE)) copy_or_report(input, WORKING_FILE);
-    if (!file_exists(WORKING_FILE)) return 0;
+    if (!file_exists(WORKING_FILE)) return 1;
     for (const std::uint8_t lines : LINES_BY_PASS) {
         settings.multipv = lines;
         const int status = analyse_epd(WORKING_FILE, Candidates::COLLECTED, poll);

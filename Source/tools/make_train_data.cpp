@@ -9,9 +9,9 @@
 #include "search/search_control.h"
 #include "search/search_thread.h"
 #include "tools/line_reader.h"
-#include "tools/output_file.h"
+#include "platform/output_file.h"
 #include "tools/progress.h"
-#include "tools/tool_files.h"
+#include "platform/file_reports.h"
 #include "tools/training_data.h"
 
 #include <cerrno>

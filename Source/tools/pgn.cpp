@@ -4,14 +4,16 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "frontend/words.h"
-#include "platform/file_ops.h"
+#include "platform/file_reports.h"
+#include "platform/interrupts.h"
+#include "platform/output_file.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "tools/pgn_reader.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -200,32 +202,27 @@ std::string game_to_epd(const PgnGame& game, Position& board) {
 int scan_pgn(Position& board) {
     const char* const input = settings.pgn_file;
     const char* const output = settings.output_file;
-    if (!contains(input, ".pgn") || !contains(output, ".epd")) return 0;
+    if (!has_extension(input, ".pgn") || !has_extension(output, ".epd") || !is_other_file(input, output)) return 1;
     PgnReader reader;
-    if (!open_pgn(reader, input)) return 0;
-    std::FILE* const file = same_file(input, output) ? nullptr : std::fopen(output, "wb");
-    if (!file) {
-        print_format(same_file(input, output) ? "%s is the input file" : "can't create %s", output);
+    if (!open_pgn(reader, input)) return report_unreadable(input, errno);
+    OutputFile epd;
+    if (!create_output(epd, output)) {
         close_pgn(reader);
         return -1;
     }
 
+    catch_interrupts();
     PgnGame game;
-    bool written = true;
-    while (written && next_game(reader)) {
+    while (!epd.failed && !interrupted() && next_game(reader)) {
         if (reader.finished && reader.text.size() < SHORTEST_LAST_GAME) break;
         game.annotator_eval = 0;  // the scores of a game are its own
         parse_pgn_game(game, reader.text);
-        const std::string lines = game_to_epd(game, board);
-        written = std::fwrite(lines.data(), 1, lines.size(), file) == lines.size();
+        put(epd, game_to_epd(game, board));
     }
-    written = std::fputc('\n', file) != EOF && written;
-    written = std::fclose(file) == 0 && written;
+    put(epd, "\n");
     close_pgn(reader);
-    if (!written) {
-        print_format("can't write %s", output);
-        return -1;
-    }
+    if (!close_output(epd)) return -1;
     print_raw("read %d games\n\n", game.game_count);
-    return 0;
+    if (reader.file.error) return report_unreadable(input, reader.file.error);
+    return interrupted() ? report_interrupted(static_cast<std::size_t>(game.game_count), "games") : 0;
 }

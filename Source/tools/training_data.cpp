@@ -7,9 +7,9 @@
 #include "platform/interrupts.h"
 #include "search/search_thread.h"
 #include "tools/line_reader.h"
-#include "tools/output_file.h"
+#include "platform/output_file.h"
 #include "tools/progress.h"
-#include "tools/tool_files.h"
+#include "platform/file_reports.h"
 #include "tools/training_file.h"
 
 #include <algorithm>

@@ -15,19 +15,23 @@ namespace {
 // Works in the fixture's folder, where the book is written.
 class BookBuild : public BookTest {
 protected:
+    int status = 0;
+    std::string errors;
+
     BookBuild() { std::filesystem::current_path(folder); }
     ~BookBuild() override { std::filesystem::current_path(old_folder_); }
 
-    // Builds a book from the games; returns what is printed.
-    std::string build(const std::string& games, int* status = nullptr) {
+    // Builds a book from the games; returns what is printed. What goes to the error stream is in `errors`.
+    std::string build(const std::string& games) {
         write_file("games.pgn", games);
-        return build_from("games.pgn", status);
+        return build_from("games.pgn");
     }
-    std::string build_from(const char* name, int* status = nullptr) {
+    std::string build_from(const char* name) {
         std::snprintf(settings.pgn_file, sizeof settings.pgn_file, "%s", name);
         testing::internal::CaptureStdout();
-        const int result = build_book(board_.position);
-        if (status) *status = result;
+        testing::internal::CaptureStderr();
+        status = build_book(board_.position);
+        errors = testing::internal::GetCapturedStderr();
         return testing::internal::GetCapturedStdout();
     }
 
@@ -212,11 +216,10 @@ TEST_F(BookBuild, records_are_those_of_the_format) {
 }
 
 TEST_F(BookBuild, progress_and_totals_are_printed) {
-    int status = 1;
     // Positions and moves: e4; e5 and c5; Nf3 after each of them.
     const std::string games =
         times(5, game("1-0", "1. e4 e5 2. Nf3")) + game("0-1", "1. e4 c5 2. Nf3") + game("*", "e4");
-    EXPECT_EQ(build(games, &status),
+    EXPECT_EQ(build(games),
               " Creating file tmp_book.bin from games in games.pgn\n"
               "\nwriting book file ...\ngames= 7, nmoves= 5\nbook contains 2 moves\ndone\n");
     EXPECT_EQ(status, 0);
@@ -225,22 +228,27 @@ TEST_F(BookBuild, progress_and_totals_are_printed) {
 }
 
 TEST_F(BookBuild, files_that_cannot_be_read_or_written) {
-    int status = 1;
-    EXPECT_EQ(build_from("missing.pgn", &status), "");
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(build_from("missing.pgn"), "");
+    EXPECT_EQ(errors, "can't read missing.pgn: No such file or directory\n");
+    EXPECT_EQ(status, 1);
     EXPECT_FALSE(std::filesystem::exists(BUILT_BOOK));
 
     const std::string games = times(5, game("1-0", "1. e4"));
     write_file(BUILT_BOOK, games);
-    EXPECT_EQ(build_from("./tmp_book.bin", &status), "tmp_book.bin is the input file\n");
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(build_from("./tmp_book.bin"), "");
+    EXPECT_EQ(errors, "tmp_book.bin is input and output\n");
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(build_from("."), " Creating file tmp_book.bin from games in .\n");
+    EXPECT_EQ(errors, "can't read .: Is a directory\n");
+    EXPECT_EQ(status, 1);
     EXPECT_EQ(bytes_of_book(), games) << "the games were overwritten";
 
     std::filesystem::remove(BUILT_BOOK);
     std::filesystem::create_directories(std::string(BUILT_BOOK) + "/in the way");
-    EXPECT_EQ(build(games, &status),
-              " Creating file tmp_book.bin from games in games.pgn\n\nwriting book file ...can't write tmp_book.bin\n"
+    EXPECT_EQ(build(games),
+              " Creating file tmp_book.bin from games in games.pgn\n\nwriting book file ..."
               "\ngames= 5, nmoves= 1\nbook contains 0 moves\ndone\n");
+    EXPECT_EQ(errors, "can't create tmp_book.bin: Is a directory\n");
     EXPECT_EQ(status, -1);
 }
 

@@ -9,9 +9,11 @@ import os
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 try:
     import chess
@@ -29,10 +31,10 @@ TIMEOUT = 60 * float(os.environ.get("TARN_PATIENCE", "1"))
 PGN_EXTRACT = shutil.which("pgn-extract", path=os.environ.get("PATH", "") + ":/usr/games")
 
 
-def tarn(folder, *arguments, text=""):
-    done = subprocess.run([PROGRAM, *arguments], input=text.encode(), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+def tarn(folder, *arguments, status=0):
+    done = subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           cwd=folder, timeout=TIMEOUT)
-    check(done.returncode == 0, f"{arguments}: exit status {done.returncode}, {done.stderr[-200:]}")
+    check(done.returncode == status, f"{arguments}: exit status {done.returncode}, {done.stderr[-200:]}")
     return done.stdout.decode("latin-1").split("\n")
 
 
@@ -97,10 +99,47 @@ def scan_needs_both_file_names():
     with tempfile.TemporaryDirectory() as folder:
         source = os.path.join(GAMES, "kasparov-deep-blue-1997.pgn")
         for arguments in (("-o", "out.txt"), ("-o", "")):
-            lines = tarn(folder, "-scan_pgn", source, *arguments)
+            lines = tarn(folder, "-scan_pgn", source, *arguments, status=1)
             check(not any("read" in line for line in lines) and os.listdir(folder) == [], f"{arguments}: {lines[-3:]}")
         lines = tarn(folder, "x-scan_pgnx", source, "-o", "out.epd")
         check(lines[-3:] == ["read 6 games", "", ""], f"{lines[-3:]}")
+
+
+def long_runs_end_whole():
+    """Interrupts and a full disk: a scan leaves whole lines, a book being built leaves the old one alone."""
+    with tempfile.TemporaryDirectory() as folder:
+        with open(os.path.join(GAMES, "kasparov-deep-blue-1997.pgn"), "rb") as file:
+            games = file.read() + b"\n"
+        with open(os.path.join(folder, "many.pgn"), "wb") as file:
+            file.write(games * 4000)
+        with open(os.path.join(folder, "tmp_book.bin"), "wb") as file:
+            file.write(b"old book")
+        output = os.path.join(folder, "out.epd")
+        for arguments in (("-scan_pgn", "many.pgn", "-o", "out.epd"), ("-mkbook", "many.pgn")):
+            process = subprocess.Popen([PROGRAM, *arguments], cwd=folder, stdin=subprocess.DEVNULL,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            deadline = time.monotonic() + TIMEOUT
+            if arguments[0] == "-mkbook":
+                while not process.stdout.readline().startswith(b" Creating"):
+                    check(time.monotonic() < deadline and process.poll() is None, "the builder does not begin")
+            while arguments[0] == "-scan_pgn" and (not os.path.exists(output) or os.path.getsize(output) == 0):
+                check(time.monotonic() < deadline and process.poll() is None, "nothing was written")
+                time.sleep(0.01)
+            process.send_signal(signal.SIGINT)
+            errors = process.communicate(timeout=TIMEOUT)[1].decode()
+            check(process.returncode == 1 and re.fullmatch(r"interrupted after \d+ games\n", errors),
+                  f"{arguments}: status {process.returncode}, {errors!r}")
+        with open(output, encoding="ascii") as file:
+            lines = file.read().split("\n")
+        check(lines[-2:] == ["", ""] and all(re.search(r" gr [01]\.[05];$", line) for line in lines[:-2]), "a torn line")
+        with open(os.path.join(folder, "tmp_book.bin"), "rb") as file:
+            check(file.read() == b"old book", "the old book is gone")
+        if os.path.exists("/dev/full"):
+            os.symlink("/dev/full", os.path.join(folder, "full.epd"))
+            done = subprocess.run([PROGRAM, "-scan_pgn", "many.pgn", "-o", "full.epd"], cwd=folder, timeout=TIMEOUT,
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            check(done.returncode == 255 and b"No space left" in done.stderr and b"read " not in done.stdout,
+                  f"full disk: {done.returncode}, {done.stderr}")
 
 
 # --- Saving and loading --------------------------------------------------------------------------------------
@@ -230,7 +269,7 @@ def games_against_the_console_are_saved_and_read_back():
             console.process.wait()
 
 
-TESTS = [scanned_positions_are_those_of_an_independent_reader, scan_needs_both_file_names,
+TESTS = [scanned_positions_are_those_of_an_independent_reader, scan_needs_both_file_names, long_runs_end_whole,
          games_against_the_console_are_saved_and_read_back]
 
 

@@ -73,7 +73,7 @@ TEST_F(Console, positions_and_the_mirror) {
     EXPECT_EQ(fen(), "r3k3/8/8/8/8/8/P7/R3K2R w - -");
 
     write_file("test.epd",
-               "; 8/8/8/8/8/8/8/8 w - - id \"a1\";\n"
+               "\xEF\xBB\xBF; 8/8/8/8/8/8/8/8 w - - id \"a1\";\n"
                "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"a1\";\r\n"
                "4k3/4p3/8/8/8/8/8/4K3 b - - bm e5; id \"a2\";\n");
     EXPECT_EQ(first_line("get a1"), "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"a1\";");

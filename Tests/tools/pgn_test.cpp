@@ -69,7 +69,9 @@ protected:
         std::snprintf(settings.pgn_file, sizeof settings.pgn_file, "%s", input.c_str());
         std::snprintf(settings.output_file, sizeof settings.output_file, "%s", epd.c_str());
         testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
         const int status = scan_pgn(board);
+        errors = testing::internal::GetCapturedStderr();
         output = testing::internal::GetCapturedStdout();
         written = text_of_file(epd);
         return status;
@@ -79,6 +81,7 @@ protected:
     Position board{};
     std::filesystem::path folder;
     std::string output;
+    std::string errors;
     std::string written;
 };
 
@@ -334,27 +337,31 @@ TEST_F(Pgn, files_are_cut_into_games) {
 
 TEST_F(Pgn, files_that_are_not_scanned) {
     const std::string epd = (folder / "out.epd").string();
+    const std::string both = (folder / "both.pgn.epd").string();
     const struct {
         std::string input, output;
         int status;
-        std::string message;
+        const char* error;
     } cases[] = {
-        {data_file("pgn/nasty.pgn"), (folder / "out.txt").string(), 0, ""},
-        {data_file("polyglot/keys.tsv"), epd, 0, ""},
-        {(folder / "missing.pgn").string(), epd, 0, ""},
-        {data_file("pgn/nasty.pgn"), (folder / "no folder" / "out.epd").string(), -1,
-         "can't create " + (folder / "no folder" / "out.epd").string() + "\n"},
+        {data_file("pgn/nasty.pgn"), (folder / "out.txt").string(), 1, "needs .epd"},
+        {data_file("polyglot/keys.tsv"), epd, 1, "needs .pgn"},
+        {(folder / "missing.pgn").string(), epd, 1, "No such file"},
+        {data_file("pgn/nasty.pgn"), (folder / "no folder" / "out.epd").string(), -1, "can't create"},
+        {both, both, 1, "is input and output"},
     };
+    std::ofstream(both) << "[Event \"?\"]\n\n1. e4\n";
     for (const auto& c : cases) {
         EXPECT_EQ(scan_files(c.input, c.output), c.status) << c.input;
-        EXPECT_EQ(output, c.message);
-        EXPECT_FALSE(std::filesystem::exists(c.output));
+        EXPECT_EQ(output, "");
+        EXPECT_NE(errors.find(c.error), std::string::npos) << errors;
+        EXPECT_EQ(std::filesystem::exists(c.output), c.output == both);
     }
-    const std::string both = (folder / "both.pgn.epd").string();
-    std::ofstream(both) << "[Event \"?\"]\n\n1. e4\n";
-    EXPECT_EQ(scan_files(both, both), -1);
-    EXPECT_EQ(output, both + " is the input file\n");
     EXPECT_EQ(written, "[Event \"?\"]\n\n1. e4\n");
+
+    const std::string directory = (folder / "directory.pgn").string();
+    std::filesystem::create_directory(directory);
+    EXPECT_EQ(scan_files(directory, epd), 1);
+    EXPECT_EQ(errors, "can't read " + directory + ": Is a directory\n");
 }
 
 // Whatever is damaged, the scan ends, what it writes are positions with their labels, and a good game behind the

@@ -1,5 +1,5 @@
-// File names of the tools.
-#include "tools/tool_files.h"
+// The words of refusals.
+#include "platform/file_reports.h"
 
 #include "platform/file_ops.h"
 
@@ -23,7 +23,7 @@ int report_unreadable(const char* name, int error) {
     return 1;
 }
 
-int report_interrupted(std::size_t positions) {
-    std::fprintf(stderr, "interrupted after %zu positions\n", positions);
+int report_interrupted(std::size_t done, const char* what) {
+    std::fprintf(stderr, "interrupted after %zu %s\n", done, what);
     return 1;
 }

@@ -1,4 +1,4 @@
-// How the tools name their files and refuse unsuitable ones: one line on the error stream each.
+// Files that a tool cannot use: each is refused with one line on the error stream and ends the tool with exit status 1.
 #pragma once
 
 #include <cstddef>
@@ -12,4 +12,4 @@ bool is_other_file(const std::string& input_name, const std::string& output_name
 
 // Report why a tool ends early, and return its exit status 1.
 int report_unreadable(const char* name, int error);
-int report_interrupted(std::size_t positions);
+int report_interrupted(std::size_t done, const char* what = "positions");

@@ -1,5 +1,5 @@
 // Output in large writes that end where an item ends.
-#include "tools/output_file.h"
+#include "platform/output_file.h"
 
 #include "platform/file_ops.h"
 
