@@ -201,6 +201,8 @@ def failed_writes_are_never_announced(folder):
     uncreated = folder / "uncreated"
     uncreated.mkdir()
     (uncreated / "tmp__5.bin").mkdir()
+    (folder / "quiet.epd").write_text(f"{chess.STARTING_FEN} gr 1.0;\n" * 2)
+    (folder / "m_full.epd").symlink_to("/dev/full")
     limit = [(resource.RLIMIT_FSIZE, 70_001)]
     cases = [
         (("-epd2bin", "full.epd"), folder, (), "can't write full.bin: No space left on device\n"),
@@ -210,6 +212,10 @@ def failed_writes_are_never_announced(folder):
         (("-bin2epd", "b_limited.bin"), folder, limit, "can't write b_limited.epd: File too large\n"),
         (("-gentraindata", "../b_full.bin", "1"), split, (), "can't write tmp__5.bin: No space left on device\n"),
         (("-gentraindata", "../b_full.bin", "1"), uncreated, (), "can't create tmp__5.bin: Is a directory\n"),
+        (("-mktraindata", "quiet.epd", "-o", "m_full.epd", "-d", "2"), folder, (),
+         "can't write m_full.epd: No space left on device\n"),
+        (("-mktraindata", "quiet.epd", "-o", "none/m.epd", "-d", "2"), folder, (),
+         "can't create none/m.epd: No such file or directory\n"),
     ]
     for arguments, where, limits, fault in cases:
         output, errors, status = run(*arguments, folder=where, limits=limits)
@@ -240,6 +246,12 @@ def inputs_are_never_destroyed(folder):
                       ("-mktraindata", "none.epd", "-d", "1"), ("-prune_nn", "none.bin"), ("-prune_nn",)):
         output, errors, status = run(*arguments, folder=folder)
         check("No such file" in errors and errors.count("\n") == 1 and status == 1, (arguments, errors, status))
+    for arguments, fault in ((("-epd2bin", "b.bin"), "needs .epd"), (("-bin2epd", "a.epd"), "needs .bin"),
+                             (("-gentraindata", "a.epd", "1"), "a training file has .bin in its name"),
+                             (("-mktraindata", "b.bin", "-d", "1"), "needs .epd"),
+                             (("-mktraindata", "a.epd", "-o", "b.bin", "-d", "1"), "needs .epd")):
+        output, errors, status = run(*arguments, folder=folder)
+        check(errors.endswith(f"{fault}\n") and errors.count("\n") == 1 and status == 1, (arguments, errors, status))
     check({p.name for p in folder.iterdir()} == {"a.epd", "a.bin", "b.bin", "b.epd", "tmp__2.bin", "pruned.bin"},
           "files appeared")
 

@@ -300,14 +300,3 @@ TEST_F(Console, load_plays_the_first_game_with_the_tag) {
     EXPECT_NE(run("undo").find("rnbqkbnr/ppp1pppp/8/3p4/2PP4/8/PP2PPPP/RNBQKBNR b KQkq c3"), std::string::npos);
     EXPECT_EQ(first_line("]"), "2... move e7e6");
 }
-
-TEST_F(Console, a_saved_game_is_loaded_again) {
-    for (const char* move : {"f4", "e5", "fxe5", "Nc6", "Nf3", "d6", "exd6", "Bxd6", "g3", "Nf6", "Bg2", "O-O", "O-O"})
-        run(move);
-    const std::string before = fen();
-    run("save");
-    run("new");
-    run("load tmp.pgn Unknown");
-    EXPECT_EQ(fen(), before);
-    EXPECT_EQ(game_record->game.game_ply, 13);
-}

@@ -208,18 +208,6 @@ TEST_F(EpdAnalysis, shows_positions_and_answers_when_not_silent) {
     EXPECT_EQ(found, (std::vector<std::string>{"pos= 1", "move", "pos= 2", "move"}));
 }
 
-TEST_F(EpdAnalysis, shallow_runs_do_without_the_table) {
-    const std::string input = write("in.epd", std::string(ONLY_MOVE) + "\n");
-    settings.depth_limit = 4;
-    analyse(input);
-    EXPECT_EQ(search_control.hash_enabled, 1);
-    settings.depth_limit = 3;
-    analyse(input);
-    EXPECT_EQ(search_control.hash_enabled, 0);
-    EXPECT_EQ(settings.calibration_nps, 10'000'000.0f);
-    EXPECT_EQ(settings.max_elo, 4000.0f);
-}
-
 TEST_F(EpdAnalysis, every_position_meets_an_empty_table) {
     settings.depth_limit = 6;
     settings.noise = 5000;
@@ -336,15 +324,4 @@ TEST_F(EpdAnalysis, runs_that_cannot_work_lose_no_file) {
     settings.output_file[0] = '\0';
     EXPECT_EQ(analyse("in.epd").status, 0);
     EXPECT_EQ(read("analysis.epd"), std::string(MATE_IN_ONE) + " bm a1a8; ce 9998;\n");
-}
-
-TEST_F(EpdAnalysis, full_disk_ends_the_run_with_a_message) {
-    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
-    write("in.epd", std::string(MATE_IN_ONE) + " bm Ra8;\n" + MATE_IN_ONE + " bm Ra8;\n");
-    copy_text(settings.output_file, "/dev/full");
-    const Run run = analyse("in.epd");
-    EXPECT_EQ(run.status, -1);
-    EXPECT_NE(run.errors.find("/dev/full"), std::string::npos) << run.errors;
-    ASSERT_GE(run.printed.size(), 2u);
-    EXPECT_EQ(run.printed[1], "0 / 0 correct best moves") << "counts a position that was not written";
 }

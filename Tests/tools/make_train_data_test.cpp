@@ -134,31 +134,4 @@ TEST_F(TrainingLines, come_from_positions_that_can_be_searched) {
     EXPECT_EQ(settings.depth_limit, 2) << "the settling search must not keep its depth";
 }
 
-TEST_F(TrainingLines, are_not_written_over_their_input_or_into_nothing) {
-    const std::string line = std::string(START_FEN) + " gr 1.0;\n";
-    write("in.epd", line + line);
-    std::filesystem::create_symlink("in.epd", path("link.epd"));
-    std::filesystem::create_symlink("/dev/full", path("full.epd"));
-    settings.depth_limit = 1;
-    const struct {
-        const char *input, *output;
-        int status;
-        const char* error;
-    } cases[] = {
-        {"in.txt", "out.epd", 1, "needs .epd"},         {"in.epd", "out.txt", 1, "needs .epd"},
-        {"in.epd", "in.epd", 1, "is input and output"}, {"in.epd", "link.epd", 1, "is input and output"},
-        {"no.epd", "out.epd", 1, "No such file"},       {"in.epd", "no/out.epd", -1, "can't create"},
-        {"in.epd", "full.epd", -1, "No space left"},
-    };
-    for (const auto& c : cases) {
-        const std::string error = errors([&] {
-            printed([&] { EXPECT_EQ(make_train_data(c.input, c.output), c.status) << c.input << " " << c.output; });
-        });
-        EXPECT_NE(error.find(c.error), std::string::npos) << error;
-        EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
-    }
-    EXPECT_EQ(read("in.epd"), line + line);
-    EXPECT_FALSE(std::filesystem::exists(path("out.epd")));
-}
-
 }  // namespace

@@ -1,7 +1,7 @@
 // The files of the tools: lines as they lie in blocks, output that fails, memory that grows.
 #include "platform/file_reports.h"
-#include "tools/line_reader.h"
 #include "platform/output_file.h"
+#include "tools/line_reader.h"
 #include "tools/training_file.h"
 
 #include "search/engine_fixture.h"
