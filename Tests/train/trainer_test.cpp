@@ -2,6 +2,9 @@
 #include "tools/train/training_run.h"
 #include "train_fixture.h"
 
+#include <sstream>
+#include <string>
+
 namespace {
 
 using TrainerTest = TrainFixture;
@@ -63,14 +66,21 @@ TEST_F(TrainerTest, a_resumed_run_equals_an_uninterrupted_one_bit_for_bit) {
     const TrainingPlan parts = small_plan(path("parts.nn"), 3);
     TrainingState state;
     ASSERT_EQ("", start_state(parts, TrainingStart::RANDOM, set, state));
-    for (const int stop_after : {2, 3, 100}) {  // within the first epoch, within the second, never
+    const int at_the_end = 0;
+    for (const int stop_after : {2, 3, at_the_end, 100}) {  // within the first epoch, the second, at its end, never
         int steps = 0;
-        ASSERT_TRUE(train_epochs(parts, set, state, team, [&] { return ++steps == stop_after; }));
+        ASSERT_TRUE(train_epochs(parts, set, state, team, [&] {
+            return stop_after == at_the_end ? state.epoch_step == 0 : ++steps == stop_after;
+        }));
         state = TrainingState();
         ASSERT_EQ("", start_state(parts, TrainingStart::CHECKPOINT, set, state));
     }
-    testing::internal::GetCapturedStdout();
+    std::istringstream printed(testing::internal::GetCapturedStdout());
     testing::internal::GetCapturedStderr();
+    int stops = 0;
+    for (std::string line; std::getline(printed, line);)
+        stops += line == "stopped; " + path("parts.nn.checkpoint") + " written";
+    EXPECT_EQ(3, stops);
     EXPECT_EQ(3, state.epoch);
     EXPECT_EQ(expected.step, state.step);
     EXPECT_TRUE(same_values(expected.model.parameter, state.model.parameter));

@@ -3,11 +3,11 @@
 
 #include "frontend/output.h"
 #include "frontend/settings.h"
+#include "platform/interrupts.h"
 #include "tools/train/training_plan.h"
 #include "tools/train/training_run.h"
 #include "tools/train/training_set.h"
 
-#include <csignal>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -17,12 +17,6 @@
 namespace {
 
 constexpr std::size_t LEAST_HELD_OUT = 10000;
-
-volatile std::sig_atomic_t interrupted = 0;
-
-void note_interrupt(int) {
-    interrupted = 1;
-}
 
 // The file is the data or a recipe; the command line's own values come last.
 std::string make_plan(const TrainingRequest& request, TrainingPlan& plan) {
@@ -77,6 +71,7 @@ int run_training(const TrainingRequest& request) {
         print_line(fault);
         return 1;
     }
-    std::signal(SIGINT, note_interrupt);
-    return train_epochs(plan, set, state, team, [] { return interrupted != 0; }) ? 0 : 1;
+    catch_interrupts();
+    const bool written = train_epochs(plan, set, state, team, interrupted);
+    return written && state.epoch >= plan.epochs ? 0 : 1;
 }

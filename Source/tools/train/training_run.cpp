@@ -117,6 +117,10 @@ std::string quantisation_line(const TrainingPlan& plan, const TrainingState& sta
                        error.most, error.positions);
 }
 
+void say_stopped(const TrainingPlan& plan) {
+    print_format("stopped; %s written", checkpoint_name(plan).c_str());
+}
+
 // Network, checkpoint and report of the epoch that has just ended.
 bool finish_epoch(const TrainingPlan& plan, const TrainingSet& set, const TrainingState& state, Workspace& work,
                   ThreadTeam& team) {
@@ -206,14 +210,21 @@ bool train_epochs(const TrainingPlan& plan, const TrainingSet& set, TrainingStat
             }
             if (!last && stop()) {
                 const bool written = write_checkpoint(checkpoint_name(plan), identity_of(plan, set), state);
-                print_format(written ? "stopped; %s written" : "can't write %s", checkpoint_name(plan).c_str());
+                if (written) {
+                    say_stopped(plan);
+                } else {
+                    print_format("can't write %s", checkpoint_name(plan).c_str());
+                }
                 return written;
             }
         }
         state.epoch_step = 0;
         ++state.epoch;
         if (!finish_epoch(plan, set, state, work, team)) return false;
-        if (stop()) break;
+        if (state.epoch < plan.epochs && stop()) {
+            say_stopped(plan);
+            break;
+        }
     }
     return true;
 }
