@@ -572,6 +572,7 @@ def main():
     trace = open(args.trace, "w", encoding="utf-8") if args.trace else None
     match = Match(players, openings, rules, args.games, args.concurrency, trace)
     report = Report(players, args.games, args.sprt)
+    signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell starts background jobs with it ignored
     signal.signal(signal.SIGTERM, lambda *_: signal.raise_signal(signal.SIGINT))
     failed = False
     try:
