@@ -48,8 +48,9 @@ MoveStatistics* find_statistics(StatisticsTable& table, std::uint64_t key, Move 
 
 std::span<MoveStatistics> sort_statistics(StatisticsTable& table) {
     const std::span<MoveStatistics> slots(table.slots.get(), table.capacity);
-    const auto empty = std::ranges::partition(slots, [](const MoveStatistics& s) { return s.move != NULL_MOVE; });
-    const std::span<MoveStatistics> used = slots.first(slots.size() - empty.size());
+    const auto is_used = [](const MoveStatistics& s) { return s.move != NULL_MOVE; };
+    const auto empty = std::partition(slots.begin(), slots.end(), is_used);
+    const std::span<MoveStatistics> used = slots.first(static_cast<std::size_t>(empty - slots.begin()));
     std::ranges::sort(used, {}, [](const MoveStatistics& s) { return std::tuple(s.key, s.move); });
     return used;
 }
