@@ -102,6 +102,18 @@ void gen_probe_captures(const ProbePosition& position, ProbeMoveList& list) {
     }
 }
 
+void gen_probe_pawn_advances(const ProbePosition& position, ProbeMoveList& list) {
+    Bitboard pawns = position.types[PAWN] & position.colours[position.side] & ~LAST_RANKS;
+    while (pawns != 0) {
+        const int from = pop_lsb(pawns);
+        add_pawn_moves(list, from, pawn_advances(position, from));
+    }
+}
+
+void gen_probe_piece_quiets(const ProbePosition& position, ProbeMoveList& list) {
+    gen_piece_moves(position, ~occupied(position), list);
+}
+
 void gen_probe_moves(const ProbePosition& position, ProbeMoveList& list) {
     gen_piece_moves(position, ~position.colours[position.side], list);
     Bitboard pawns = position.types[PAWN] & position.colours[position.side] & ~LAST_RANKS;

@@ -36,8 +36,13 @@ struct ProbeMoveList {
 
 ProbePosition make_probe_position(const Position& position);
 
-// Pseudo-legal captures, en passant and capturing promotions included; or all pseudo-legal moves.
+// Pseudo-legal moves by what they do to the fifty-move counter. Captures (en passant and capturing promotions
+// included) and pawn advances (other promotions included) reset it, the other moves of pieces do not.
 void gen_probe_captures(const ProbePosition& position, ProbeMoveList& list);
+void gen_probe_pawn_advances(const ProbePosition& position, ProbeMoveList& list);
+void gen_probe_piece_quiets(const ProbePosition& position, ProbeMoveList& list);
+
+// All three; the order of this list decides between equal moves at the root.
 void gen_probe_moves(const ProbePosition& position, ProbeMoveList& list);
 
 bool is_probe_en_passant(const ProbePosition& position, ProbeMove move);

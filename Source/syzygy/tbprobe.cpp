@@ -66,13 +66,38 @@ bool is_zeroing(const ProbePosition& position, ProbeMove move) {
     return is_probe_pawn_move(position, move) || is_probe_capture(position, move);
 }
 
+constexpr int NO_CAPTURE = -3;
+
+// What the legal captures of a position are worth to its side to move.
+struct CaptureValues {
+    int plain = NO_CAPTURE;
+    int en_passant = NO_CAPTURE;  // counted only if it was better than the captures before it
+};
+
+// Stops at a win: no capture can be better. On failure `success` says so.
+CaptureValues probe_own_captures(const ProbePosition& position, int& success) {
+    CaptureValues best;
+    ProbeMoveList captures;
+    gen_probe_captures(position, captures);
+    ProbePosition child;
+    for (const ProbeMove move : captures) {
+        if (!play_probe_move(position, move, child)) continue;
+        const int value = -probe_captures(child, -2, -best.plain, success);
+        if (success == PROBE_FAILED) return best;
+        if (value <= best.plain) continue;
+        int& kind = is_probe_en_passant(position, move) ? best.en_passant : best.plain;
+        kind = std::max(kind, value);
+        if (value == 2) break;
+    }
+    return best;
+}
+
 // True if a pawn move that captures nothing keeps the win; fails with its probes.
-bool pawn_move_keeps(const ProbePosition& position, int wdl, int& success) {
+bool pawn_advance_keeps(const ProbePosition& position, int wdl, int& success) {
     ProbeMoveList moves;
-    gen_probe_moves(position, moves);
+    gen_probe_pawn_advances(position, moves);
     ProbePosition child;
     for (const ProbeMove move : moves) {
-        if (!is_probe_pawn_move(position, move) || is_probe_capture(position, move)) continue;
         if (!play_probe_move(position, move, child)) continue;
         const int value = -probe_wdl(child, success);
         if (success == PROBE_FAILED) return false;
@@ -81,17 +106,47 @@ bool pawn_move_keeps(const ProbePosition& position, int wdl, int& success) {
     return false;
 }
 
+int dtz_by_search(const ProbePosition& position, int wdl, int& success);
+
+// Distance to zeroing of a position whose value, not 0, is known, and which no capture brings about.
+int dtz_without_captures(const ProbePosition& position, int wdl, int& success) {
+    success = PROBE_FROM_TABLE;
+    if (wdl > 0) {
+        const bool advance_wins = pawn_advance_keeps(position, wdl, success);
+        if (success == PROBE_FAILED) return 0;
+        if (advance_wins) return zeroing_dtz(wdl);
+        success = PROBE_FROM_TABLE;
+    }
+    const int plies = probe_table(position, wdl, success, true);
+    if (success == PROBE_FAILED) return 0;
+    if (success == PROBE_OTHER_SIDE) {
+        success = PROBE_FROM_TABLE;
+        return dtz_by_search(position, wdl, success);
+    }
+    return (wdl > 0 ? plies : -plies) + zeroing_dtz(wdl);
+}
+
+// probe_dtz of a position known to be won: what its captures lead to settles whether one of them wins, and the
+// position's own value need not be read again.
+int won_dtz(const ProbePosition& position, int& success) {
+    success = PROBE_FROM_TABLE;
+    const CaptureValues captures = probe_own_captures(position, success);
+    if (success == PROBE_FAILED) return 0;
+    if (std::max(captures.plain, captures.en_passant) == 2) return zeroing_dtz(2);
+    return dtz_without_captures(position, 2, success);
+}
+
 // The table holds the other side to move: takes the best of the children. Zeroing moves need no look, those that
 // win were found before, and losing ones are what the search starts from.
 int dtz_by_search(const ProbePosition& position, int wdl, int& success) {
     constexpr int NONE = std::numeric_limits<int>::max();
     int best = wdl > 0 ? NONE : zeroing_dtz(wdl);
     ProbeMoveList moves;
-    gen_probe_moves(position, moves);
+    gen_probe_piece_quiets(position, moves);
     ProbePosition child;
     for (const ProbeMove move : moves) {
-        if (is_zeroing(position, move) || !play_probe_move(position, move, child)) continue;
-        const int value = probe_dtz(child, success);
+        if (!play_probe_move(position, move, child)) continue;
+        const int value = wdl == -2 ? won_dtz(child, success) : probe_dtz(child, success);
         if (success == PROBE_FAILED) return 0;
         if (wdl < 0) {
             best = std::min(best, -value - 1);
@@ -157,27 +212,12 @@ int probe_table(const ProbePosition& position, int wdl, int& success, bool dtz) 
 }
 
 int probe_wdl(const ProbePosition& position, int& success) {
-    constexpr int NONE = -3;
     success = PROBE_FROM_TABLE;
-    int best_capture = NONE;
-    int best_en_passant = NONE;
-    ProbeMoveList captures;
-    gen_probe_captures(position, captures);
-    ProbePosition child;
-    for (const ProbeMove move : captures) {
-        if (!play_probe_move(position, move, child)) continue;
-        const int value = -probe_captures(child, -2, -best_capture, success);
-        if (success == PROBE_FAILED) return 0;
-        if (value <= best_capture) continue;
-        if (value == 2) {
-            success = PROBE_FROM_CAPTURE;
-            return 2;
-        }
-        if (is_probe_en_passant(position, move)) {
-            best_en_passant = std::max(best_en_passant, value);
-        } else {
-            best_capture = value;
-        }
+    auto [best_capture, best_en_passant] = probe_own_captures(position, success);
+    if (success == PROBE_FAILED) return 0;
+    if (best_capture == 2 || best_en_passant == 2) {
+        success = PROBE_FROM_CAPTURE;
+        return 2;
     }
 
     // The table knows neither en passant nor, necessarily, positions in which a capture is best.
@@ -195,7 +235,8 @@ int probe_wdl(const ProbePosition& position, int& success) {
         return best_capture;
     }
     // Stalemate for the table, but en passant is a move, and then forced.
-    if (best_en_passant > NONE && value == 0 && !has_other_move_than_en_passant(position) && !in_check(position)) {
+    if (best_en_passant > NO_CAPTURE && value == 0 && !has_other_move_than_en_passant(position) &&
+        !in_check(position)) {
         success = PROBE_FROM_CAPTURE;
         return best_en_passant;
     }
@@ -206,19 +247,7 @@ int probe_dtz(const ProbePosition& position, int& success) {
     const int wdl = probe_wdl(position, success);
     if (success == PROBE_FAILED || wdl == 0) return 0;
     if (success == PROBE_FROM_CAPTURE) return zeroing_dtz(wdl);
-    if (wdl > 0) {
-        const bool pawn_move_wins = pawn_move_keeps(position, wdl, success);
-        if (success == PROBE_FAILED) return 0;
-        if (pawn_move_wins) return zeroing_dtz(wdl);
-    }
-    success = PROBE_FROM_TABLE;
-    const int plies = probe_table(position, wdl, success, true);
-    if (success == PROBE_FAILED) return 0;
-    if (success == PROBE_OTHER_SIDE) {
-        success = PROBE_FROM_TABLE;
-        return dtz_by_search(position, wdl, success);
-    }
-    return (wdl > 0 ? plies : -plies) + zeroing_dtz(wdl);
+    return dtz_without_captures(position, wdl, success);
 }
 
 int tb_probe_position(const Position& position) {
