@@ -19,10 +19,10 @@ struct EvalState {
     EvalCacheEntry cache[EVAL_CACHE_SIZE];
     NetworkState network;
     HceState hce;
-    std::uint32_t generation;   // evaluator generation that the cache entries belong to
-    std::int16_t ply;           // distance from the root of the position being evaluated
-    std::uint8_t root_side;     // side to move at the root of this search: contempt favours it
-    std::uint8_t no_contempt;   // set for static displays and tool searches
+    std::uint32_t generation;       // evaluator generation that the cache entries belong to
+    std::int16_t ply;               // distance from the root of the position being evaluated
+    std::uint8_t root_side;         // side to move at the root of this search: contempt favours it
+    std::uint8_t no_contempt;       // set for static displays and tool searches
     Relaxed<std::uint64_t> probes;  // evaluations asked for, this search
     Relaxed<std::uint64_t> hits;    // served from the cache
 };

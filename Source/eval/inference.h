@@ -19,10 +19,10 @@ struct AccumulatorCache {
 struct NetworkState {
     std::int16_t* accumulator;  // 2H activated values of the last evaluation; owned, 64-byte aligned
     AccumulatorCache cache;
-    std::int32_t hidden;        // width that the buffers were made for
-    std::uint32_t generation;   // network generation that the saved sums belong to
-    std::int16_t output_bucket;            // 0..4, of the last evaluation
-    const std::int16_t* output_row;        // the output row that was used
+    std::int32_t hidden;             // width that the buffers were made for
+    std::uint32_t generation;        // network generation that the saved sums belong to
+    std::int16_t output_bucket;      // 0..4, of the last evaluation
+    const std::int16_t* output_row;  // the output row that was used
 };
 
 // Centipawns for the side to move, -2500..2500, by the loaded network. `ply` is the distance from the root:

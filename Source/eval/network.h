@@ -11,21 +11,21 @@ struct Network {
     std::int16_t scale = 0;                // S: centipawns per unit of output
     std::int32_t king_buckets = 0;         // KB, after division by 768 where a total input count is given
     std::int32_t reserved1 = 0;
-    std::int32_t hidden = 0;               // H, width of one perspective
+    std::int32_t hidden = 0;  // H, width of one perspective
     std::int32_t reserved2 = 0;
     std::int32_t reserved3 = 0;
-    std::int32_t hidden2 = 0;              // 2H: length of one output row
+    std::int32_t hidden2 = 0;  // 2H: length of one output row
     std::int32_t reserved4 = 0;
     std::int32_t value_count = 0;
-    std::int32_t input_weight_count = 0;   // KB * 768 * H
-    std::int32_t output_weight_count = 0;  // 16 H
-    std::int32_t bias_count = 0;           // 2 H
-    std::int16_t* values = nullptr;        // owned; one large block
+    std::int32_t input_weight_count = 0;           // KB * 768 * H
+    std::int32_t output_weight_count = 0;          // 16 H
+    std::int32_t bias_count = 0;                   // 2 H
+    std::int16_t* values = nullptr;                // owned; one large block
     const std::int16_t* input_weights = nullptr;   // KB * 768 rows of H
     const std::int16_t* output_weights = nullptr;  // 8 rows of 2H; rows 0-4 are used
     const std::int16_t* biases = nullptr;          // H for White's perspective, H for Black's
-    bool complete = false;                 // every value was read; otherwise nothing may evaluate with it
-    std::uint32_t generation = 0;          // counts loads, so that per-thread state and caches notice a change
+    bool complete = false;                         // every value was read; otherwise nothing may evaluate with it
+    std::uint32_t generation = 0;                  // counts loads, so that per-thread state and caches notice a change
 };
 
 extern Network network;

@@ -14,18 +14,18 @@ namespace {
 enum : int {
     STAGE_HASH_MOVE = 0,
     STAGE_TACTICAL = 1,
-    STAGE_QUIESCENCE = 2,    // captures by victim and attacker
+    STAGE_QUIESCENCE = 2,  // captures by victim and attacker
     STAGE_QUIET_CHECKS = 3,
     STAGE_GOOD_TACTICAL = 4,
     STAGE_QUIET = 5,
-    STAGE_BY_SCORE = 6,      // bad tactical and quiet moves together
-    STAGE_IN_ORDER = 7,      // the rest as it stands
+    STAGE_BY_SCORE = 6,  // bad tactical and quiet moves together
+    STAGE_IN_ORDER = 7,  // the rest as it stands
 };
 constexpr int STAGE_MASK = 15;
 
 constexpr int HASH_MOVE_SCORE = 255;
-constexpr int GOOD_SCORE = 150;        // tactical moves above this come before the quiet moves
-constexpr int UNSORTED_SCORE = 2;      // moves up to this are not worth sorting
+constexpr int GOOD_SCORE = 150;    // tactical moves above this come before the quiet moves
+constexpr int UNSORTED_SCORE = 2;  // moves up to this are not worth sorting
 constexpr int QUIET_CHECK_SCORE = 100;
 constexpr int GOOD_CAPTURE_SEE = -49;  // an exchange result from here on is a good capture
 
@@ -39,7 +39,9 @@ constexpr int HISTORY_SCORE = 80;  // ordering score of a full history
 
 constexpr Bitboard RANKS_3_TO_6 = 0x0000FFFFFFFF0000ULL;
 
-int memory_index(const MoveEntry& entry) { return entry.piece * 64 + move_to(entry.move); }
+int memory_index(const MoveEntry& entry) {
+    return entry.piece * 64 + move_to(entry.move);
+}
 
 void set_stage(StackEntry& entry, int stage) {
     entry.stage = static_cast<std::uint16_t>((entry.stage & ~STAGE_MASK) | stage);
@@ -80,8 +82,8 @@ void generate_tactical(SearchThread& thread, int ply, MoveEntry* list) {
     end = gen_pushes_to_seventh(position, position.side, end);
     end_list(thread.game, ply, end);
     for (MoveEntry* move = list; move != end; ++move) {
-        move->score = main_order ? static_cast<std::int16_t>(tactical_score(position, *move))
-                                 : capture_order_score(*move);
+        move->score =
+            main_order ? static_cast<std::int16_t>(tactical_score(position, *move)) : capture_order_score(*move);
     }
 }
 
@@ -169,8 +171,7 @@ MoveEntry* next_move(SearchThread& thread) {
                 }
                 set_stage(entry, STAGE_IN_ORDER);
                 break;
-            default:
-                return next->move == END_OF_LIST ? nullptr : game.current[ply] = next;
+            default: return next->move == END_OF_LIST ? nullptr : game.current[ply] = next;
         }
     }
 }

@@ -8,9 +8,9 @@
 #include "search/search_thread.h"
 #include "search/time_manager.h"
 
+#include <pthread.h>
 #include <algorithm>
 #include <cstdlib>
-#include <pthread.h>
 
 namespace {
 
@@ -19,9 +19,13 @@ constexpr std::size_t STACK_BYTES = 8 * 1024 * 1024;
 
 pthread_mutex_t shared_lock = PTHREAD_MUTEX_INITIALIZER;
 
-std::uint16_t think_flags() { return search_control.think_flags.load(); }
+std::uint16_t think_flags() {
+    return search_control.think_flags.load();
+}
 
-void mark_finished() { search_control.think_flags.fetch_or(THINK_FINISHED); }
+void mark_finished() {
+    search_control.think_flags.fetch_or(THINK_FINISHED);
+}
 
 bool create_thread(pthread_t& thread, int detach_state, void* (*entry)(void*), void* argument) {
     pthread_attr_t attributes;
@@ -103,8 +107,12 @@ void wait_for_search(InputPoller poll) {
 
 }  // namespace
 
-SharedLock::SharedLock() { pthread_mutex_lock(&shared_lock); }
-SharedLock::~SharedLock() { pthread_mutex_unlock(&shared_lock); }
+SharedLock::SharedLock() {
+    pthread_mutex_lock(&shared_lock);
+}
+SharedLock::~SharedLock() {
+    pthread_mutex_unlock(&shared_lock);
+}
 
 int prepare_thread(int index) {
     if (!search_threads[index]) return -1;
@@ -155,4 +163,6 @@ void start_search(std::uint16_t mode, bool detached, InputPoller poll) {
     refresh_elapsed();
 }
 
-void analysis_search() { start_search(THINK_TOOL, false, nullptr); }
+void analysis_search() {
+    start_search(THINK_TOOL, false, nullptr);
+}

@@ -24,9 +24,9 @@ namespace {
 
 constexpr int ROOT_PLY = 1;
 constexpr int MAX_WINDOWS = 20;
-constexpr int OPEN_WINDOW = 4000;         // window bounds beyond this are opened fully
-constexpr int REMOVED_SCORE = -10000;     // of root moves that spoil a tablebase result
-constexpr int TB_ROOT_SCORE = 9800;       // reported when a tablebase move is played without a search
+constexpr int OPEN_WINDOW = 4000;      // window bounds beyond this are opened fully
+constexpr int REMOVED_SCORE = -10000;  // of root moves that spoil a tablebase result
+constexpr int TB_ROOT_SCORE = 9800;    // reported when a tablebase move is played without a search
 constexpr int TB_RESULT_DEPTH = 99;
 constexpr int TB_ROOT_PROBE_DEPTH = 80;
 constexpr int DTZ_RULE50 = 10;            // half-move clock from which the root moves by distance to zeroing
@@ -34,9 +34,13 @@ constexpr int MAX_GAME_LENGTH = 883;      // the game stack must hold the game a
 constexpr float CURRMOVE_SECONDS = 3.5f;  // the move being searched is shown after that
 constexpr int FAST_TARGET_NPS = 2000;     // slower play scouts even at depth 1
 
-MoveEntry* root_list(SearchThread& thread) { return thread.game.list_start[ROOT_PLY]; }
+MoveEntry* root_list(SearchThread& thread) {
+    return thread.game.list_start[ROOT_PLY];
+}
 
-Move best_move(const SearchThread& thread) { return thread.root_line[1]; }
+Move best_move(const SearchThread& thread) {
+    return thread.root_line[1];
+}
 
 void set_root_line(SearchThread& thread, Move first, const Move* rest) {
     thread.root_line[1] = first;
@@ -119,8 +123,9 @@ void quiesce_root(SearchThread& thread) {
 // Removes the root moves that lose value against the tablebase result of the root.
 void filter_root_moves(SearchThread& thread, int root_result) {
     Position& position = thread.position;
-    std::string text = format_text("info string TB result is %s with moves: ",
-                                   root_result == 4 ? "WIN" : root_result == 0 ? "LOSS" : "DRAW");
+    std::string text = format_text("info string TB result is %s with moves: ", root_result == 4   ? "WIN"
+                                                                               : root_result == 0 ? "LOSS"
+                                                                                                  : "DRAW");
     for (MoveEntry* entry = root_list(thread); entry->move != END_OF_LIST; ++entry) {
         make_move(position, entry->move);
         const int child = tb_probe_search(position, TB_ROOT_PROBE_DEPTH);
@@ -246,8 +251,8 @@ int search_root_move(SearchThread& thread, MoveEntry& entry, int depth, int alph
                      int reduction, Move* child_line) {
     Position& position = thread.position;
     const int enemy = position.side ^ 1;
-    const bool full_window = thread.stack[ROOT_PLY].move_count == 0 ||
-                             (depth == 1 && search_control.target_nps > FAST_TARGET_NPS);
+    const bool full_window =
+        thread.stack[ROOT_PLY].move_count == 0 || (depth == 1 && search_control.target_nps > FAST_TARGET_NPS);
     make_move(position, entry.move);
     int score = 0;
     bool search_full = full_window;
@@ -457,7 +462,8 @@ LineText line_text(const Relaxed<Move>* line, int max_moves, bool wrap) {
     };
     int side = search_control.root_side;
     for (int i = 1; i <= max_moves && line[i] != NULL_MOVE; ++i) {
-        const bool new_line = wrap && (i - 1) % CONSOLE_MOVES_PER_LINE == 0 && (i - 1) / CONSOLE_MOVES_PER_LINE <= CONSOLE_WRAPS;
+        const bool new_line =
+            wrap && (i - 1) % CONSOLE_MOVES_PER_LINE == 0 && (i - 1) / CONSOLE_MOVES_PER_LINE <= CONSOLE_WRAPS;
         if (i > 1) append(new_line ? CONSOLE_INDENT : " ");
         append(move_to_text_raw(root, side, line[i]).c_str());
         side ^= 1;
@@ -526,14 +532,15 @@ void print_info(int thread_index, int multipv_index, int depth, int score, const
     const double nodes = static_cast<double>(search_control.nodes);
     if (settings.uci_mode) {
         const double nps = seconds + 0.002 > 0.02 ? nodes / (seconds + 0.002) : 0.0;
-        print_format("info %sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f tbhits %.0f hashfull %.0f pv %s",
-                     multipv_text(multipv_index).text, depth, search_control.seldepth - 1, score_text(score).text, seconds * 1000,
-                     nodes, nps, static_cast<double>(search_control.tb_hits), search_control.hash_fill * 1000.0,
-                     line_text(line, MAX_DEPTH, false).text);
+        print_format(
+            "info %sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f tbhits %.0f hashfull %.0f pv %s",
+            multipv_text(multipv_index).text, depth, search_control.seldepth - 1, score_text(score).text,
+            seconds * 1000, nodes, nps, static_cast<double>(search_control.tb_hits), search_control.hash_fill * 1000.0,
+            line_text(line, MAX_DEPTH, false).text);
     } else {
         const int max_moves = search_control.stop ? 32 : 8;
-        print_format("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_index, depth, multipv_index == 0 ? ' ' : '.', seconds,
-                     nodes / 1000, score, line_text(line, max_moves, true).text,
+        print_format("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_index, depth, multipv_index == 0 ? ' ' : '.',
+                     seconds, nodes / 1000, score, line_text(line, max_moves, true).text,
                      thread_index == 0 && multipv_index == settings.multipv ? "\n" : "");
     }
 }

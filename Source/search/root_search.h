@@ -14,7 +14,9 @@ void report_best(SearchThread& thread);
 void print_info(int thread_index, int multipv_index, int depth, int score, const Relaxed<Move>* line);
 
 // Text of a score in UCI form: "cp 12", "mate 3", "mate -2".
-struct ScoreText { char text[24]; };
+struct ScoreText {
+    char text[24];
+};
 ScoreText score_text(int score);
 
 // Adds up the counters of the threads into search_control.

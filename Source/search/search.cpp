@@ -16,13 +16,13 @@
 
 namespace {
 
-constexpr int MIN_HASH_DEPTH = -5;     // below this remaining depth the table is left alone
-constexpr int LAST_PLY = 79;           // deeper nodes are not searched
-constexpr int NO_DEPTH_LIMIT = 256;    // for tablebase probes below a tablebase position
-constexpr int TB_EVAL_BIAS = 4000;     // moves static scores of won and lost tablebase positions
-constexpr int NULL_MOVE_MARGIN = 14;   // the static score must exceed beta by more than this
-constexpr int IMPROVING_BONUS = 3;     // further late moves allowed when the static score rises
-constexpr int GOOD_SCORE = 150;        // ordering score above which a tactical move counts as good
+constexpr int MIN_HASH_DEPTH = -5;    // below this remaining depth the table is left alone
+constexpr int LAST_PLY = 79;          // deeper nodes are not searched
+constexpr int NO_DEPTH_LIMIT = 256;   // for tablebase probes below a tablebase position
+constexpr int TB_EVAL_BIAS = 4000;    // moves static scores of won and lost tablebase positions
+constexpr int NULL_MOVE_MARGIN = 14;  // the static score must exceed beta by more than this
+constexpr int IMPROVING_BONUS = 3;    // further late moves allowed when the static score rises
+constexpr int GOOD_SCORE = 150;       // ordering score above which a tactical move counts as good
 constexpr int MAX_LMR_INDEX = 30;
 constexpr std::uint64_t CLOCK_NODES = 256;  // nodes between two looks of the main thread at the clock
 
@@ -272,8 +272,8 @@ int search(SearchThread& thread, int side, int ply, int depth, int alpha, int be
     }
 
     const bool pieces_left = has_pieces(position, side);
-    bool try_null_move = depth >= NMP_depth && eval > beta + NULL_MOVE_MARGIN && !tt_fail_low &&
-                         node_type == NODE_CUT && pieces_left;
+    bool try_null_move =
+        depth >= NMP_depth && eval > beta + NULL_MOVE_MARGIN && !tt_fail_low && node_type == NODE_CUT && pieces_left;
 
     // Step 11. Static-evaluation pruning: far above beta near the horizon with nothing threatened. A threat
     // leaves the decision to the null move, at any depth.
@@ -364,8 +364,6 @@ int search_moves(SearchThread& thread, int side, int ply, int depth, int alpha, 
     }
 
     if (best_move == NULL_MOVE) best = in_check ? ply - MATE : 0;
-    if (depth >= MIN_HASH_DEPTH) {
-        hash_store(position, ply, depth, best_move, entry.eval, best, start_alpha, beta);
-    }
+    if (depth >= MIN_HASH_DEPTH) { hash_store(position, ply, depth, best_move, entry.eval, best, start_alpha, beta); }
     return best;
 }

@@ -9,7 +9,7 @@ constexpr int MARGIN_DEPTHS = 12;
 extern std::int16_t FP_margins[MARGIN_DEPTHS];   // futility razoring, by remaining depth, centipawns
 extern std::int16_t SEP_margins[MARGIN_DEPTHS];  // static-evaluation pruning
 extern int FP_depth, SEP_depth, NMP_depth, LMP_depth, LMR_depth;
-extern std::int8_t lmr_pv[32][32];      // late-move reduction in PV nodes, [depth][move count]
+extern std::int8_t lmr_pv[32][32];  // late-move reduction in PV nodes, [depth][move count]
 extern std::int8_t lmr_non_pv[32][32];
 
 void init_search_parameters();

@@ -18,9 +18,9 @@ enum : int { NODE_PV = 0, NODE_CUT = 1, NODE_ALL = -1 };
 // GameState::list_start and GameState::current.
 struct StackEntry {
     std::int16_t node_type;
-    std::int16_t depth;       // remaining depth after extensions
-    std::int16_t eval;        // static evaluation
-    std::int16_t alpha;       // lower bound that the move loop started with
+    std::int16_t depth;  // remaining depth after extensions
+    std::int16_t eval;   // static evaluation
+    std::int16_t alpha;  // lower bound that the move loop started with
     std::int16_t beta;
     std::uint16_t in_check;
     std::uint16_t move_class;  // move_flags of the move being searched
@@ -36,16 +36,16 @@ struct StackEntry {
 struct SearchThread {
     GameState game;
     StackEntry stack[PLY_RECORDS];
-    std::int32_t history[1024];       // by piece code * 64 + destination
-    Move counter_move[1024];          // by piece and destination of the previous move
+    std::int32_t history[1024];  // by piece code * 64 + destination
+    Move counter_move[1024];     // by piece and destination of the previous move
     Move counter_move2[1024];
-    Move followup_move[1024];         // by piece and destination of the move two plies back
+    Move followup_move[1024];  // by piece and destination of the move two plies back
     EvalState eval;
     Position position;
     Relaxed<Move> root_line[LINE_SIZE];  // best line by ply; [1] is the best move, [2] the expected reply
     std::uint8_t thread_index;           // 0: main search thread
     Relaxed<std::int8_t> iteration_depth;
-    Relaxed<std::uint8_t> root_state;    // ROOT_INSIDE, ROOT_FAILING_LOW, ROOT_FAILING_HIGH
+    Relaxed<std::uint8_t> root_state;  // ROOT_INSIDE, ROOT_FAILING_LOW, ROOT_FAILING_HIGH
     Relaxed<std::int8_t> result_depth;
     Relaxed<std::int8_t> seldepth;
     std::uint32_t rand_state;

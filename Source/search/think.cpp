@@ -21,7 +21,9 @@ constexpr std::uint16_t REQUEST_MASK = THINK_GO | THINK_GO_PONDER;
 constexpr int MAX_BOOK_RULE50 = 100;
 constexpr float QUICK_ANSWER_SECONDS = 0.006f;  // faster answers wait a moment: some interfaces lose them
 
-Position& game_position() { return game_record->position; }
+Position& game_position() {
+    return game_record->position;
+}
 
 void set_best_line(Move best) {
     search_control.best_line[1] = best;

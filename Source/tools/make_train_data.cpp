@@ -3,15 +3,15 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "frontend/words.h"
+#include "platform/file_reports.h"
 #include "platform/interrupts.h"
+#include "platform/output_file.h"
 #include "position/make_move.h"
 #include "search/parallel.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
 #include "tools/line_reader.h"
-#include "platform/output_file.h"
 #include "tools/progress.h"
-#include "platform/file_reports.h"
 #include "tools/training_data.h"
 
 #include <cerrno>

@@ -3,11 +3,11 @@
 
 #include "frontend/output.h"
 #include "frontend/settings.h"
-#include "platform/interrupts.h"
-#include "search/search_thread.h"
-#include "platform/output_file.h"
-#include "tools/progress.h"
 #include "platform/file_reports.h"
+#include "platform/interrupts.h"
+#include "platform/output_file.h"
+#include "search/search_thread.h"
+#include "tools/progress.h"
 #include "tools/training_file.h"
 
 #include <algorithm>

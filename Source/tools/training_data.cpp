@@ -4,12 +4,12 @@
 #include "frontend/output.h"
 #include "frontend/words.h"
 #include "platform/file_ops.h"
+#include "platform/file_reports.h"
 #include "platform/interrupts.h"
+#include "platform/output_file.h"
 #include "search/search_thread.h"
 #include "tools/line_reader.h"
-#include "platform/output_file.h"
 #include "tools/progress.h"
-#include "platform/file_reports.h"
 #include "tools/training_file.h"
 
 #include <algorithm>

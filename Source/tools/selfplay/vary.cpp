@@ -4,12 +4,12 @@
 #include "eval/evaluate.h"
 #include "frontend/game_stack.h"
 #include "platform/file_ops.h"
+#include "platform/file_reports.h"
 #include "platform/interrupts.h"
+#include "platform/output_file.h"
 #include "search/search_thread.h"
-#include "tools/output_file.h"
 #include "tools/progress.h"
 #include "tools/selfplay/random_moves.h"
-#include "tools/tool_files.h"
 #include "tools/training_record.h"
 
 #include <cstddef>
