@@ -18,9 +18,9 @@ except ImportError:
     print("skipped: the Python package `chess` is not installed (scripts/setup.sh test installs it)")
     sys.exit(1 if os.environ.get("CI") else 77)
 
-# Seconds over the clock that are forgiven: a busy machine may take the processor away for a moment. Two engines
-# that think at once with two threads each want four processors, and may wait for theirs longer.
-ALONE, CROWDED = 0.5, 3.0
+# Seconds over the clock that are forgiven, since a busy machine may take the processor away for a moment; left alone, no
+# game oversteps. Two engines that think at once with two threads each want four processors, and may wait for theirs longer.
+ALONE, CROWDED = 0.25, 0.75
 
 GAMES = [
     # story, FEN, options, Chess960, ponder, tolerance
