@@ -233,7 +233,7 @@ int build_book(Position& board) {
     const char* const name = settings.pgn_file;
     TextReader file;
     if (!is_other_file(name, BUILT_BOOK)) return 1;
-    if (!open_text(file, name)) return report_unreadable(name, errno);
+    if (!open_text(file, name)) return report_missing(name, errno);
     catch_interrupts();
     print_format(" Creating file %s from games in %s", BUILT_BOOK, name);
 

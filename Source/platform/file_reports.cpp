@@ -23,6 +23,11 @@ int report_unreadable(const char* name, int error) {
     return 1;
 }
 
+int report_missing(const char* name, int error) {
+    report_unreadable(name, error);
+    return 0;
+}
+
 int report_interrupted(std::size_t done, const char* what) {
     std::fprintf(stderr, "interrupted after %zu %s\n", done, what);
     return 1;

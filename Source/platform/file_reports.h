@@ -1,4 +1,4 @@
-// Files that a tool cannot use: each is refused with one line on the error stream and ends the tool with exit status 1.
+// Files that a tool cannot use: each is refused with one line on the error stream.
 #pragma once
 
 #include <cstddef>
@@ -12,4 +12,6 @@ bool is_other_file(const std::string& input_name, const std::string& output_name
 
 // Report why a tool ends early, and return its exit status 1.
 int report_unreadable(const char* name, int error);
+// The same for tools that have nothing to do without this input: reported, but exit status 0.
+int report_missing(const char* name, int error);
 int report_interrupted(std::size_t done, const char* what = "positions");

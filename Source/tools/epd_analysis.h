@@ -22,8 +22,9 @@ enum class Candidates { IGNORED, COLLECTED };
 // Analyses the positions of the file `input` with the limits of `settings`, writes them to settings.output_file
 // ("analysis.epd" when that is empty) and prints the totals. "tmp_0.epd" takes the positions after the moves that are
 // at most 30 centipawns worse than the best of settings.multipv lines, when they are collected, and is left empty
-// otherwise. Returns the exit status: 0; 1 when the input cannot be read or would be overwritten, or an interrupt ended
-// the run; -1 when something cannot be created or written. What went wrong has been reported.
+// otherwise. Returns the exit status: 0, also when there is no such input; 1 when the input cannot be read or would be
+// overwritten, or an interrupt ended the run; -1 when something cannot be created or written. What went wrong has been
+// reported.
 int analyse_epd(const char* input, Candidates candidates, InputPoller poll);
 
 // Grows a tree of opening positions: copies the file to "tmp_1.epd" and analyses that with fewer lines in each of 12

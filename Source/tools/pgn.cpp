@@ -202,9 +202,10 @@ std::string game_to_epd(const PgnGame& game, Position& board) {
 int scan_pgn(Position& board) {
     const char* const input = settings.pgn_file;
     const char* const output = settings.output_file;
-    if (!has_extension(input, ".pgn") || !has_extension(output, ".epd") || !is_other_file(input, output)) return 1;
+    if (!has_extension(input, ".pgn") || !has_extension(output, ".epd")) return 0;
+    if (!is_other_file(input, output)) return 1;
     PgnReader reader;
-    if (!open_pgn(reader, input)) return report_unreadable(input, errno);
+    if (!open_pgn(reader, input)) return report_missing(input, errno);
     OutputFile epd;
     if (!create_output(epd, output)) {
         close_pgn(reader);

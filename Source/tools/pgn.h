@@ -40,7 +40,8 @@ Move read_game_move(const PgnGame& game, int ply, Position& board);
 // tag, at most 240. They carry score and result for the side to move unless there is an annotator's evaluation.
 std::string game_to_epd(const PgnGame& game, Position& board);
 
-// Writes the positions of all games of settings.pgn_file to settings.output_file. Returns the exit status: 0; 1 when
-// the names lack ".pgn" and ".epd", the input cannot be read or would be overwritten, or an interrupt ended the scan;
-// -1 when the output cannot be created or written. What went wrong has been reported.
+// Writes the positions of all games of settings.pgn_file to settings.output_file. Returns the exit status: 0,
+// also when nothing was done because the names lack ".pgn" and ".epd" or there is no such input; 1 when the input
+// cannot be read or would be overwritten, or an interrupt ended the scan; -1 when the output cannot be created or
+// written. What went wrong has been reported.
 int scan_pgn(Position& board);

@@ -343,9 +343,9 @@ TEST_F(Pgn, files_that_are_not_scanned) {
         int status;
         const char* error;
     } cases[] = {
-        {data_file("pgn/nasty.pgn"), (folder / "out.txt").string(), 1, "needs .epd"},
-        {data_file("polyglot/keys.tsv"), epd, 1, "needs .pgn"},
-        {(folder / "missing.pgn").string(), epd, 1, "No such file"},
+        {data_file("pgn/nasty.pgn"), (folder / "out.txt").string(), 0, "needs .epd"},
+        {data_file("polyglot/keys.tsv"), epd, 0, "needs .pgn"},
+        {(folder / "missing.pgn").string(), epd, 0, "No such file"},
         {data_file("pgn/nasty.pgn"), (folder / "no folder" / "out.epd").string(), -1, "can't create"},
         {both, both, 1, "is input and output"},
     };
