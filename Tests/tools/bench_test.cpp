@@ -3,26 +3,15 @@
 
 #include "search/engine_fixture.h"
 #include "shared_data.h"
+#include "tools/pollers.h"
 
 #include <algorithm>
 #include <regex>
 #include <sstream>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace {
-
-using PollResult = std::invoke_result_t<InputPoller>;
-
-PollResult do_not_poll() {
-    return PollResult();
-}
-
-PollResult poll_a_quit() {
-    settings.quit = 1;
-    return PollResult();
-}
 
 class Bench : public EngineTest {
 protected:

@@ -4,27 +4,16 @@
 #include "frontend/words.h"
 #include "position/notation.h"
 #include "shared_data.h"
+#include "tools/pollers.h"
 #include "tools/tool_fixture.h"
 
 #include <algorithm>
 #include <regex>
 #include <sstream>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace {
-
-using PollResult = std::invoke_result_t<InputPoller>;
-
-PollResult do_not_poll() {
-    return PollResult();
-}
-
-PollResult poll_a_quit() {
-    settings.quit = 1;
-    return PollResult();
-}
 
 // Positions whose best move is beyond doubt at any depth.
 constexpr const char* MATE_IN_ONE = "6k1/5ppp/8/8/8/8/8/R3K3 w Q -";          // Ra8 mates

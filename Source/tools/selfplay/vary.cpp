@@ -39,10 +39,14 @@ bool label(TrainingRecord& record) {
     return true;
 }
 
+// False when the output cannot be written.
 bool write_variations(const TrainingRecord& record, int copies, Random& random, OutputFile& output, Counts& counts) {
     Position& position = game_record->position;
     ++counts.read;
-    if (!record_to_position(record, position) || !is_playable(position)) return ++counts.damaged, true;
+    if (!record_to_position(record, position) || !is_playable(position)) {
+        ++counts.damaged;
+        return true;
+    }
     compute_keys(position);
     if (!game_goes_on()) return true;
     for (int i = 0; i < copies; ++i) {
