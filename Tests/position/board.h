@@ -1,4 +1,4 @@
-// A position with its game record for the tests of this room, and helpers that several of them share.
+// A position with its game record, and helpers that the tests of several rooms share.
 #pragma once
 
 #include "position/make_move.h"
@@ -15,6 +15,14 @@
 #include <vector>
 
 inline const bool tables_ready = (init_tables(), init_zobrist(), true);
+
+inline std::vector<Move> legal_moves(Position& position) {
+    std::vector<Move> moves;
+    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
+        if (is_legal(position, position.side, entry->move)) moves.push_back(entry->move);
+    }
+    return moves;
+}
 
 struct Board {
     std::unique_ptr<GameState> game = std::make_unique<GameState>();
@@ -43,13 +51,7 @@ struct Board {
         for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) list.push_back(*entry);
         return list;
     }
-    std::vector<Move> legal() {
-        std::vector<Move> moves;
-        for (const MoveEntry& entry : pseudo_legal()) {
-            if (is_legal(position, position.side, entry.move)) moves.push_back(entry.move);
-        }
-        return moves;
-    }
+    std::vector<Move> legal() { return legal_moves(position); }
 };
 
 // Every byte of a position.

@@ -1,4 +1,4 @@
-// Set-up of positions: FEN fields in every state of completeness, castling fields, playability, display, keys.
+// Set-up of positions: FEN fields in every state of completeness, castling fields, playability, keys.
 #include "board.h"
 #include "shared_data.h"
 
@@ -6,30 +6,17 @@
 
 namespace {
 
-TEST(Zobrist, table_matches_its_published_values) {
+TEST(Keys, table_and_keys_are_the_published_ones) {
     EXPECT_EQ(zobrist[0], 0xE708E34F294DDE49ULL);
-    EXPECT_EQ(zobrist[1], 0x6338AB3E8B29B46DULL);
     EXPECT_EQ(zobrist[64], 0x8FA1231B66F293BAULL);
     EXPECT_EQ(zobrist[1023], 0x03F2B2C0F6AFA13CULL);
-    testing::internal::CaptureStdout();
-    init_zobrist();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");  // no "bad hashcode"
-}
-
-TEST(Fen, start_position_fills_the_record) {
     Board board;
-    const Position& p = board.position;
-    EXPECT_EQ(p.castle_path[0], bit(F1) | bit(G1));
-    EXPECT_EQ(p.castle_path[1], bit(B1) | bit(C1) | bit(D1));
-    EXPECT_EQ(p.castle_path[2], bit(F8) | bit(G8));
-    EXPECT_EQ(p.castle_path[3], bit(B8) | bit(C8) | bit(D8));
-    EXPECT_EQ(p.castle_mask[3], bit(E8) | bit(A8));
-    EXPECT_EQ(std::vector<int>(p.castle_rook, p.castle_rook + 4), (std::vector<int>{H1, A1, H8, A8}));
-    // 8 pawns, 2 knights, 2 bishops, 2 rooks, 1 queen in four bits each.
-    EXPECT_EQ(p.piece_counts[WHITE], 0x12228u);
-    EXPECT_EQ(p.piece_counts[BLACK], 0x12228u);
-    EXPECT_EQ(board.fen(true), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0");
-    EXPECT_EQ(inconsistency(p), "");
+    const std::uint64_t start = board.position.key;
+    EXPECT_EQ(start & 1, 0u) << "bit 0 is the side to move";
+    const auto z = [](int piece, int square) { return zobrist[piece * 64 + square]; };
+    board.play("e2e4");
+    const std::uint64_t moved = start ^ z(PAWN, 12) ^ z(PAWN, 28) ^ zobrist[20];  // 20: en passant on e3
+    EXPECT_EQ(board.position.key, (moved & ~1ULL) | 1);
 }
 
 // What each text leaves in the record, read back as FEN with counters.
@@ -44,9 +31,10 @@ TEST(Fen, fields_are_taken_as_far_as_they_go) {
         {"huge clock", "4k3/8/8/8/8/8/8/4K3 w - - 99999999999999999999", "4k3/8/8/8/8/8/8/4K3 w - - 255 0"},
         {"no clock", "4k3/8/8/8/8/8/8/4K3 b - -", "4k3/8/8/8/8/8/8/4K3 b - - 0 0"},
         {"negative clock", "4k3/8/8/8/8/8/8/4K3 b - - -5", "4k3/8/8/8/8/8/8/4K3 b - - 0 0"},
-        {"board alone", "4k3/8/8/8/8/8/8/R3K2R", "4k3/8/8/8/8/8/8/R3K2R w - - 0 0"},
+        {"board alone, the side stays", "4k3/8/8/8/8/8/8/R3K2R", "4k3/8/8/8/8/8/8/R3K2R b - - 0 0"},
+        {"no such side", "4k3/8/8/8/8/8/8/4K2R ? K -", "4k3/8/8/8/8/8/8/4K2R b K - 0 0"},
         {"no rook on h1", "r3k2r/8/8/8/8/8/8/R3K3 w KQkq -", "r3k2r/8/8/8/8/8/8/R3K3 w Qkq - 0 0"},
-        {"king off its rank", "r3k2r/8/8/8/8/8/4K3/R6R w KQkq -", "r3k2r/8/8/8/8/8/4K3/R6R w kq - 0 0"},
+        {"king off its rank", "r3k2r/8/8/8/8/8/4K2R/8 w KQkq -", "r3k2r/8/8/8/8/8/4K2R/8 w kq - 0 0"},
         {"two rooks on one side", "4k3/8/8/8/8/8/8/3K1RR1 w K -", "4k3/8/8/8/8/8/8/3K1RR1 w - - 0 0"},
         {"file letters", "1r1k2r1/8/8/8/8/8/8/1R1K2R1 w GBgb -", "1r1k2r1/8/8/8/8/8/8/1R1K2R1 w KQkq - 0 0"},
         {"en passant as written", "4k3/8/8/8/8/8/8/4K3 w - a7", "4k3/8/8/8/8/8/8/4K3 w - a7 0 0"},
@@ -55,48 +43,16 @@ TEST(Fen, fields_are_taken_as_far_as_they_go) {
         {"too many ranks", "4k3/8/8/8/8/8/8/4K3/QQQQ w - -", "4k3/8/8/8/8/8/8/4K3 w - - 0 0"},
         {"unknown letters", "x4?k3/8/8/8/8/8/8/9R4K30 w - -", "4k3/8/8/8/8/8/8/R4K2 w - - 0 0"},
         {"many spaces", "4k3/8/8/8/8/8/8/4K2R   b   K   e3   7", "4k3/8/8/8/8/8/8/4K2R b K e3 7 0"},
-        {"empty text", "", "8/8/8/8/8/8/8/8 w - - 0 0"},
+        {"empty text", "", "8/8/8/8/8/8/8/8 b - - 0 0"},
     };
     for (const auto& row : rows) {
-        Board board("4k3/8/8/8/8/8/8/4K3 w - -");
+        Board board;
+        board.play("e2e4");
         set_position(board.position, row.fen);
         EXPECT_EQ(board.fen(true), row.expected) << row.name;
+        EXPECT_EQ(board.game->last_move, NULL_MOVE) << row.name;
         EXPECT_EQ(inconsistency(board.position), "") << row.name;
     }
-}
-
-TEST(Fen, missing_side_keeps_the_side_to_move) {
-    Board board("4k3/8/8/8/8/8/8/4K3 b - -");
-    set_position(board.position, "4k3/8/8/8/8/8/8/4K2R");
-    EXPECT_EQ(board.position.side, BLACK);
-    EXPECT_EQ(set_position(board.position, "4k3/8/8/8/8/8/8/4K2R ? K -"), 0);
-    EXPECT_EQ(board.fen(), "4k3/8/8/8/8/8/8/4K2R b K -");
-}
-
-TEST(Fen, chess960_paths_leave_out_king_and_rook) {
-    Board board("1r1k2r1/8/8/8/8/8/8/1R1K2R1 w KQ -");
-    const Position& p = board.position;
-    EXPECT_EQ(p.castle_rook[0], G1);
-    EXPECT_EQ(p.castle_rook[1], B1);
-    EXPECT_EQ(p.castle_path[0], bit(E1) | bit(F1));  // d1-g1 between is e1 f1; g1 is the rook itself
-    EXPECT_EQ(p.castle_path[1], bit(C1));            // rook goes b1-d1 over c1, king d1-c1
-}
-
-TEST(Fen, set_up_forgets_the_game_before) {
-    Board board;
-    board.play("e2e4 e7e5 g1f3");
-    set_position(board.position, START_FEN);
-    EXPECT_EQ(board.game->game_ply, 0);
-    EXPECT_EQ(board.game->search_ply, 1);
-    EXPECT_EQ(board.game->last_move, NULL_MOVE);
-    EXPECT_EQ(board.position.touched, 0u);
-}
-
-TEST(Keys, two_sides_to_move_differ_in_bit_0) {
-    Board white("r3k2r/8/8/8/8/8/8/R3K2R w KQkq -");
-    Board black("r3k2r/8/8/8/8/8/8/R3K2R b KQkq -");
-    EXPECT_EQ(white.position.key ^ black.position.key, 1u);
-    EXPECT_EQ(white.position.key & 1, 0u);
 }
 
 TEST(Playable, only_positions_that_can_be_searched) {
@@ -147,24 +103,6 @@ TEST(Playable, broken_texts_do_no_harm) {
         const std::string fen = board.fen();
         EXPECT_EQ(Board(fen).fen(), fen);
     }
-}
-
-TEST(Display, shows_fen_board_and_side) {
-    Board board;
-    testing::internal::CaptureStdout();
-    display_position(board.position);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0\n"
-              "  r n b q k b n r\n"
-              "  o o o o o o o o\n"
-              "  - + - + - + - +\n"
-              "  + - + - + - + -\n"
-              "  - + - + - + - +\n"
-              "  + - + - + - + -\n"
-              "  P P P P P P P P\n"
-              "  R N B Q K B N R\n"
-              "white\n"
-              "\n");
 }
 
 }  // namespace

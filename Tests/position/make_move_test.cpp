@@ -6,25 +6,6 @@
 
 namespace {
 
-std::uint64_t z(int piece, int square) {
-    return zobrist[piece * 64 + square];
-}
-
-TEST(MakeMove, double_push_sets_square_and_keys) {
-    Board board;
-    const std::uint64_t before = board.position.key;
-    const std::string bytes = bytes_of(board.position);
-    board.play("e2e4");
-    const Position& p = board.position;
-    EXPECT_EQ(p.key, ((before ^ z(PAWN, 12) ^ z(PAWN, 28) ^ zobrist[20]) & ~1ULL) | 1);
-    EXPECT_EQ(p.ep_square, 20);
-    EXPECT_EQ(p.rule50, 0);
-    EXPECT_EQ(board.game->last_move, make_move_word(12, 28));
-    unmake_move(board.position);
-    EXPECT_EQ(bytes_of(p), bytes);
-    EXPECT_EQ(board.game->last_move, NULL_MOVE);
-}
-
 TEST(MakeMove, results_of_special_moves) {
     const struct {
         const char* name;
@@ -66,10 +47,6 @@ TEST(MakeMove, results_of_special_moves) {
         while (board.game->game_ply > 0) unmake_move(board.position);
         EXPECT_EQ(bytes_of(board.position), bytes) << row.name;
     }
-    Board castled("4k3/8/8/8/8/8/8/R3K2R w KQ -");
-    castled.play("e1h1");
-    EXPECT_EQ(castled.position.touched, bit(E1) | bit(G1));
-    EXPECT_EQ(castled.game->last_move, make_move_word(E1, G1, MOVE_KING_SIDE));
 }
 
 void walk_tree(Board& board, int depth, int& nodes) {
@@ -138,24 +115,8 @@ TEST(MakeMove, senseless_moves_keep_the_record_whole) {
     }
 }
 
-TEST(NullMove, leaves_a_one_move_list_for_the_next_plies) {
-    Board board("4k3/8/8/8/4P3/8/8/4K3 b - e3 5");
-    MoveEntry* const list = board.game->list_start[1];
-    const std::uint64_t key = board.position.key;
-    make_null_move(board.position);
-    EXPECT_EQ(list[0].move, NULL_MOVE);
-    EXPECT_EQ(list[1].move, END_OF_LIST);
-    EXPECT_EQ(board.game->current[1], list);
-    EXPECT_EQ(board.game->list_start[2], list + 2);
-    EXPECT_EQ(board.game->list_start[3], list + 3);
-    EXPECT_EQ(board.game->search_ply, 2);
-    EXPECT_EQ(board.position.rule50, 5);
-    EXPECT_EQ(board.position.key, (key ^ zobrist[20]) & ~1ULL);  // White to move: bit 0 clear
-}
-
-constexpr const char* SHUFFLE = "g1f3 g8f6 f3g1 f6g8";
-
 TEST(Draw, repetition_counts_differ_before_and_inside_the_search) {
+    constexpr const char* SHUFFLE = "g1f3 g8f6 f3g1 f6g8";
     Board board;
     board.play(SHUFFLE);
     EXPECT_FALSE(is_draw(board.position, 0));  // second occurrence, both on the board of the game
@@ -165,19 +126,6 @@ TEST(Draw, repetition_counts_differ_before_and_inside_the_search) {
     EXPECT_TRUE(is_draw(board.position, 0));  // third occurrence
     board.play("e2e4 e7e5");
     EXPECT_FALSE(is_draw(board.position, 6));
-}
-
-TEST(Draw, walk_stops_at_null_moves_and_set_up) {
-    Board board;
-    board.play(SHUFFLE);
-    make_null_move(board.position);
-    make_null_move(board.position);
-    board.play(SHUFFLE);
-    EXPECT_TRUE(is_draw(board.position, 5));
-    EXPECT_FALSE(is_draw(board.position, 0));  // two earlier occurrences, one of them behind the null moves
-    Board again(board.fen());
-    again.position.rule50 = 20;
-    EXPECT_FALSE(is_draw(again.position, 10));
 }
 
 // The whole walk, without stopping at zeroing moves.

@@ -1,4 +1,4 @@
-// Exchange values against a slow independent program, hand-worked cases, and the recursive definition.
+// Exchange values by hand and against a slow independent program.
 #include "position/see.h"
 #include "board.h"
 
@@ -52,28 +52,6 @@ TEST(See, agrees_with_an_independent_program) {
         const int to = square_of(row[1].substr(threat ? 1 : 2));
         EXPECT_EQ(see(board.position, board.position.side, from, to), std::stoi(row[2])) << lines[i];
     }
-}
-
-// The definition: capture with the least valuable piece unless the answer makes that a loss.
-int plain_swap(const Position& p, int c, int s, int victim, Bitboard occ) {
-    const int attacker = least_attacker(p, s, c, occ);
-    if (attacker == NO_SQUARE) return 0;
-    if (victim == KING) return KING_CAPTURE_VALUE;
-    const int answer = plain_swap(p, c ^ 1, s, type_of(p.board[attacker]), occ & ~bit(attacker));
-    return std::max(0, EXCHANGE_VALUE[victim] - answer);
-}
-
-TEST(See, iteration_equals_the_definition) {
-    visit_random_positions(10, [](Board& board) {
-        const Position& p = board.position;
-        for (int s = 0; s < 64; ++s) {
-            for (int c = 0; c < 2; ++c) {
-                const int victim = type_of(p.board[s]);
-                ASSERT_EQ(swap_gain(p, c, s, victim, occupancy(p)), plain_swap(p, c, s, victim, occupancy(p)))
-                    << board.fen() << ' ' << square_names[s];
-            }
-        }
-    });
 }
 
 }  // namespace
