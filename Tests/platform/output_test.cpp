@@ -2,36 +2,26 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "shared_data.h"
+#include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <string>
 #include <thread>
 #include <vector>
 
-namespace fs = std::filesystem;
+struct Output : testing::Test {
+    const TempFolder folder;
 
-class Output : public testing::Test {
-protected:
-    void SetUp() override {
-        old_folder_ = fs::current_path();
-        folder_ = fs::temp_directory_path() / ("tarn_output_" + std::to_string(getpid()));
-        fs::create_directories(folder_);
-        fs::current_path(folder_);
+    Output() {
+        folder.enter();
         settings.log = 0;
     }
-    void TearDown() override {
+    ~Output() override {
         close_log();
         settings.log = 0;
-        fs::current_path(old_folder_);
-        fs::remove_all(folder_);
     }
-    fs::path old_folder_;
-    fs::path folder_;
 };
 
 TEST_F(Output, no_line_is_cut) {
@@ -91,7 +81,7 @@ TEST_F(Output, log_takes_lines_and_commands_only_while_it_is_on) {
 }
 
 TEST_F(Output, a_log_that_cannot_be_replaced_switches_logging_off) {
-    fs::create_directories("tarn.log");
+    std::filesystem::create_directories("tarn.log");
     settings.log = 1;
     testing::internal::CaptureStdout();
     open_log();

@@ -1,10 +1,9 @@
 // Lines and pieces of lines, wherever line ends and block ends fall.
 #include "platform/text_reader.h"
+#include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -13,15 +12,11 @@ namespace {
 
 class Text : public testing::Test {
 protected:
-    Text() : path_(testing::TempDir() + "tarn_text_" + std::to_string(std::random_device{}())) {}
-    ~Text() override { std::filesystem::remove(path_); }
-
     // The pieces of a file with this content, as text: "line|" for one that ends a line, "line+" for one that does not.
     // A piece that says it starts a line without one before it having ended it (or the reverse) shows as '?'.
     std::string pieces(const std::string& content, std::size_t longest) {
-        std::ofstream(path_, std::ios::binary) << content;
         TextReader reader;
-        EXPECT_TRUE(open_text(reader, path_.c_str()));
+        EXPECT_TRUE(open_text(reader, folder_.write("text", content).c_str()));
         std::string result;
         TextPiece piece;
         bool at_start = true;
@@ -36,7 +31,7 @@ protected:
         close_text(reader);  // harmless
         return result;
     }
-    std::string path_;
+    const TempFolder folder_;
 };
 
 TEST_F(Text, lines_and_pieces_of_lines) {
@@ -67,7 +62,7 @@ TEST_F(Text, lines_and_pieces_of_lines) {
     EXPECT_EQ(pieces(std::string("a\0b\n", 4), 8), std::string("a\0b|", 4)) << "NUL is a character like others";
 
     TextReader reader;
-    EXPECT_FALSE(open_text(reader, (path_ + ".missing").c_str()));
+    EXPECT_FALSE(open_text(reader, folder_.name("missing").c_str()));
 }
 
 // Every line of random lengths comes back whole, though blocks of 65,536 bytes end anywhere in it.
@@ -82,9 +77,8 @@ TEST_F(Text, nothing_is_lost_between_blocks) {
         content += line + (random() % 2 ? "\n" : "\r\n");
     }
     for (const std::size_t longest : {std::size_t{20}, std::size_t{509}, std::size_t{1023}, std::size_t{4096}}) {
-        std::ofstream(path_, std::ios::binary) << content;
         TextReader reader;
-        ASSERT_TRUE(open_text(reader, path_.c_str()));
+        ASSERT_TRUE(open_text(reader, folder_.write("text", content).c_str()));
         TextPiece piece;
         for (const std::string& line : lines) {
             std::string joined;
