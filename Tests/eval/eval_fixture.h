@@ -1,9 +1,9 @@
-// A position and the hand-crafted evaluation's state for tests, and parameters with all weights but a few at zero.
+// A position, the hand-crafted evaluation's state, and parameters that a test may set one by one.
 #pragma once
 
 #include "eval/eval_params.h"
 #include "eval/hce.h"
-#include "position/position.h"
+#include "position/board.h"
 
 #include <gtest/gtest.h>
 
@@ -15,15 +15,6 @@ struct EvalFixture : testing::Test {
     std::unique_ptr<GameState> game = std::make_unique<GameState>();
     std::unique_ptr<HceState> hce = std::make_unique<HceState>();
     Position position{};
-
-    static void SetUpTestSuite() {
-        static const bool tables_ready = [] {
-            init_tables();
-            init_zobrist();
-            return true;
-        }();
-        ASSERT_TRUE(tables_ready);
-    }
 
     EvalFixture() {
         init_game_state(*game, position);
@@ -56,9 +47,5 @@ struct EvalFixture : testing::Test {
             return;
         }
         FAIL() << "no weight named " << name;
-    }
-    static void only_weight(std::string_view name, int mg, int eg, int square = 0) {
-        clear_weights();
-        set_weight(name, mg, eg, square);
     }
 };

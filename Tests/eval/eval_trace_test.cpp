@@ -5,7 +5,6 @@
 #include "eval_fixture.h"
 
 #include <algorithm>
-#include <sstream>
 
 namespace {
 
@@ -55,24 +54,6 @@ TEST_F(Trace, breakdown_shows_terms_apart_from_material) {
               "hung pieces on:  d4\n"
               "free pawns on:  h2\n"
               "nne= 0, hce= 847, qscore= -17, mtl= 799, phase= 0.24, sf= 1.00, rule50= 3\n\n");
-}
-
-TEST_F(Trace, start_position_is_balanced) {
-    const std::string text = trace(START_FEN, 0, 1);
-    std::istringstream lines(text);
-    std::string line;
-    std::getline(lines, line);
-    int rows = 0;
-    for (; std::getline(lines, line) && line[0] != 'n'; ++rows) {
-        std::istringstream row(line);
-        std::string label;
-        int white, black, material;
-        row >> label >> white >> black >> material;
-        EXPECT_EQ(white, black) << line;
-        EXPECT_EQ(material, 0) << line;
-    }
-    EXPECT_EQ(rows, 9);
-    EXPECT_NE(line.find(", hce= 28, qscore= 0, mtl= 0, phase= 1.00, sf= 1.00, rule50= 0"), std::string::npos) << line;
 }
 
 TEST_F(Trace, detail_two_lists_every_parameter) {

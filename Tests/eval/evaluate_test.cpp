@@ -4,10 +4,7 @@
 #include "network_fixture.h"
 
 struct Evaluate : NetworkFixture {
-    static void SetUpTestSuite() {
-        EvalFixture::SetUpTestSuite();
-        build_kpk_table();
-    }
+    static void SetUpTestSuite() { build_kpk_table(); }
 
     int score(std::string_view fen, int ply = 1) {
         set_position(position, fen);

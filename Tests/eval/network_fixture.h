@@ -5,12 +5,11 @@
 #include "eval/network.h"
 #include "eval_fixture.h"
 #include "frontend/settings.h"
+#include "temp_folder.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -48,18 +47,12 @@ struct NetworkFile {
 
 struct NetworkFixture : EvalFixture {
     std::unique_ptr<EvalState> eval = std::make_unique<EvalState>();
-    std::filesystem::path folder;
+    const TempFolder folder;
     const Settings saved_settings = settings;
 
-    NetworkFixture() {
-        folder = std::filesystem::temp_directory_path() / ("tarn_net_" + std::to_string(std::random_device{}()));
-        std::filesystem::create_directories(folder);
-    }
     ~NetworkFixture() override {
         free_network_state(eval->network);
         settings = saved_settings;
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
     }
 
     // Loads what NN_File would name and returns what was printed.
@@ -69,11 +62,7 @@ struct NetworkFixture : EvalFixture {
         load_network();
         return testing::internal::GetCapturedStdout();
     }
-    std::string write(const std::string& bytes) const {
-        const std::string name = (folder / "net.bin").string();
-        std::ofstream(name, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        return name;
-    }
+    std::string write(const std::string& bytes) const { return folder.write("net.bin", bytes); }
     std::string load(const NetworkFile& file) const { return load(write(file.bytes())); }
     // A network of zeros but for what the test then writes to network.values.
     void load_zeros(NetworkFile file = {}) const {

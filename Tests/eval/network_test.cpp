@@ -7,36 +7,21 @@
 using NetworkLoading = NetworkFixture;
 
 TEST_F(NetworkLoading, embedded_and_new_have_their_published_shapes) {
+    const auto shape = [] {
+        return std::vector<int>{network.format_id, network.king_buckets, network.hidden,
+                                network.reserved1, network.reserved2,    network.value_count};
+    };
     EXPECT_EQ(load("embedded"), "info string loaded embedded network\n");
-    EXPECT_EQ(embedded_network_end - embedded_network, 4773912);
     EXPECT_TRUE(network.complete);
-    EXPECT_EQ(network.format_id, 752);
+    EXPECT_EQ(embedded_network_end - embedded_network, 4773912);
+    EXPECT_EQ(shape(), (std::vector<int>{752, 2, 1536, 5, 5, 2386944}));
     EXPECT_EQ(network.quantisation, 2048);
-    EXPECT_EQ(network.second_quantisation, 2048);
     EXPECT_EQ(network.scale, 400);
-    EXPECT_EQ(network.king_buckets, 2);
-    EXPECT_EQ(network.reserved1, 5);
-    EXPECT_EQ(network.hidden, 1536);
-    EXPECT_EQ(network.reserved2, 5);
-    EXPECT_EQ(network.reserved3, 0);
-    EXPECT_EQ(network.reserved4, 0);
-    EXPECT_EQ(network.hidden2, 3072);
-    EXPECT_EQ(network.value_count, 2386944);
-    EXPECT_EQ(network.input_weight_count, 2359296);
-    EXPECT_EQ(network.output_weight_count, 24576);
-    EXPECT_EQ(network.bias_count, 3072);
     EXPECT_EQ(std::memcmp(network.values, embedded_network + 24, 2 * 2386944), 0);
 
-    const std::uint32_t generation = network.generation;
     EXPECT_EQ(load("new"), "creating new net...\n");
-    EXPECT_EQ(network.generation, generation + 1);
     EXPECT_TRUE(network.complete);
-    EXPECT_EQ(network.format_id, 757);
-    EXPECT_EQ(network.king_buckets, 2);
-    EXPECT_EQ(network.reserved1, 0);
-    EXPECT_EQ(network.hidden, 1024);
-    EXPECT_EQ(network.reserved2, 5);
-    EXPECT_EQ(network.value_count, 2 * 768 * 1024 + 18 * 1024);
+    EXPECT_EQ(shape(), (std::vector<int>{757, 2, 1024, 0, 5, 2 * 768 * 1024 + 18 * 1024}));
     const std::vector<std::int16_t> first(network.values, network.values + network.value_count);
     load("new");
     EXPECT_TRUE(std::equal(first.begin(), first.end(), network.values)) << "fresh values differ between loads";
@@ -63,12 +48,9 @@ TEST_F(NetworkLoading, files_load_by_their_shape) {
     for (const auto& c : cases) {
         NetworkFile file;
         file.format_id = 700;
-        file.second_quantisation = 3;
         file.scale = 410;
         file.reserved1 = 11;
         file.reserved2 = 12;
-        file.reserved3 = -13;
-        file.reserved4 = 14;
         file.king_buckets = c.king_buckets;
         file.hidden = c.hidden;
         file.count = c.count;
@@ -81,21 +63,17 @@ TEST_F(NetworkLoading, files_load_by_their_shape) {
         EXPECT_EQ(network.hidden, c.hidden) << c.what;
         EXPECT_EQ(network.value_count, (c.loaded_buckets * 768 + 18) * c.hidden) << c.what;
         EXPECT_TRUE(std::equal(network.values, network.values + network.value_count, file.values.begin())) << c.what;
-        EXPECT_EQ(network.output_weights - network.values, c.loaded_buckets * 768 * c.hidden) << c.what;
-        EXPECT_EQ(network.biases - network.output_weights, 16 * c.hidden) << c.what;
         EXPECT_EQ(network.format_id, 700);
-        EXPECT_EQ(network.second_quantisation, 3);
         EXPECT_EQ(network.scale, 410);
         EXPECT_EQ(network.reserved1, 11);
         EXPECT_EQ(network.reserved2, 12);
-        EXPECT_EQ(network.reserved3, -13);
-        EXPECT_EQ(network.reserved4, 14);
     }
 }
 
 // Bad files leave no network, without a word; the next search says so once, and evaluation goes on by hand.
 TEST_F(NetworkLoading, broken_files_leave_no_network) {
     NetworkFile good;
+    good.hidden = 16;
     good.fill_wild(2);
     const std::string bytes = good.bytes();
     const auto shaped = [&good](std::int16_t quantisation, std::int16_t buckets, std::int16_t hidden) {
@@ -145,18 +123,13 @@ TEST_F(NetworkLoading, broken_files_leave_no_network) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-// Cut anywhere there is no network; with a random header only if the file holds all values of its shape, and then
-// scores keep to their range.
-TEST_F(NetworkLoading, cut_files_and_odd_headers) {
+// With a random header there is a network only if the file holds all values of its shape; then scores keep to their
+// range.
+TEST_F(NetworkLoading, odd_headers) {
     NetworkFile file;
     file.fill_wild(3);
     const std::string bytes = file.bytes();
     std::mt19937 random(23);
-    for (int trial = 0; trial < 60; ++trial) {
-        const std::size_t length = trial < 30 ? static_cast<std::size_t>(trial) : random() % bytes.size();
-        EXPECT_EQ(load(write(bytes.substr(0, length))), "") << length;
-        EXPECT_FALSE(network.complete) << length;
-    }
     int complete = 0;
     for (int trial = 0; trial < 300; ++trial) {
         std::string odd = bytes;
