@@ -141,15 +141,26 @@ TEST_F(Search, same_search_twice_visits_the_same_nodes) {
     EXPECT_GT(nodes[0], 1000u);
 }
 
-TEST_F(Search, node_limit_and_repetition_of_the_game) {
+TEST_F(Search, node_limit_holds_and_leaves_the_game_alone) {
     settings.node_limit = 20000;
     settings.depth_limit = 80;
     analysis_search();
     search_control.think_flags.store(0);
     EXPECT_LT(search_threads[0]->nodes, 21000u);
     EXPECT_NE(search_control.best_line[1], NULL_MOVE);
-    // The searched game is not changed.
     EXPECT_EQ(position_to_fen(game_record->position, true), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0");
+}
+
+// A queen down, White steps to where the game has been twice.
+TEST_F(Search, positions_of_the_game_count_for_repetition) {
+    set_game("7k/7p/8/8/8/q7/7P/7K w - -");
+    for (const char* move : {"h1g1", "h8g8", "g1h1", "g8h8", "h1g1", "h8g8", "g1h1", "g8h8"}) {
+        make_move(game_record->position, parse_uci_move(game_record->position, move));
+        game_record->game.search_ply = 1;
+    }
+    search_to_depth(6);
+    EXPECT_EQ(search_control.score, 0);
+    EXPECT_EQ(best_move_text(), "h1g1");
 }
 
 // The input loop may be kept from its processor: a search that nobody polls for ends by itself, its limit of
@@ -175,7 +186,7 @@ TEST_F(Search, first_iteration_does_not_outlast_the_clock) {
     settings.depth_limit = 80;
     settings.calibration_nps = 100000;
     set_game("rnbqkb1r/5p2/5n2/ppppp1pp/PPPPP1PP/5N2/5P2/RNBQKB1R w KQkq -");
-    search_control.clock[WHITE] = 0.15f;
+    search_control.clock[WHITE] = 0.06f;
     start_search(THINK_CLOCK, false, nullptr);
     search_control.think_flags.store(0);
     EXPECT_EQ(search_control.completed_depth, 0);
@@ -192,35 +203,29 @@ TEST_F(Search, score_texts) {
     for (const Case& c : cases) EXPECT_STREQ(score_text(c.score).text, c.text) << c.score;
 }
 
-// Threads share the table only; more threads give the same kind of answer and leave no thread behind.
-TEST_F(Search, four_threads_stop_and_ponderhit) {
+// Threads share the table only; a ponderhit starts the clock, a stop ends all of them.
+TEST_F(Search, four_threads_search_until_they_are_stopped) {
     settings.threads = 4;
     settings.level_time = 10;
     set_game("r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -");
     static int polls;
-    for (const bool ponder : {false, true}) {
-        polls = 0;
-        const InputPoller poll = [] {
-            if (++polls == 60) {
-                std::uint16_t pondering = THINK_PONDER;
-                search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
-            }
-            // A processor shared with others may reach the secondary threads late.
-            if (polls >= 120 && (search_threads[1]->result_depth > 1 || polls >= 2000)) {
-                search_control.think_flags.fetch_or(THINK_STOPPED);
-                search_control.stop = 1;
-            }
-            return false;
-        };
-        const double start = monotonic_seconds();
-        start_search(ponder ? THINK_PONDER : THINK_CLOCK, true, poll);
-        EXPECT_LT(monotonic_seconds() - start, 9.0);
-        search_control.think_flags.store(0);
-        Move move = search_control.best_line[1];
-        EXPECT_TRUE(is_legal(game_record->position, BLACK, move));
-        sum_statistics();
-        EXPECT_GT(search_control.nodes, search_threads[0]->nodes.load());
-    }
+    polls = 0;
+    const double start = monotonic_seconds();
+    start_search(THINK_PONDER, true, [] {
+        std::uint16_t pondering = THINK_PONDER;
+        if (++polls == 60) search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
+        // A processor shared with others may reach the secondary threads late.
+        if (polls >= 120 && (search_threads[1]->result_depth > 1 || polls >= 2000)) {
+            search_control.think_flags.fetch_or(THINK_STOPPED);
+            search_control.stop = 1;
+        }
+        return false;
+    });
+    search_control.think_flags.store(0);
+    EXPECT_LT(monotonic_seconds() - start, 9.0);
+    EXPECT_TRUE(is_legal(game_record->position, BLACK, search_control.best_line[1]));
+    sum_statistics();
+    EXPECT_GT(search_control.nodes, search_threads[0]->nodes.load());
 }
 
 // Lines that came together are handled together, idle and during a search: a pause of a millisecond after each
@@ -251,13 +256,6 @@ TEST_F(Search, lines_that_came_together_are_handled_without_pauses) {
     search_control.think_flags.store(0);
     EXPECT_LT(monotonic_seconds() - start, 9.0);
     EXPECT_EQ(polls, LINES);
-}
-
-TEST_F(Search, no_threads_no_answer) {
-    settings.threads = 0;
-    start_search(THINK_CLOCK, true, [] { return false; });
-    search_control.think_flags.store(0);
-    EXPECT_EQ(search_control.best_line[1], NULL_MOVE);
 }
 
 }  // namespace
