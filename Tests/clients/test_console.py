@@ -5,21 +5,16 @@ Usage: test_console.py PROGRAM.  Ends with a line "N lines as expected"; exit st
 Set TARN_PATIENCE to a factor for slow (instrumented) builds.
 
 The session below reads as a terminal shows it. A line after "> " is typed; the lines up to the next one are what the
-program prints, all of it. "~" stands for any number, "..." for any lines up to the one that follows it. Evaluations and
-search results are not fixed here, their form is.
+program prints, all of it. "~" stands for any number, "..." for any lines up to the one that follows it. "= FEN" is the
+display of that position, "* MOVE SCORE" the report of a finished search.
 """
 import os
-import queue
 import re
-import subprocess
 import sys
 import tempfile
-import threading
 
 from cases import Failure
-
-PROGRAM = os.path.abspath(sys.argv[1])
-TIMEOUT = 20 * float(os.environ.get("TARN_PATIENCE", "1"))
+from test_protocol import TIMEOUT, Session
 
 FILES = {
     "test.epd": '; comment id "T1"\n4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id "T1";\n',
@@ -35,87 +30,65 @@ info string allocated 64 Mbytes for hash table
 info string Cleared hash table
 info string loaded embedded network
 info string et= ~, calibration nps= ~, elo= ~
-rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
-  r n b q k b n r
-  o o o o o o o o
-  - + - + - + - +
-  + - + - + - + -
-  - + - + - + - +
-  + - + - + - + -
-  P P P P P P P P
-  R N B Q K B N R
-white
-
+= rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
 > undo
 > ]
 > trace 3
 > tag Event x
 > e2e4
 1. move e2e4
-rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
-  r n b q k b n r
-  o o o o o o o o
-  - + - + - + - +
-  + - + - + - + -
-  - + - + P + - +
-  + - + - + - + -
-  P P P P - P P P
-  R N B Q K B N R
-black
-
+= rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
 > move e7e5
 1. move e7e5
-rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
-...
-white
-
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
 > Nf3+!
 2. move Nf3
-rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
-...
-black
-
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
 > Nf3
 invalid: a1a1
 > move
 invalid: a1a1
 > undo
-rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
-...
-white
-
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
 > [
-rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
-...
-black
-
+= rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
 > ]
 1... move e7e5
-rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
-...
-white
-
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
 > ]
 2. move g1f3
-rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
-...
-black
-
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
 > jump 2
-rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
-...
-white
-
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
 > jump 40
-rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
-...
-black
-
-> bd
-rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
-...
-black
-
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
+> jump x
+= rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
+> jump 3
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
+> undo
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
+> undo
+= rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
+> perft 2
+visited 600 nodes in ~ seconds, nps= ~
+> ]
+1... move e7e5
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
+> undo
+= rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
+> d5
+1. move d5
+= rnbqkbnr/ppp1pppp/8/3p4/4P3/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 2
+> ]
+> undo
+= rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
+> e7e5
+1. move e7e5
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
+> Nf3
+2. move Nf3
+= rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
 > swap
 sq= e5, swap1=  100
 > perft 0
@@ -149,17 +122,19 @@ King
 ...
 
 > lmr
-FP_margins= ~ ~ ~ ~ ~ ~ ~
-SEP_margins= ~ ~ ~ ~ ~ ~ ~
+FP_margins=  140 230 320 410 1500 1500 1500
+SEP_margins=  60 120 180 1500 1500 1500 1500
 NMP_depth= 3
 LMR_depth= 3
 LMR table:
+ 3  0 0 0 0 0 0 0 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 2 2 2 2 2 2 
 ...
-31 ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ 
+31  0 1 1 2 2 2 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 3 
 
 
+ 3  0 1 1 1 1 1 2 2 2 2 2 2 2 2 2 2 2 2 2 2 2 2 2 3 3 3 3 3 3 3 3 3 
 ...
-31 ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ ~ 
+31  0 2 2 3 3 3 4 4 4 4 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 5 
 > set debug 1
 > Nc6
 2. move Nc6
@@ -168,68 +143,53 @@ info string fen r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
 ...
 nne= ~, hce= ~, qscore= ~, mtl= ~, phase= ~, sf= ~, rule50= 2
 
-r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
-...
-white
-
+= r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
 > set debug 0
 > save
 > new
-rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
-...
-white
-
+= rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
 > load tmp.pgn Unknown
 loading tmp.pgn, tag Unknown
 
 read 1 games
 
-r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
-...
-white
-
+= r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
 > load games.pgn Morphy
 loading games.pgn, tag Morphy
 
 read 1 games
 
-rn1qkbnr/ppp2ppp/3p4/4P3/4P3/5b2/PPP2PPP/RNBQKB1R w KQkq - 0 8
-...
-white
-
+= rn1qkbnr/ppp2ppp/3p4/4P3/4P3/5b2/PPP2PPP/RNBQKB1R w KQkq - 0 8
 > load games.pgn Anderssen
 loading games.pgn, tag Anderssen
 
 read 0 games
 
-rn1qkbnr/ppp2ppp/3p4/4P3/4P3/5b2/PPP2PPP/RNBQKB1R w KQkq - 0 8
-...
-white
-
+= rn1qkbnr/ppp2ppp/3p4/4P3/4P3/5b2/PPP2PPP/RNBQKB1R w KQkq - 0 8
 > load nothing
 loading nothing, tag 
 
-rn1qkbnr/ppp2ppp/3p4/4P3/4P3/5b2/PPP2PPP/RNBQKB1R w KQkq - 0 8
-...
-white
-
+= rn1qkbnr/ppp2ppp/3p4/4P3/4P3/5b2/PPP2PPP/RNBQKB1R w KQkq - 0 8
 > get T1
 4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id "T1";
-4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
-...
-white
+= 4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
+> get T
 
+= 4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
 > get T2
 
-4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
-...
-white
-
+= 4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
+> fen 4k2q/8/8/3p4/4P3/8/8/4K2R w K - 7 20
+= 4k2q/8/8/3p4/4P3/8/8/4K2R w K - 7 0
+> swap
+sq= h1, swap1=  550
+sq= e4, swap1=  100
+sq= d5, swap1=  100
+sq= h8, swap1= 1060
 > reverse
-4k3/4p3/8/8/8/8/8/4K3 b - - 0 0
-...
-black
-
+= 4k2r/8/8/4p3/3P4/8/8/4K2Q b - - 0 0
+> fen 4k3/8/8/8/8/8/8/4K3 b - - 9 9
+= 4k3/8/8/8/8/8/8/4K3 b - - 9 0
 > edit
 
 
@@ -241,104 +201,67 @@ b  Pa7 Pb7 Kc7       black, pieces
 > w Ke1 Ra1 Rh1
 > b Ke8
 > .
-4k3/8/8/8/8/8/8/R3K2R b KQ - 0 0
-  - + - + k + - +
-  + - + - + - + -
-  - + - + - + - +
-  + - + - + - + -
-  - + - + - + - +
-  + - + - + - + -
-  - + - + - + - +
-  R - + - K - + R
-black
+= 4k3/8/8/8/8/8/8/R3K2R b KQ - 0 0
+> edit
 
-> fen 7k/5Q2/5K2/8/8/8/8/8 w - - 5 60
-7k/5Q2/5K2/8/8/8/8/8 w - - 5 0
+
+.                    end edit
 ...
-white
-
+b  Pa7 Pb7 Kc7       black, pieces
+> w Qa9 Pa2
+> x Pb2
+> b Pa1 Qi1
+> w Pe1 Kd1
+> .
+= 4k3/8/8/8/8/8/8/p2KP2R w K - 0 0
+> fen 7k/5Q2/5K2/8/8/8/8/8 w - - 5 60
+= 7k/5Q2/5K2/8/8/8/8/8 w - - 5 0
 > set noise 99999
 > set depth 3
 > self
-move= f7g7, time= ~, score= 9998, nodes= ~, nps= ~K ebf= ~
-Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K
-
-7k/6Q1/5K2/8/8/8/8/8 b - - 6 1
-...
-black
-
-move= null, time= ~, score= ~, nodes= ~, nps= ~K ebf= ~
-Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K
-
+* f7g7 9998
+= 7k/6Q1/5K2/8/8/8/8/8 b - - 6 1
+* null ~
 > fen 7k/5Q2/5K2/8/8/8/8/8 w - - 0 1
-7k/5Q2/5K2/8/8/8/8/8 w - - 0 0
-...
-white
-
+= 7k/5Q2/5K2/8/8/8/8/8 w - - 0 0
 > set hash 1
 > pv
 PV: 
 
-7k/5Q2/5K2/8/8/8/8/8 w - - 0 0
-...
-white
-
+= 7k/5Q2/5K2/8/8/8/8/8 w - - 0 0
 > fen 7k/p4Q2/5K2/8/8/8/8/8 b - - 0 1
-7k/p4Q2/5K2/8/8/8/8/8 b - - 0 0
-...
-black
-
+= 7k/p4Q2/5K2/8/8/8/8/8 b - - 0 0
 > an 3
-move= a7a6, time= ~, score= -9997, nodes= ~, nps= ~K ebf= ~
-Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K
-
+* a7a6 -9997
 > a6
 1. move a6
-7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
-...
-white
-
+= 7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
 > pv
 PV: Qg7+
 
-7k/6Q1/p4K2/8/8/8/8/8 b - - 1 2
-...
-black
-
+= 7k/6Q1/p4K2/8/8/8/8/8 b - - 1 2
 > bd
-7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
-...
-white
-
+= 7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
 > go 0
-move= ~, time= ~, score= ~, nodes= 0, nps= 0K ebf= 2.00
-Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K
-
+* ~ ~
 > set depth 3
 > mv
-move= f7g7, time= ~, score= 9998, nodes= ~, nps= ~K ebf= ~
-Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K
-
-7k/6Q1/p4K2/8/8/8/8/8 b - - 1 2
-...
-black
-
+* f7g7 9998
+= 7k/6Q1/p4K2/8/8/8/8/8 b - - 1 2
 > fen 8/8/8/8/8/8/8/8 w - -
-8/8/8/8/8/8/8/8 w - - 0 0
-...
-white
-
+= 8/8/8/8/8/8/8/8 w - - 0 0
 > go
 illegal position
 > perft 2
 illegal position
 > ev
 illegal position
+> mv
+illegal position
+> self
+illegal position
 > new
-rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
-...
-white
-
+= rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
 > book
 
 
@@ -353,6 +276,8 @@ white
 set level to 40 moves in 300.00 seconds, inc 0.00
 > set level 0 90 1.5
 set level to 0 moves in 90.00 seconds, inc 1.50
+> set level 0 1:30 -2
+set level to 0 moves in 90.00 seconds, inc 0.00
 > set nodes 5000
 > set multipv 2
 > set frc 1
@@ -372,27 +297,23 @@ SEP_depth set to 2
 FP_depth set to 3
 > set LMP_depth 5
 LMP_depth set to 5
-> set LMR_depth 4
-LMR_depth set to 4
+> set LMR_depth 99999
+LMR_depth set to 32767
 > set ss 0
 selectivity set to OFF
 > set ss 1
 set default Settings
 > set nothing 1
+> set levels 1 2 3
 > set
 > set noise 99999
 > go
 > e2e4
 > new
 > .
-move= ~, time= ~, score= ~, nodes= ~, nps= ~K ebf= ~
-Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K
-
+* ~ ~
 > bd
-rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
-...
-white
-
+= rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
 > uci
 ...
 uciok
@@ -402,6 +323,24 @@ readyok
 """
 
 
+def expected_lines():
+    """The session line by line, displays and reports written out."""
+    for line in SESSION.strip("\n").split("\n"):
+        if line.startswith("= "):
+            placement, side = line.split()[1:3]
+            rows = re.sub(r"\d", lambda digit: "." * int(digit[0]), placement).replace("p", "o").split("/")
+            yield line[2:]
+            for rank, row in enumerate(rows):
+                yield "  " + " ".join("-+"[(rank + file) % 2] if c == "." else c for file, c in enumerate(row))
+            yield from ("white" if side == "w" else "black", "")
+        elif line.startswith("* "):
+            yield "move= {}, time= ~, score= {}, nodes= ~, nps= ~K ebf= ~".format(*line.split()[1:])
+            yield "Hash fill= ~%, Hash hits: main= ~%, pawn= ~%, eval= ~%, TB=~K"
+            yield ""
+        else:
+            yield line
+
+
 def pattern(line):
     """The regular expression of an expected line: any blanks around "~", a number or, for a move, a word."""
     number = r" *[-+a-z0-9.]+"
@@ -409,46 +348,23 @@ def pattern(line):
     return re.compile(number.join(re.escape(part) for part in text.split("~")) + r"\Z")
 
 
-class Terminal:
-    def __init__(self, folder):
-        self.process = subprocess.Popen([PROGRAM, "-c", "-book", "small.bin"], stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, cwd=folder)
-        self.lines = queue.Queue()
-        threading.Thread(target=self._read, daemon=True).start()
-
-    def _read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.decode("latin-1").rstrip("\n"))
-        self.lines.put(None)
-
-    def type(self, line):
-        self.process.stdin.write(line.encode() + b"\n")
-        self.process.stdin.flush()
-
-    def read(self):
-        try:
-            return self.lines.get(timeout=TIMEOUT)
-        except queue.Empty:
-            return None
-
-
 def play(terminal):
     """Types and reads the session; returns the number of lines read as expected."""
     count = 0
     typed = "(start)"
     skipping = False
-    for expected in SESSION.strip("\n").split("\n"):
+    for expected in expected_lines():
         if expected.startswith("> "):
             if skipping:
                 raise Failure(f"the session says '...' at the end of {typed!r}")
             typed = expected[2:]
-            terminal.type(typed)
+            terminal.send(typed)
         elif expected == "...":
             skipping = True
         else:
             wanted = pattern(expected)
             while True:
-                line = terminal.read()
+                line = terminal.next_line()
                 if line is None:
                     raise Failure(f"after {typed!r}: nothing instead of {expected!r}")
                 if wanted.match(line):
@@ -457,11 +373,9 @@ def play(terminal):
                     raise Failure(f"after {typed!r}: {line!r} instead of {expected!r}")
             skipping = False
             count += 1
-    rest = terminal.read()
-    if rest is not None:
-        raise Failure(f"after {typed!r}: {rest!r}")
-    if terminal.process.wait(TIMEOUT) != 0:
-        raise Failure(f"exit status {terminal.process.returncode}")
+    rest, status = terminal.finish(TIMEOUT)
+    if rest or status != 0:
+        raise Failure(f"after {typed!r}: {rest}, exit status {status}")
     return count
 
 
@@ -472,9 +386,9 @@ def main():
                 file.write(text)
         with open(os.path.join(folder, "small.bin"), "wb") as file:
             file.write(BOOK)
-        terminal = Terminal(folder)
         try:
-            print(f"{play(terminal)} lines as expected")
+            with Session("-c", "-book", "small.bin", folder=folder) as terminal:
+                print(f"{play(terminal)} lines as expected")
             with open(os.path.join(folder, "tmp.pgn"), encoding="ascii") as saved:
                 text = saved.read()
             if text != '[Event "Unknown"]\ne4 e5 Nf3 Nc6 *\n\n':
@@ -483,9 +397,6 @@ def main():
         except Failure as failure:
             print(failure)
             return 1
-        finally:
-            terminal.process.kill()
-            terminal.process.wait()
 
 
 if __name__ == "__main__":

@@ -118,22 +118,14 @@ TEST_F(Switches, run_modes) {
     }
     ASSERT_TRUE(apply({"-pbench"}));
     EXPECT_TRUE(command_line_.bench_on_calling_thread);
-    ASSERT_TRUE(apply({"-train", "f", "5", "0x", "-c"}));
+    ASSERT_TRUE(apply({"-train", "f", "5", "1", "-c"}));
+    EXPECT_EQ(command_line_.training.start, TrainingStart::NETWORK);
     EXPECT_EQ(settings.hash_mb, 0);
-    EXPECT_EQ(settings.uci_mode, 0) << "the word after the count was taken";
+    EXPECT_EQ(settings.uci_mode, 0);
     ASSERT_TRUE(apply({"-train", "f", "5", "-c"}));
     EXPECT_EQ(settings.uci_mode, 0);
     ASSERT_TRUE(apply({"-prune_nn", "data.bin", "-c"}));
     EXPECT_STREQ(command_line_.training_file, "data.bin");
     ASSERT_TRUE(apply({"-prune_nn", "-c"}));
     EXPECT_EQ(settings.uci_mode, 0);
-}
-
-TEST_F(Switches, tools_without_their_arguments_end_the_program) {
-    const std::vector<std::vector<const char*>> cases = {
-        {"-mkbook2"},      {"-gentraindata"},      {"-gentraindata", "f"}, {"-gentraindata", "f", "0"},
-        {"-train"},        {"-train", "f"},        {"-train", "f", "0"},   {"-train", "f", "word"},
-        {"-c", "-train2"}, {"-c", "-train2", "f"},
-    };
-    for (const auto& words : cases) EXPECT_FALSE(apply(words)) << testing::PrintToString(words);
 }

