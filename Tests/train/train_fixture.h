@@ -4,8 +4,8 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "frontend/settings.h"
-#include "position/position.h"
-#include "shared_data.h"
+#include "position/board.h"
+#include "temp_folder.h"
 #include "tools/train/trainer.h"
 #include "tools/training_record.h"
 
@@ -13,8 +13,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <random>
 #include <set>
@@ -24,29 +22,14 @@
 struct TrainFixture : testing::Test {
     std::unique_ptr<GameState> game = std::make_unique<GameState>();
     Position position{};
-    std::filesystem::path folder;
+    const TempFolder folder;
     const Settings saved_settings = settings;
 
-    static void SetUpTestSuite() {
-        static const bool tables_ready = (init_tables(), init_zobrist(), true);
-        ASSERT_TRUE(tables_ready);
-    }
-    TrainFixture() {
-        init_game_state(*game, position);
-        folder = std::filesystem::temp_directory_path() / ("tarn_train_" + std::to_string(std::random_device{}()));
-        std::filesystem::create_directories(folder);
-    }
-    ~TrainFixture() override {
-        settings = saved_settings;
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
+    TrainFixture() { init_game_state(*game, position); }
+    ~TrainFixture() override { settings = saved_settings; }
 
-    std::string path(const std::string& name) const { return (folder / name).string(); }
-    std::string write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(path(name), std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        return path(name);
-    }
+    std::string path(const std::string& name) const { return folder.name(name); }
+    std::string write(const std::string& name, const std::string& bytes) const { return folder.write(name, bytes); }
 
     TrainingRecord record(std::string_view fen, int result = 0, int score = 0) {
         set_position(position, fen);

@@ -25,14 +25,14 @@ TEST_F(TrainingSetTest, files_and_folders_are_read) {
     write("a.bin", bytes({all.begin(), all.begin() + 10}));
     write("c.txt", "not a training file");
     std::vector<TrainingRecord> got;
-    ASSERT_EQ("", read_records(folder.string(), SIZE_MAX, got));
+    ASSERT_EQ("", read_records(folder.path.string(), SIZE_MAX, got));
     EXPECT_EQ(bytes(all), bytes(got));
 
     got.clear();
-    ASSERT_EQ("", read_records(folder.string(), 12, got));
+    ASSERT_EQ("", read_records(folder.path.string(), 12, got));
     EXPECT_EQ(12u, got.size());
     EXPECT_NE("", read_records(path("none.bin"), SIZE_MAX, got));
-    std::filesystem::create_directory(folder / "empty");
+    std::filesystem::create_directory(folder.path / "empty");
     EXPECT_NE("", read_records(path("empty"), SIZE_MAX, got));
 }
 
@@ -55,6 +55,29 @@ TEST_F(TrainingSetTest, the_position_alone_decides_what_is_held_out) {
     EXPECT_NEAR(500, static_cast<double>(make_training_set(all, 0.02, 500, team).held_out().size()), 100);
     EXPECT_NEAR(950, static_cast<double>(make_training_set(all, 0.02, 5000, team).held_out().size()), 150);
     EXPECT_EQ(0u, make_training_set({}, 0.02, 5000, team).training);
+}
+
+TEST_F(TrainingSetTest, records_of_no_playable_position_are_refused) {
+    const TrainingRecord good = record("4k3/8/8/8/8/8/8/4K3 w - -");
+    Features f;
+    ASSERT_TRUE(read_features(good, f));
+    struct {
+        const char* fault;
+        int byte;
+        std::uint8_t value;
+    } const cases[] = {
+        {"piece code 7", 10, 0x07},  {"piece code 8", 10, 0x80},         {"piece code 15", 10, 0x0F},
+        {"no white king", 2, 0},     {"two white kings", 10, 0x06},      {"two black kings", 10, 0xE0},
+        {"pawn on rank 1", 0, 0x01}, {"black pawn on rank 8", 28, 0x90}, {"third side to move", 32, 0x20},
+    };
+    for (const auto& c : cases) {
+        TrainingRecord bad = good;
+        reinterpret_cast<std::uint8_t*>(&bad)[c.byte] = c.value;
+        EXPECT_FALSE(read_features(bad, f)) << c.fault;
+    }
+    TrainingRecord crowd = good;
+    std::memset(crowd.board + 8, 0x22, 8);  // sixteen knights beside the king
+    EXPECT_FALSE(read_features(crowd, f));
 }
 
 TEST_F(TrainingSetTest, damaged_records_are_left_out) {
