@@ -322,51 +322,41 @@ def processes_share_the_games(folder):
     check(f"7 games and {sum(map(len, records))} positions" in process.stdout, process.stdout)
 
 
+BAD_VALUES = {"--games": "many -1", "--nodes": "5 1e6", "--processes": "0", "--random-plies": "9-8 8-",
+              "--opening-share": "101", "--format": "bin, txt", "--adjudicate": "some", "--hash": "99999999999999999999",
+              "--network": "empty.nn", "--syzygy": "no_such_folder"}
 BAD_ARGUMENTS = [
     # arguments, a word of the message
-    ([], "--output"),
-    (["--output"], "--output"),
-    (["--output", ""], "--output"),
-    (["--outptu", "x"], "--outptu"),
-    (["--output", "x", "--games", "many"], "--games"),
-    (["--output", "x", "--games", "-1"], "--games"),
-    (["--output", "x", "--nodes", "5"], "--nodes"),
-    (["--output", "x", "--nodes", "1e6"], "--nodes"),
-    (["--output", "x", "--processes", "0"], "--processes"),
-    (["--output", "x", "--random-plies", "9-8"], "--random-plies"),
-    (["--output", "x", "--random-plies", "8-"], "--random-plies"),
-    (["--output", "x", "--opening-share", "101"], "--opening-share"),
-    (["--output", "x", "--format", "bin,"], "--format"),
-    (["--output", "x", "--format", "txt"], "--format"),
-    (["--output", "x", "--adjudicate", "some"], "--adjudicate"),
-    (["--output", "x", "--hash", "99999999999999999999"], "--hash"),
-    (["--output", "x", "--network", "no_such_file"], "no_such_file"),
-    (["--output", "x", "--hce", "--params", "no_such_file"], "no_such_file"),
-    (["--output", "x", "--openings", "no_such_file"], "no_such_file"),
-    (["--output", "x", "--syzygy", "no_such_folder"], "--syzygy"),
-    (["--output", "no_such_folder/x"], "no_such_folder"),
-    (["--output", "x", "stray"], "stray"),
-    (["--merge", "x.bin"], "--merge"),
-    (["--merge", "x", "in.bin"], ".bin"),
-    (["--merge", "x.bin", "x.bin"], "x.bin"),
-    (["--merge", "x.bin", "no_such_file.bin"], "no_such_file"),
-    (["--merge", "x.bin", "in.bin", "--holdout", "60"], "--holdout"),
-    (["--vary", "x.bin"], "--vary"),
-    (["--vary", "x", "in.bin"], ".bin"),
-    (["--vary", "x.bin", "no_such_file.bin"], "no_such_file"),
-    (["--vary", "x.bin", "in.bin", "--merge", "y.bin"], "--vary"),
+    ("", "--output"),
+    ("--output", "--output"),
+    ("--outptu x", "--outptu"),
+    ("--output x --network no_such_file", "no_such_file"),
+    ("--output x --hce --params no_such_file", "no_such_file"),
+    ("--output x --hce --params empty.nn", "--params"),
+    ("--output x --openings no_such_file", "no_such_file"),
+    ("--output x --openings empty.nn", "empty.nn"),
+    ("--output no_such_folder/x", "no_such_folder"),
+    ("--output x stray", "stray"),
+    ("--merge x.bin", "--merge"),
+    ("--merge x in.bin", ".bin"),
+    ("--merge x.bin x.bin", "x.bin"),
+    ("--merge x.bin no_such_file.bin", "no_such_file"),
+    ("--merge x.bin in.bin --holdout 60", "--holdout"),
+    ("--vary x.bin", "--vary"),
+    ("--vary x in.bin", ".bin"),
+    ("--vary x.bin no_such_file.bin", "no_such_file"),
+    ("--vary x.bin in.bin --merge y.bin", "--vary"),
 ]
 
 
 def bad_values_are_refused(folder):
     os.chdir(folder)
     (folder / "empty.nn").write_bytes(b"")
-    cases = BAD_ARGUMENTS + [(["--output", "x", "--network", "empty.nn"], "--network"),
-                             (["--output", "x", "--hce", "--params", "empty.nn"], "--params"),
-                             (["--output", "x", "--openings", "empty.nn"], "empty.nn")]
-    for arguments, word in cases:
-        process = run(*arguments, status=1)
+    cases = [(f"--output x {option} {value}", option) for option, values in BAD_VALUES.items() for value in values.split()]
+    for arguments, word in BAD_ARGUMENTS + cases:
+        process = run(*arguments.split(), status=1)
         check(word in process.stderr, f"{arguments}: {process.stderr!r}")
+    check("--output" in run("--output", "", status=1).stderr, "an empty name")
     check([p.name for p in folder.iterdir()] == ["empty.nn"], f"files: {list(folder.iterdir())}")
 
     (folder / "mine.bin").write_bytes(b"precious")
@@ -383,20 +373,20 @@ def bad_values_are_refused(folder):
     check("--merge" in run("--help").stdout, "no help")
 
 
-def packed(king, pawn, turn, result):
-    """A record with the white king on `king`, the black king on h8 and a white pawn."""
+def packed(*pieces, turn=0, result=0):
+    """A record with the pieces, (square, code) each."""
     board = bytearray(32)
-    for square, code in ((king, 6), (pawn, 1), (63, 14)):
+    for square, code in pieces:
         board[square // 2] |= code << 4 * (square % 2)
     return bytes(board) + bytes([turn << 4, 64]) + struct.pack("<hhh", result, 1, 2)
 
 
 def merging_keeps_every_position_once(folder):
     squares = [(king, pawn) for king in range(8) for pawn in range(8, 52)]  # a2 .. d7: no pawn attacks h8
-    records = [packed(king, pawn, turn, 7) for king, pawn in squares for turn in (0, 1)]
-    damaged = [bytes(32) + bytes([0, 64]) + bytes(6),  # no kings
-               packed(0, 8, 0, 7)[:33] + bytes([65]) + bytes(6),  # no such square
-               packed(0, 3, 0, 7)]  # a pawn on the first rank
+    records = [packed((king, 6), (pawn, 1), (63, 14), turn=turn, result=7) for king, pawn in squares for turn in (0, 1)]
+    damaged = [packed(),  # no kings
+               records[0][:33] + bytes([65]) + bytes(6),  # no such square
+               packed((0, 6), (3, 1), (63, 14))]  # a pawn on the first rank
     again = [record[:34] + struct.pack("<hhh", -7, 3, 4) for record in records[:50]]
     (folder / "one.bin").write_bytes(b"".join(records[:400] + damaged))
     (folder / "two.bin").write_bytes(b"".join(again + records[400:]) + b"\1\2\3")
@@ -427,10 +417,7 @@ def holdout_takes_whole_stretches(folder):
     shuffler.shuffle(positions)
     data = bytearray()
     for king, first, second, turn, black in positions:
-        board = bytearray(32)
-        for square, code in ((king, 6), (first, 1), (second, 1), (black, 14)):
-            board[square // 2] |= code << 4 * (square % 2)
-        record = bytes(board) + bytes([turn << 4, 64]) + bytes(6)
+        record = packed((king, 6), (first, 1), (second, 1), (black, 14), turn=turn)
         numbers[record] = len(numbers)
         data += record
     (folder / "in.bin").write_bytes(data)

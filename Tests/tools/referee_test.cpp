@@ -1,33 +1,13 @@
 // When self-play games end: the rules of chess, and the strict limits of adjudication by score.
 #include "tools/selfplay/referee.h"
 
-#include "position/bitboard.h"
-#include "position/make_move.h"
-#include "position/notation.h"
+#include "position/board.h"
 
 #include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace {
 
 constexpr int GOES_ON = -1;
-
-struct Board {
-    Board() {
-        static const bool ready = [] {
-            init_tables();
-            init_zobrist();
-            return true;
-        }();
-        (void)ready;
-        init_game_state(*state, position);
-    }
-    std::unique_ptr<GameState> state = std::make_unique<GameState>();
-    Position position{};
-};
 
 TEST(Referee, ends_games_by_the_rules) {
     struct Row {
@@ -56,8 +36,7 @@ TEST(Referee, ends_games_by_the_rules) {
         {"one ply shorter", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 399, GOES_ON, 0},
     };
     for (const Row& row : ROWS) {
-        Board board;
-        set_position(board.position, row.fen);
+        Board board(row.fen);
         const auto verdict = judge_position(board.position, row.plies, 0);
         EXPECT_EQ(verdict ? static_cast<int>(verdict->ending) : GOES_ON, row.ending) << row.story;
         if (verdict) { EXPECT_EQ(verdict->result, row.result) << row.story; }
@@ -66,62 +45,42 @@ TEST(Referee, ends_games_by_the_rules) {
 
 TEST(Referee, third_occurrence_is_a_draw_and_no_earlier) {
     Board board;
-    set_position(board.position, START_FEN);
-    const std::vector<std::string> moves = {"g1f3", "g8f6", "f3g1", "f6g8", "g1f3", "g8f6", "f3g1", "f6g8"};
-    for (std::size_t i = 0; i < moves.size(); ++i) {
-        EXPECT_FALSE(judge_position(board.position, static_cast<int>(i), 0)) << i;
-        make_move(board.position, parse_uci_move(board.position, moves[i]));
-        board.state->search_ply = 1;
-    }
+    board.play("g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1");
+    EXPECT_FALSE(judge_position(board.position, 7, 0));
+    board.play("f6g8");
     const auto verdict = judge_position(board.position, 8, 0);
     ASSERT_TRUE(verdict);
     EXPECT_EQ(verdict->ending, REPETITION);
 }
 
-// Scores for the side to move, White first.
-struct ScoreRow {
-    const char* story;
-    std::vector<int> scores;
-    int first_ply;
-    int men;
-    int ending;
-    int result;
-};
-
-std::vector<int> repeated(int count, std::vector<int> pair) {
-    std::vector<int> scores;
-    for (int i = 0; i < count; ++i) scores.push_back(pair[static_cast<std::size_t>(i) % pair.size()]);
-    return scores;
-}
-
-std::vector<int> joined(std::vector<int> first, const std::vector<int>& rest) {
-    first.insert(first.end(), rest.begin(), rest.end());
-    return first;
-}
-
 TEST(Referee, adjudicates_only_what_both_sides_see_for_long) {
-    const ScoreRow ROWS[] = {
-        {"both see White winning", repeated(6, {2000, -2000}), 20, 32, WIN_ADJUDICATED, 1},
-        {"both see Black mating", repeated(6, {-9990, 9990}), 20, 32, WIN_ADJUDICATED, -1},
-        {"five times", repeated(5, {2000, -2000}), 20, 32, GOES_ON, 0},
-        {"one centipawn short", repeated(12, {1999, -2000}), 20, 32, GOES_ON, 0},
-        {"each side sees itself winning", repeated(12, {2500, 2500}), 20, 32, GOES_ON, 0},
-        {"a doubt between", joined(repeated(5, {2500, -2500}), joined({-1900}, repeated(4, {2500, -2500}))), 20, 32,
-         GOES_ON, 0},
-        {"nothing in it for eight moves", repeated(16, {8, -8}), 100, 10, DRAW_ADJUDICATED, 0},
-        {"seven and a half moves", repeated(15, {8, -8}), 100, 10, GOES_ON, 0},
-        {"a little in it", repeated(30, {9, 0}), 100, 10, GOES_ON, 0},
-        {"too early", repeated(30, {0, 0}), 70, 10, GOES_ON, 0},
-        {"too many men", repeated(30, {0, 0}), 100, 11, GOES_ON, 0},
+    const struct {
+        const char* story;
+        int times, mover, waiter;  // scores of the sides to move in turn, White first
+        int first_ply, men;
+        int ending, result;  // with the last score, and none before
+        int doubt = -1;      // the score that is -1900 instead
+    } ROWS[] = {
+        {"both see White winning", 6, 2000, -2000, 20, 32, WIN_ADJUDICATED, 1},
+        {"both see Black mating", 6, -9990, 9990, 20, 32, WIN_ADJUDICATED, -1},
+        {"five times", 5, 2000, -2000, 20, 32, GOES_ON, 0},
+        {"one centipawn short", 12, 1999, -2000, 20, 32, GOES_ON, 0},
+        {"each side sees itself winning", 12, 2500, 2500, 20, 32, GOES_ON, 0},
+        {"a doubt between", 10, 2500, -2500, 20, 32, GOES_ON, 0, 5},
+        {"nothing in it for eight moves", 16, 8, -8, 100, 10, DRAW_ADJUDICATED, 0},
+        {"a doubt after two moves", 20, 8, -8, 100, 10, DRAW_ADJUDICATED, 0, 3},
+        {"seven and a half moves", 15, 8, -8, 100, 10, GOES_ON, 0},
+        {"a little in it", 30, 9, 0, 100, 10, GOES_ON, 0},
+        {"too early", 30, 0, 0, 70, 10, GOES_ON, 0},
+        {"too many men", 30, 0, 0, 100, 11, GOES_ON, 0},
     };
-    for (const ScoreRow& row : ROWS) {
+    for (const auto& row : ROWS) {
         ScoreJudge judge(true, true);
-        for (std::size_t i = 0; i < row.scores.size(); ++i) {
-            const int ply = static_cast<int>(i);
-            const auto verdict = judge.judge(ply % 2, row.scores[i], row.first_ply + ply, row.men);
-            const bool last = i + 1 == row.scores.size();
-            EXPECT_EQ(verdict ? static_cast<int>(verdict->ending) : GOES_ON, last ? row.ending : GOES_ON)
-                << row.story << ", score " << i;
+        for (int i = 0; i < row.times; ++i) {
+            const int score = i == row.doubt ? -1900 : i % 2 ? row.waiter : row.mover;
+            const auto verdict = judge.judge(i % 2, score, row.first_ply + i, row.men);
+            const int expected = i + 1 == row.times ? row.ending : GOES_ON;
+            EXPECT_EQ(verdict ? static_cast<int>(verdict->ending) : GOES_ON, expected) << row.story << ' ' << i;
             if (verdict) { EXPECT_EQ(verdict->result, row.result) << row.story; }
         }
     }
