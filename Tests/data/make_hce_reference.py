@@ -57,17 +57,14 @@ def rank_of(square, white):
 
 
 def color_of_square(square):
-    return (square + (square >> 3)) & 1  # 1: light
+    return chess.BB_LIGHT_SQUARES >> square & 1
 
 
 def slide(square, occupied, steps):
     reached = set()
     for df, dr in steps:
         f, r = square & 7, square >> 3
-        while True:
-            f, r = f + df, r + dr
-            if not (0 <= f < 8 and 0 <= r < 8):
-                break
+        while 0 <= (f := f + df) < 8 and 0 <= (r := r + dr) < 8:
             reached.add(r * 8 + f)
             if r * 8 + f in occupied:
                 break
@@ -76,27 +73,19 @@ def slide(square, occupied, steps):
 
 DIAGONAL = [(1, 1), (1, -1), (-1, 1), (-1, -1)]
 STRAIGHT = [(1, 0), (-1, 0), (0, 1), (0, -1)]
-
-
-def step_squares(square, steps):
-    f, r = square & 7, square >> 3
-    return {(r + dr) * 8 + f + df for df, dr in steps if 0 <= f + df < 8 and 0 <= r + dr < 8}
+king_steps = chess.square_distance
 
 
 def knight(square):
-    return step_squares(square, [(1, 2), (2, 1), (-1, 2), (-2, 1), (1, -2), (2, -1), (-1, -2), (-2, -1)])
+    return set(chess.SquareSet(chess.BB_KNIGHT_ATTACKS[square]))
 
 
 def king(square):
-    return step_squares(square, DIAGONAL + STRAIGHT)
+    return set(chess.SquareSet(chess.BB_KING_ATTACKS[square]))
 
 
 def pawn(square, white):
-    return step_squares(square, [(-1, 1 if white else -1), (1, 1 if white else -1)])
-
-
-def king_steps(a, b):
-    return max(abs((a & 7) - (b & 7)), abs((a >> 3) - (b >> 3)))
+    return set(chess.SquareSet(chess.BB_PAWN_ATTACKS[white][square]))
 
 
 class Evaluator:
