@@ -17,7 +17,7 @@ from cases import Failure
 from test_protocol import TIMEOUT, Session
 
 FILES = {
-    "test.epd": '; comment id "T1"\n4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id "T1";\n',
+    "test.epd": '\ufeff; comment id "T1"\n4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id "T1";\n',
     "games.pgn": '[Event "match"]\n[White "Morphy"]\n[Black "Allies"]\n\n'
                  "1.e4 {[%clk 1]} e5 2. Nf3 d6 3. d4 Bg4 {a pin (bad)} 4. dxe5 Bxf3 1-0\n",
 }
@@ -382,7 +382,7 @@ def play(terminal):
 def main():
     with tempfile.TemporaryDirectory() as folder:
         for name, text in FILES.items():
-            with open(os.path.join(folder, name), "w", encoding="ascii") as file:
+            with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
                 file.write(text)
         with open(os.path.join(folder, "small.bin"), "wb") as file:
             file.write(BOOK)

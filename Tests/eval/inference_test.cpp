@@ -180,6 +180,20 @@ TEST_F(Inference, equals_the_plain_definition_through_random_games) {
     EXPECT_LT(clamped, evaluations / 4);
 }
 
+// With the embedded network no sum saturates, so an updated score is the refreshed one.
+TEST_F(Inference, embedded_scores_do_not_depend_on_history) {
+    load("embedded");
+    const auto other = std::make_unique<EvalState>();
+    std::mt19937 random(11);
+    for (const char* start : STARTS) {
+        random_game(position, *game, start, random, 100, [&](int ply) {
+            const int score = nn_evaluate(eval->network, position, ply);
+            ASSERT_EQ(nn_evaluate(other->network, position, 1), score) << position_to_fen(position, false);
+        });
+    }
+    free_network_state(other->network);
+}
+
 // Which input a piece is, worked out by hand: square as seen, bucket * 768, type offset, 384 for the other colour.
 TEST_F(Inference, pieces_have_the_documented_inputs) {
     const struct {

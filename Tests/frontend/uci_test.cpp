@@ -120,3 +120,14 @@ TEST_F(Uci, lines_are_split_into_word_and_rest) {
     EXPECT_NE(printed([] { uci_command("uci"); }).find("uciok\n"), std::string::npos);
     EXPECT_EQ(settings.uci_mode, 1);
 }
+
+TEST_F(Uci, quit_stops_the_search_that_runs) {
+    for (const std::uint16_t running : {0, +THINK_CLOCK, +THINK_PONDER}) {
+        search_control.think_flags = running;
+        search_control.stop = 0;
+        settings.quit = 0;
+        uci_command("quit");
+        EXPECT_EQ(settings.quit, 1) << running;
+        EXPECT_EQ(search_control.stop, running != 0) << running;
+    }
+}
