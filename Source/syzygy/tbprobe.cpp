@@ -2,6 +2,7 @@
 // and the choice of a root move.
 #include "syzygy/tbprobe.h"
 
+#include "position/make_move.h"
 #include "syzygy/tbfiles.h"
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 namespace {
 
 constexpr Bitboard LAST_RANKS = 0xFF000000000000FFULL;
+constexpr int FIFTY_MOVE_PLIES = 100;
 
 // Distance to zeroing of a position whose best move zeroes.
 int zeroing_dtz(int wdl) {
@@ -167,6 +169,32 @@ int root_move_dtz(const ProbePosition& root, int root_dtz, ProbeMove move, const
     return value < 0 ? 1 - value : value > 0 ? -value - 1 : 0;
 }
 
+// How a winning move may let the win go all the same, from good to bad.
+enum DrawRisk : int { NO_RISK, REPLY_DRAWS, MOVE_DRAWS };
+
+bool repeats(Position& position) {
+    return position.rule50 < FIFTY_MOVE_PLIES && is_draw(position, 0);
+}
+
+// The tables know no game. Its third occurrence of a position ends it, after the move or after a reply, and so does the
+// fifty-move rule when the next zeroing move, `value` plies ahead, comes too late.
+DrawRisk draw_risk(Position& root, Move move, int value, const ProbePosition& child) {
+    if (root.rule50 + value > FIFTY_MOVE_PLIES) return MOVE_DRAWS;
+    make_move(root, move);
+    DrawRisk risk = repeats(root) ? MOVE_DRAWS : NO_RISK;
+    ProbeMoveList replies;
+    gen_probe_moves(child, replies);
+    ProbePosition unused;
+    for (int i = 0; i < replies.count && risk == NO_RISK; ++i) {
+        if (!play_probe_move(child, replies.moves[i], unused)) continue;
+        make_move(root, to_engine_move(replies.moves[i]));
+        if (repeats(root)) risk = REPLY_DRAWS;
+        unmake_move(root);
+    }
+    unmake_move(root);
+    return risk;
+}
+
 }  // namespace
 
 int probe_table(const ProbePosition& position, int wdl, int& success, bool dtz) {
@@ -256,7 +284,7 @@ int tb_probe_position(const Position& position) {
     return success == PROBE_FAILED ? -1 : wdl + 2;
 }
 
-bool tb_probe_root_dtz(const Position& position, Move& move, int& result) {
+bool tb_probe_root_dtz(Position& position, Move& move, int& result) {
     if (tb_largest == 0 || position.castling != 0 || popcount(occupancy(position)) > tb_largest) return false;
     const ProbePosition root = make_probe_position(position);
     int success;
@@ -268,24 +296,31 @@ bool tb_probe_root_dtz(const Position& position, Move& move, int& result) {
     ProbeMoveList drawing;
     ProbeMove best = 0;
     int best_value = 0;  // 0: no move yet
+    DrawRisk best_risk = MOVE_DRAWS;
     for (const ProbeMove candidate : moves) {
         ProbePosition child;
         if (!play_probe_move(root, candidate, child)) continue;
         const int value = root_move_dtz(root, root_dtz, candidate, child, success);
         if (success == PROBE_FAILED) return false;
         if (value == 0) drawing.moves[drawing.count++] = candidate;
-        // The shortest win or, from a lost position, the longest resistance.
-        const bool better = root_dtz > 0 ? value > 0 && (best_value == 0 || value < best_value) : value < best_value;
+        // The shortest win among the safest or, from a lost position, the longest resistance.
+        bool better = root_dtz < 0 && value < best_value;
+        DrawRisk risk = MOVE_DRAWS;
+        if (root_dtz > 0 && value > 0) {
+            risk = draw_risk(position, to_engine_move(candidate), value, child);
+            better = best_value == 0 || risk < best_risk || (risk == best_risk && value < best_value);
+        }
         if (better) {
             best = candidate;
             best_value = value;
+            best_risk = risk;
         }
     }
 
     if (root_dtz > 0) {
-        result = position.rule50 + root_dtz <= 100 ? 4 : 3;
+        result = position.rule50 + root_dtz <= FIFTY_MOVE_PLIES ? 4 : 3;
     } else if (root_dtz < 0) {
-        result = position.rule50 - root_dtz > 100 ? 1 : 0;
+        result = position.rule50 - root_dtz > FIFTY_MOVE_PLIES ? 1 : 0;
     } else {
         if (drawing.count == 0) return false;
         // Any drawing move will do; the material decides, so that the choice repeats.

@@ -46,6 +46,7 @@ inline int tb_probe_search(const Position& position, int depth) {
     return tb_probe_position(position);
 }
 
-// Chooses a root move by distance to zeroing. On success true, with the move and its result 0..4. False with
-// castling rights, too many pieces, or when any probe fails.
-bool tb_probe_root_dtz(const Position& position, Move& move, int& result);
+// Chooses a root move by distance to zeroing; among winning moves those come first after which neither the move nor a
+// reply draws by the game's history. On success true, with the move and its result 0..4. False with castling
+// rights, too many pieces, or when any probe fails. Plays moves on the position and takes them back.
+bool tb_probe_root_dtz(Position& position, Move& move, int& result);

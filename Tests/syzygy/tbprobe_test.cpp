@@ -196,6 +196,40 @@ TEST_F(SyzygyRoot, the_clock_decides_between_a_win_and_a_spoiled_one) {
     }
 }
 
+TEST_F(SyzygyRoot, a_won_game_is_not_repeated_into_a_draw) {
+    use_path(data_file("syzygy"));
+    struct Case {
+        const char* fen;
+        const char* moves;     // so far
+        const char* shortest;  // smallest distance, but it lets the position occur a third time
+        const char* expected;  // smallest distance of the moves that do not
+    };
+    const Case cases[] = {
+        // The move itself repeats; in the second case no reply does.
+        {"8/2K5/6k1/1R6/8/8/8/8 b - - 4 1", "g6h6 c7d8 h6g6 d8c7 g6h6 b5b8 h6g6", "b8b5", "c7d6"},
+        {"8/k6K/4R3/8/8/8/8/8 b - - 4 1", "a7b7 e6e3 b7a7 e3e6 a7b8 e6e1 b8a7", "e1e6", "e1b1"},
+        // The reply does.
+        {"8/8/8/2K2k2/3R4/8/8/8 w - - 4 1", "d4d1 f5g5 d1d4 g5f5 d4d6 f5e5", "d6d4", "d6d5"},
+        {"8/8/4R3/8/6K1/8/6k1/8 w - - 4 1", "e6e4 g2f1 e4e6 f1g2 e6b6 g2f2", "b6e6", "g4f4"},
+    };
+    for (const Case& c : cases) {
+        Game game(c.fen);
+        for (const std::string& move : split_words(c.moves)) {
+            make_move(game.position, parse_uci_move(game.position, move));
+            game.position.owner->search_ply = 1;
+        }
+        for (const bool with_history : {true, false}) {
+            const std::string expected = with_history ? c.expected : c.shortest;
+            if (!with_history) set_position(game.position, position_to_fen(game.position, true));
+            Move move = 0;
+            int result = 0;
+            ASSERT_TRUE(tb_probe_root_dtz(game.position, move, result)) << c.fen;
+            EXPECT_EQ(move_to_text(game.position, game.position.side, move), expected) << c.fen << " " << c.moves;
+            EXPECT_EQ(result, 4);
+        }
+    }
+}
+
 TEST_F(SyzygySearch, nodes_that_must_not_be_probed_are_not) {
     // Garbage tables of six and seven pieces: an attempt to read one shows on the error stream.
     for (const char* name : {"KPPvKPP.rtbw", "KPPPvKPP.rtbw"}) {
