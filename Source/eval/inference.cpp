@@ -124,7 +124,6 @@ struct Half {
     const std::int16_t* start;       // sums before the changes: the biases or the saved sums themselves
     const std::int16_t* const* row;  // changes still to be made
     std::int16_t* saved;             // sums after them
-    std::int16_t* activated;
     const std::int16_t* output;
 };
 
@@ -132,7 +131,7 @@ constexpr int MAX_STEP = 4;  // rows that one pass over the hidden units takes
 constexpr int BLOCK = 4;     // vectors in an unrolled part of it
 
 // Applies COUNT rows to VECTORS vectors at hidden unit `at`; bit i of ADDED tells whether row i is added or
-// subtracted. The LAST pass also activates and returns the products with the output row.
+// subtracted. The LAST pass also returns the products of the activated sums with the output row.
 template <class V, int VECTORS, int COUNT, unsigned ADDED, bool LAST>
 inline typename V::Register update_block(const Half& half, const std::int16_t* const* row, int at) {
     auto products = V::zero();
@@ -144,9 +143,7 @@ inline typename V::Register update_block(const Half& half, const std::int16_t* c
         }
         V::store(half.saved + at, sum);
         if constexpr (LAST) {
-            const auto active = V::activate(sum);
-            V::store(half.activated + at, active);
-            products = V::add_products(products, V::products(active, V::load(half.output + at)));
+            products = V::add_products(products, V::products(V::activate(sum), V::load(half.output + at)));
         }
     }
     return products;
@@ -255,12 +252,17 @@ int nn_evaluate(NetworkState& state, const Position& position, int ply) {
     for (const int c : {WHITE, BLACK}) {
         const int half = c * network.hidden;
         const int output_half = c == position.side ? 0 : network.hidden;
-        sum += run_half(
-            {start + half, rows.row[c], cache.saved + half, state.accumulator + half, state.output_row + output_half},
-            rows);
+        sum += run_half({start + half, rows.row[c], cache.saved + half, state.output_row + output_half}, rows);
     }
     save_position(cache, view, position, ply);
     return scaled_score(static_cast<std::int32_t>(sum));
+}
+
+const std::int16_t* activated_sums(NetworkState& state) {
+    for (int i = 0; i < 2 * state.hidden; i += Vector128::LANES) {
+        Vector128::store(state.accumulator + i, Vector128::activate(Vector128::load(state.cache.saved + i)));
+    }
+    return state.accumulator;
 }
 
 void free_network_state(NetworkState& state) {

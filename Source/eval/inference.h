@@ -17,7 +17,7 @@ struct AccumulatorCache {
 };
 
 struct NetworkState {
-    std::int16_t* accumulator;  // 2H activated values of the last evaluation; owned, 64-byte aligned
+    std::int16_t* accumulator;  // 2H values, filled by activated_sums; owned, 64-byte aligned
     AccumulatorCache cache;
     std::int32_t hidden;             // width that the buffers were made for
     std::uint32_t generation;        // network generation that the saved sums belong to
@@ -29,6 +29,10 @@ struct NetworkState {
 // below 3 the accumulator is always refreshed. The buffers are allocated at a thread's first call (and again
 // after a network of another width was loaded); if that fails prints "error initializing NN!" and returns -10001.
 int nn_evaluate(NetworkState& state, const Position& position, int ply);
+
+// The 2H activated values of the last evaluation (White's perspective, then Black's), for reports and statistics. The
+// evaluation itself only multiplies them. Valid until the next call; needs a successful nn_evaluate before.
+const std::int16_t* activated_sums(NetworkState& state);
 
 // Frees the buffers.
 void free_network_state(NetworkState& state);

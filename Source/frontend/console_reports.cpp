@@ -97,8 +97,9 @@ void network_report_command(const ConsoleLine&) {
     // The side to move's sums meet the first half of the output row.
     const std::int16_t* weights[2] = {state.output_row, state.output_row + hidden};
     const int side = board().side;
-    const double white = report_perspective("HL1wp", state.accumulator, weights[side], unit);
-    const double black = report_perspective("HL1bp", state.accumulator + hidden, weights[side ^ 1], unit);
+    const std::int16_t* const values = activated_sums(state);
+    const double white = report_perspective("HL1wp", values, weights[side], unit);
+    const double black = report_perspective("HL1bp", values + hidden, weights[side ^ 1], unit);
     print_raw("\neval= %5.0f, ev_wp= %5.0f, ev_bp= %5.0f, output node= %d\n\n", white + black, white, black,
               state.output_bucket);
 }

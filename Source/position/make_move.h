@@ -11,6 +11,19 @@ void make_move(Position& position, Move move);
 // Takes back the move of the top UndoRecord.
 void unmake_move(Position& position);
 
+// The key that the position will have after the move, if the move is no castling, en passant or promotion and leaves
+// the castling rights alone. Cheap: it lets table entries be fetched before the move is made.
+inline std::uint64_t expected_key_after(const Position& position, Move move) {
+    const int from = move_from(move);
+    const int to = move_to(move);
+    const int mover = position.board[from];
+    std::uint64_t key = position.key ^ zobrist[mover * 64 + from] ^ zobrist[mover * 64 + to];
+    if (const int captured = position.board[to]) key ^= zobrist[captured * 64 + to];
+    if (position.ep_square != NO_SQUARE) key ^= zobrist[position.ep_square];
+    if (type_of(mover) == PAWN && (from ^ to) == 16) key ^= zobrist[(from + to) / 2];  // double push
+    return (key & ~std::uint64_t{1}) | (static_cast<unsigned>(position.side) ^ 1U);
+}
+
 // Passes the turn: a one-move list is written at the current ply so that the plies below see a null move.
 void make_null_move(Position& position);
 void unmake_null_move(Position& position);

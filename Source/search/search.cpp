@@ -323,6 +323,8 @@ int search_moves(SearchThread& thread, int side, int ply, int depth, int alpha, 
             if (hash_move_seen) continue;
             hash_move_seen = true;
         }
+        // Memory answers while the move is judged and made.
+        if (depth > MIN_HASH_DEPTH) hash_prefetch(expected_key_after(position, move.move));
         if (!is_legal(position, side, move.move, in_check)) continue;
         entry.move_class = static_cast<std::uint16_t>(move_flags(position, side, move));
 

@@ -101,9 +101,10 @@ void copy_row(const std::int16_t* source, const PrunedNodes& nodes, std::int16_t
 bool add_contributions(NetworkState& state, const Position& position, float* statistics) {
     if (nn_evaluate(state, position, REFRESHING_PLY) == NO_SCORE) return false;
     const int hidden = network.hidden;
+    const std::int16_t* const values = activated_sums(state);
     for (const int c : {WHITE, BLACK}) {
         const int weights = c == position.side ? 0 : hidden;  // the side to move's values meet the first half
-        add_half(statistics + c * hidden, state.accumulator + c * hidden, state.output_row + weights, hidden);
+        add_half(statistics + c * hidden, values + c * hidden, state.output_row + weights, hidden);
     }
     return true;
 }

@@ -161,7 +161,7 @@ TEST_F(Inference, equals_the_plain_definition_through_random_games) {
                 const int expected = plain.evaluate(position, ply);
                 const int score = nn_evaluate(eval->network, position, ply);
                 failed = score != expected ||
-                         !std::equal(plain.active.begin(), plain.active.end(), eval->network.accumulator) ||
+                         !std::equal(plain.active.begin(), plain.active.end(), activated_sums(eval->network)) ||
                          !std::equal(plain.saved.begin(), plain.saved.end(), eval->network.cache.saved);
                 EXPECT_FALSE(failed) << c.what << ": " << position_to_fen(position, false) << " gives " << score
                                      << ", not " << expected << (plain.refreshed ? " (refreshed)" : " (updated)");
@@ -220,7 +220,7 @@ TEST_F(Inference, pieces_have_the_documented_inputs) {
         std::int16_t& weight = network.values[c.input * network.hidden + 5];
         weight = 77;
         network_score(c.fen);
-        EXPECT_EQ(eval->network.accumulator[c.perspective * network.hidden + 5], 77)
+        EXPECT_EQ(activated_sums(eval->network)[c.perspective * network.hidden + 5], 77)
             << c.fen << " perspective " << c.perspective << " input " << c.input;
         weight = 0;
     }
@@ -232,7 +232,7 @@ TEST_F(Inference, pieces_have_the_documented_inputs) {
          {std::pair{"2k5/8/8/8/8/8/8/6K1 w - -", 6 + 768}, {"6k1/8/8/8/8/8/8/6K1 w - -", 6}}) {
         network.values[input * network.hidden] = 9;
         network_score(fen);
-        EXPECT_EQ(eval->network.accumulator[0], 9) << fen;
+        EXPECT_EQ(activated_sums(eval->network)[0], 9) << fen;
         network.values[input * network.hidden] = 0;
     }
 }
@@ -261,8 +261,8 @@ TEST_F(Inference, activation_rounding_and_clamp) {
     std::copy(sums, sums + 8, biases);
     std::copy(sums, sums + 8, biases + 8);
     network_score(START_FEN);
-    EXPECT_TRUE(std::equal(active, active + 8, eval->network.accumulator));
-    EXPECT_TRUE(std::equal(active, active + 8, eval->network.accumulator + 8));
+    EXPECT_TRUE(std::equal(active, active + 8, activated_sums(eval->network)));
+    EXPECT_TRUE(std::equal(active, active + 8, activated_sums(eval->network) + 8));
 
     // Unit 6 is 5 for both sides; Q = 2, S = 1: score = (mover's weight + other's weight) * 5 / 4.
     network.quantisation = 2;

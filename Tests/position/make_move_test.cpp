@@ -49,6 +49,30 @@ TEST(MakeMove, results_of_special_moves) {
     }
 }
 
+TEST(MakeMove, expected_key_is_that_of_every_ordinary_move) {
+    const struct {
+        const char* fen;
+        int others;  // castling, en passant, promotions and moves that lose a castling right
+    } rows[] = {
+        {START_FEN, 0},
+        {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -", 9},
+        {"rnbqkb1r/ppp1p1pp/5n2/3pPp2/8/8/PPPP1PPP/RNBQKBNR w KQkq f6", 1},
+        {"8/2p5/3p4/KP5r/1R2Pp1k/8/6P1/8 b - e3", 0},  // en passant would uncover the king
+        {"r3k2r/Pppp1ppp/1b3nbN/nP6/BBP1P3/q4N2/Pp1P2PP/R2Q1RK1 b kq -", 16},
+    };
+    for (const auto& row : rows) {
+        Board board(row.fen);
+        int others = 0;
+        for (const Move move : board.legal()) {
+            const std::uint64_t expected = expected_key_after(board.position, move);
+            make_move(board.position, move);
+            if (board.position.key != expected) ++others;
+            unmake_move(board.position);
+        }
+        EXPECT_EQ(others, row.others) << row.fen;
+    }
+}
+
 void walk_tree(Board& board, int depth, int& nodes) {
     Position& p = board.position;
     ++nodes;
