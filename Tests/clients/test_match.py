@@ -3,6 +3,7 @@
 
 The engines are this file itself, started as `test_match.py --play FAULT`. The tarn program is not needed.
 """
+import io
 import os
 import pathlib
 import sys
@@ -12,6 +13,8 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent.parent / "
 
 try:
     import chess
+    import chess.pgn
+    import calibration
     import match
 except ImportError:
     print("skipped: the Python package `chess` is not installed (scripts/setup.sh test installs it)")
@@ -119,6 +122,19 @@ def statistics_fault():
     return ""
 
 
+def calibration_fault():
+    """Scores and results counted by hand: a lost game of Black, who saw it late, and a draw."""
+    def rows(result, comments):
+        moves = " ".join(f"{move} {{ {text} }}" for move, text in zip(["e4", "e5", "d4", "d5"], comments))
+        pgn = f'[White "a"]\n[Black "b"]\n[Result "{result}"]\n\n{moves} {result}\n'
+        return calibration.scores_of(chess.pgn.read_game(io.StringIO(pgn)), None)
+
+    found = [rows("1-0", ["+0.51/9 0.1s", "+0.26/9 0.1s", "0.1s", "-3.00/9 0.1s"]),
+             rows("1/2-1/2", ["-0.24/9 0.1s", "+9.99/9 0.1s", "+0.74/12 0.1s", "+0.75/12 0.1s"])]
+    expected = [[(1, 1.0), (1, 0.0), (6, 1.0)], [(0, 0.5), (1, 0.5), (2, 0.5)]]
+    return "" if found == expected else f"{found}, expected {expected}"
+
+
 def main():
     failed = []
     for fault, limit, ponder, result, ending in CASES:
@@ -127,10 +143,10 @@ def main():
         if (outcome.result, outcome.ending) != (result, ending) or (fault == "sound" and hits != ponder):
             failed.append(f"{fault} at {limit}: {outcome.result} {outcome.ending} {outcome.culprit}, "
                           f"{outcome.replies} ponder hits")
-    failed += filter(None, [draw_rules_fault(), statistics_fault()])
+    failed += filter(None, [draw_rules_fault(), statistics_fault(), calibration_fault()])
     for text in failed:
         print("FAILED", text)
-    print(f"{len(CASES) + 2 - len(failed)} passed, {len(failed)} failed")
+    print(f"{len(CASES) + 3 - len(failed)} passed, {len(failed)} failed")
     return 1 if failed else 0
 
 
