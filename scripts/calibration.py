@@ -21,7 +21,7 @@ import chess.pgn
 WIDTH = 50  # centipawns of a row
 HIGHEST = 400
 RESAMPLES = 200
-SCORE = re.compile(r"([+-]\d+\.\d+)/\d+ ")
+SCORE = re.compile(r"([+-]\d+\.\d+)/\d+\s")
 
 
 def expected(centipawns):
