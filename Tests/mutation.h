@@ -1,9 +1,24 @@
 // Damaged versions of good files, the same ones in every run.
 #pragma once
 
+#include "shared_data.h"
+
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <string>
+#include <vector>
+
+// The contents of the files of games, in the same order in every run.
+inline std::vector<std::string> files_of_games() {
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(data_file("pgn"))) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        files.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
 
 // A copy with one to eight random changes: bytes replaced, pieces cut out, doubled, moved or torn off, signs of the
 // format thrown in, line ends changed.

@@ -1,47 +1,20 @@
-// A board to probe for, small books written for one test, and what a probe prints.
+// Small books written for one test, and what a probe of a book prints and plays.
 #pragma once
 
+#include "book/book_key.h"
 #include "book/book_probe.h"
 #include "frontend/settings.h"
-#include "position/position.h"
+#include "position/board.h"
+#include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <random>
-#include <string>
-#include <vector>
+struct BookTest : testing::Test {
+    const TempFolder folder;
+    Board board;
+    std::string played;  // by the last probe: a move in coordinates or "null"
 
-struct Board {
-    std::unique_ptr<GameState> game = std::make_unique<GameState>();
-    Position position{};
-
-    explicit Board(const std::string& fen = START_FEN) {
-        static const bool tables_ready = (init_tables(), init_zobrist(), true);
-        EXPECT_TRUE(tables_ready);
-        init_game_state(*game, position);
-        set_position(position, fen);
-    }
-};
-
-class BookTest : public testing::Test {
-protected:
-    const std::filesystem::path folder =
-        std::filesystem::path(testing::TempDir()) / ("tarn_book_" + std::to_string(std::random_device{}()));
-
-    BookTest() {
-        std::filesystem::create_directories(folder);
-        settings = Settings{};
-    }
-    ~BookTest() override { std::filesystem::remove_all(folder); }
-
-    std::string write_file(const std::string& name, const std::string& bytes) const {
-        const std::string path = (folder / name).string();
-        std::ofstream(path, std::ios::binary) << bytes;
-        return path;
-    }
+    BookTest() { settings = Settings{}; }
 
     std::string write_book(const std::string& name, const std::vector<BookEntry>& entries) const {
         std::string bytes;
@@ -54,13 +27,14 @@ protected:
             put(entry.weight, 2);
             put(entry.learn, 4);
         }
-        return write_file(name, bytes);
+        return folder.write(name, bytes);
     }
 
-    // What one probe prints; its answer goes to `move`.
-    static std::string output_of_probe(Board& board, const std::string& book, Move& move) {
+    // What one probe prints.
+    std::string probe(Board& board, const std::string& book) {
         testing::internal::CaptureStdout();
-        move = book_probe(board.position, book.c_str());
+        const Move move = book_probe(board.position, book.c_str());
+        played = move_to_text(board.position, board.position.side, move);
         return testing::internal::GetCapturedStdout();
     }
 };
