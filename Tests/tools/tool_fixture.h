@@ -2,36 +2,20 @@
 #pragma once
 
 #include "search/engine_fixture.h"
+#include "temp_folder.h"
 
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <string>
 
 class ToolTest : public EngineTest {
 protected:
     void SetUp() override {
         EngineTest::SetUp();
-        old_folder_ = std::filesystem::current_path();
-        folder_ = std::filesystem::temp_directory_path() / ("tarn_tools_" + std::to_string(std::random_device{}()));
-        std::filesystem::create_directories(folder_);
-        std::filesystem::current_path(folder_);
-    }
-    void TearDown() override {
-        std::filesystem::current_path(old_folder_);
-        std::filesystem::remove_all(folder_);
+        folder_.enter();
     }
 
-    std::string path(const std::string& name) const { return (folder_ / name).string(); }
-    // Creates a file; returns its path.
-    std::string write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(path(name), std::ios::binary) << bytes;
-        return path(name);
-    }
-    std::string read(const std::string& name) const {
-        std::ifstream in(path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
+    std::string path(const std::string& name) const { return folder_.name(name); }
+    std::string write(const std::string& name, const std::string& bytes) const { return folder_.write(name, bytes); }
+    std::string read(const std::string& name) const { return folder_.read(name); }
 
     // What the action writes to standard output, and to the error stream.
     template <class Action>
@@ -47,6 +31,5 @@ protected:
         return testing::internal::GetCapturedStderr();
     }
 
-    std::filesystem::path old_folder_;
-    std::filesystem::path folder_;
+    const TempFolder folder_;
 };
