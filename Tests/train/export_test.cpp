@@ -1,23 +1,28 @@
 // The network file against the model and against the engine's own inference, and the bounds of its sums.
 #include "tools/train/export_network.h"
 
+#include "eval/evaluate.h"
+#include "eval/network.h"
+#include "frontend/words.h"
 #include "tools/train/import_network.h"
 #include "tools/train/reports.h"
 #include "train_fixture.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace {
 
 struct ExportTest : TrainFixture {
-    ThreadTeam team{1};
-    Workspace work;
-
+    static Model random_model(int hidden) {
+        Model model = make_model(hidden);
+        randomise(model, 21);
+        return model;
+    }
     ExportReport write_and_load(const Model& model) {
         ExportReport report;
-        EXPECT_TRUE(write_network(path("net.nn"), model, report));
-        load_quietly(path("net.nn"));
+        EXPECT_TRUE(write_network(folder.name("net.nn"), model, report));
+        copy_text(settings.nn_file, folder.name("net.nn"));
+        quietly([] { load_network(); });
         EXPECT_TRUE(network.complete);
         return report;
     }
@@ -36,39 +41,35 @@ void set_all(Model& model, float input, float bias, float output) {
 }
 
 TEST_F(ExportTest, the_file_has_the_size_and_the_header_of_the_format) {
-    const Model model = make_model(1536);
-    ExportReport report;
-    ASSERT_TRUE(write_network(path("net.nn"), model, report));
-    EXPECT_EQ(4773912u, std::filesystem::file_size(path("net.nn")));  // 24 + 2 * 2,386,944
-    std::ifstream file(path("net.nn"), std::ios::binary);
-    std::int16_t header[12];
-    file.read(reinterpret_cast<char*>(header), sizeof header);
+    write_and_load(make_model(1536));
+    const std::string file = folder.read("net.nn");
+    EXPECT_EQ(4773912u, file.size());                                                             // 24 + 2 * 2,386,944
     const std::int16_t expected[12] = {752, 2048, 2048, 400, 2, 5, 1536, 0, 0, 5, 0x6C00, 0x24};  // 0x246C00 = 2386944
-    EXPECT_TRUE(std::equal(expected, expected + 12, header));
+    EXPECT_EQ(0, std::memcmp(file.data(), expected, sizeof expected));
 }
 
 TEST_F(ExportTest, the_engine_scores_what_the_model_scores) {
     for (const int hidden : {16, 64, 1536}) {
-        Model model = make_model(hidden);
-        randomise(model, 21);
+        Model model = random_model(hidden);
         for (int b = 0; b < model.blocks(); ++b) {  // scores of hundreds of centipawns, and buckets that differ
             for (int i = 0; i < INPUT_ROWS * COLUMNS; ++i) model.block(b)[i] = 0.1f * std::sin(static_cast<float>(i));
             for (int i = OUTPUT_ROW * COLUMNS; i < BIAS_ROW * COLUMNS; ++i) model.block(b)[i] *= 2;
             settle_block(model, b);
         }
-        write_and_load(model);
+        const ExportReport report = write_and_load(model);
         const QuantisationError error = compare(model);
         EXPECT_EQ(1000, error.positions);
         EXPECT_LT(error.mean, 1.0) << hidden;  // a half is rounding to whole centipawns
         EXPECT_LT(error.most, 4.0) << hidden;
+        // The 32-bit output sums lie within the bound of the report.
+        fill_work(1000);
+        evaluate_batch(model, work, team);
+        for (const float output : work.output) EXPECT_LT(std::abs(output) * 2048 * 2048 / 0x1p31f, report.output_bound);
     }
-}
-
-TEST_F(ExportTest, scores_stop_where_the_engine_stops) {
     Model model = make_model(16);
     set_all(model, 0.25f, 0, 1.0f);  // 16 units * 2 halves * 2 pieces * 0.25 * 400: beyond 2500 centipawns
     write_and_load(model);
-    EXPECT_LT(compare(model).most, 0.01);
+    EXPECT_LT(compare(model).most, 0.01) << "scores stop where the engine stops";
 }
 
 // Whatever the parameters' bounds allow must fit: no sum leaves 16 bits and no output weight either.
@@ -92,84 +93,54 @@ TEST_F(ExportTest, parameters_at_their_bounds_still_fit) {
 
 // The bound of a unit against piece sets chosen to be as bad as possible for it, by the file's own values.
 TEST_F(ExportTest, no_piece_set_exceeds_the_bound_of_a_unit) {
-    Model model = make_model(16);
-    randomise(model, 4);
+    Model model = random_model(16);
     for (int i = 0; i < INPUT_ROWS * COLUMNS; ++i) model.block(0)[i] += 0.7f * std::sin(static_cast<float>(i * i));
     settle_block(model, 0);
     const ExportReport report = write_and_load(model);
     int worst = 0;
-    for (int unit = 0; unit < 16; ++unit) {
-        for (const int sign : {1, -1}) {
-            for (int bucket = 0; bucket < 2; ++bucket) {
-                const auto value = [&](int input) {
-                    return sign * network.input_weights[(bucket * 768 + input) * network.hidden + unit];
-                };
-                int sum = sign * network.biases[unit];
-                for (const int side : {0, 384}) {
-                    int king = value(side);
-                    std::vector<int> best(64, -40000);
-                    for (int square = 0; square < 64; ++square) {
-                        king = std::max(king, value(side + square));
-                        const bool pawns = square >= 8 && square < 56;
-                        for (int type = pawns ? 64 : 128; type <= 320; type += 64) {
-                            best[square] = std::max(best[square], value(side + type + square));
-                        }
-                    }
-                    std::sort(best.rbegin(), best.rend());
-                    sum += king;
-                    for (int i = 0; i < 15; ++i) sum += best[i];
+    for (int kind = 0; kind < 64; ++kind) {
+        const int unit = kind / 4;
+        const int bucket = kind / 2 % 2;
+        const int sign = kind % 2 ? 1 : -1;
+        const auto value = [&](int input) {
+            return sign * network.input_weights[(bucket * 768 + input) * network.hidden + unit];
+        };
+        int sum = sign * network.biases[unit];
+        for (const int side : {0, 384}) {
+            int king = value(side);
+            std::vector<int> best(64, -40000);
+            for (int square = 0; square < 64; ++square) {
+                king = std::max(king, value(side + square));
+                const bool pawns = square >= 8 && square < 56;
+                for (int type = pawns ? 64 : 128; type <= 320; type += 64) {
+                    best[square] = std::max(best[square], value(side + type + square));
                 }
-                worst = std::max(worst, sum);
             }
+            std::sort(best.rbegin(), best.rend());
+            sum += king;
+            for (int i = 0; i < 15; ++i) sum += best[i];
         }
+        worst = std::max(worst, sum);
     }
     EXPECT_LE(worst, report.largest_sum);
     EXPECT_LE(report.largest_sum, 32767);
     EXPECT_GT(worst, report.largest_sum * 3 / 4);  // the bound is no fantasy
 }
 
-// The 32-bit output sum of every position lies within the bound of the report.
-TEST_F(ExportTest, output_sums_stay_below_their_bound) {
-    Model model = make_model(64);
-    randomise(model, 8);
-    const ExportReport report = write_and_load(model);
-    EXPECT_LT(report.output_bound, 1);
-    fill(work.batch, records(1000), team);
-    evaluate_batch(model, work, team);
-    double largest = 0;
-    for (const float output : work.output) largest = std::max(largest, std::abs(static_cast<double>(output)));
-    EXPECT_LT(largest * 2048 * 2048 / 0x1p31, report.output_bound);
-}
-
-TEST_F(ExportTest, an_exported_network_can_be_trained_further) {
-    Model model = make_model(64);
-    randomise(model, 9);
-    write_and_load(model);
+TEST_F(ExportTest, a_network_can_be_trained_further_even_with_large_weights) {
+    write_and_load(random_model(64));
     Model again = make_model(64);
     ASSERT_TRUE(import_network(again));
     EXPECT_LT(compare(again).most, 4.0);
-    fill(work.batch, records(1000), team);
-    evaluate_batch(model, work, team);
-    const std::vector<float> expected = work.output;
-    evaluate_batch(again, work, team);
-    for (std::size_t n = 0; n < expected.size(); ++n) EXPECT_NEAR(expected[n], work.output[n], 0.01) << n;
-
-    Model other = make_model(32);
-    EXPECT_FALSE(import_network(other));
-}
-
-// 5000 / 2048 lies beyond the largest weight of a model: the whole unit comes down and its output weights go up.
-TEST_F(ExportTest, networks_with_large_weights_are_brought_into_the_bounds) {
-    Model model = make_model(64);
-    randomise(model, 10);
-    write_and_load(model);
+    // 5000 / 2048 lies beyond the largest weight of a model: the whole unit comes down, its output weights go up.
     for (const int queen_row : {320, 768 + 320}) {
         for (int i = 0; i < 64; ++i) network.values[(queen_row + i) * network.hidden + 3] = 5000;
     }
-    Model again = make_model(64);
     ASSERT_TRUE(import_network(again));
     EXPECT_EQ(MAX_INPUT_WEIGHT, again.weights(0)[320 * COLUMNS + 3]);
     EXPECT_LT(compare(again).most, 4.0);
+    Model other = make_model(32);
+    EXPECT_FALSE(import_network(other));
 }
 
 }  // namespace

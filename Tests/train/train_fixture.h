@@ -1,8 +1,6 @@
-// Records made from the positions of the repository's data, small models, and a folder for what a test writes.
+// Records made from the positions of the repository's data, batches of them, and a folder for what a test writes.
 #pragma once
 
-#include "eval/evaluate.h"
-#include "eval/network.h"
 #include "frontend/settings.h"
 #include "position/board.h"
 #include "temp_folder.h"
@@ -11,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -24,23 +21,11 @@ struct TrainFixture : testing::Test {
     Position position{};
     const TempFolder folder;
     const Settings saved_settings = settings;
+    ThreadTeam team{1};
+    Workspace work;
 
     TrainFixture() { init_game_state(*game, position); }
     ~TrainFixture() override { settings = saved_settings; }
-
-    std::string path(const std::string& name) const { return folder.name(name); }
-    std::string write(const std::string& name, const std::string& bytes) const { return folder.write(name, bytes); }
-
-    TrainingRecord record(std::string_view fen, int result = 0, int score = 0) {
-        set_position(position, fen);
-        return make_training_record(position, result, 0, score);
-    }
-    Features features(std::string_view fen) {
-        Features f;
-        EXPECT_TRUE(read_features(record(fen), f)) << fen;
-        f.target = 0.5f;
-        return f;
-    }
 
     // Playable positions of all kinds: random games, endings, kings anywhere. Scores and results are random.
     std::vector<TrainingRecord> records(std::size_t count) {
@@ -62,21 +47,23 @@ struct TrainFixture : testing::Test {
         EXPECT_EQ(count, all.size());
         return all;
     }
+    // Makes `count` records the batch of `work`.
+    void fill_work(int count) {
+        const std::vector<TrainingRecord> all = records(static_cast<std::size_t>(count));
+        const auto record_at = [&all](int i) -> const TrainingRecord& { return all[static_cast<std::size_t>(i)]; };
+        fill_batch(work.batch, count, record_at, team);
+    }
+
+    // Does it without showing its output; returns what it wrote to standard output.
+    template <class Action>
+    static std::string quietly(Action action) {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        action();
+        testing::internal::GetCapturedStderr();
+        return testing::internal::GetCapturedStdout();
+    }
 };
-
-inline void fill(Batch& batch, const std::vector<TrainingRecord>& records, ThreadTeam& team) {
-    fill_batch(
-        batch, static_cast<int>(records.size()),
-        [&records](int i) -> const TrainingRecord& { return records[static_cast<std::size_t>(i)]; }, team);
-}
-
-// Loads a network file as NN_File would; the line that it prints is dropped.
-inline void load_quietly(const std::string& name) {
-    std::snprintf(settings.nn_file, sizeof settings.nn_file, "%s", name.c_str());
-    testing::internal::CaptureStdout();
-    load_network();
-    testing::internal::GetCapturedStdout();
-}
 
 inline bool same_values(const AlignedArray<float>& a, const AlignedArray<float>& b) {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
