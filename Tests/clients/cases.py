@@ -1,16 +1,30 @@
-"""What the client tests share: failures, checks, and the run over the tests of a file."""
+"""What the client tests share: the program and sessions with it, checks, and the run over the tests of a file.
+
+A test file is called as test_NAME.py PROGRAM [WORD...]; the words choose the tests with one of them in their names.
+Set TARN_PATIENCE to a factor for slow (instrumented) builds.
+"""
+import collections
 import os
 import pathlib
+import queue
+import signal
 import subprocess
+import sys
 import tempfile
+import threading
+import time
+
+PROGRAM = os.path.abspath(sys.argv[1])
+ROOT = pathlib.Path(os.environ.get("TARN_SOURCE_DIR", pathlib.Path(__file__).parents[2])).resolve()
+DATA = ROOT / "Tests" / "data"
+PATIENCE = float(os.environ.get("TARN_PATIENCE", "1"))
+TIMEOUT = 20 * PATIENCE
+
+sys.path.insert(0, str(ROOT / "scripts"))
 
 
 class Failure(Exception):
     """What a test found."""
-
-
-class Skipped(Exception):
-    """Why a test cannot be made here."""
 
 
 def check(condition, message):
@@ -18,28 +32,111 @@ def check(condition, message):
         raise Failure(message)
 
 
-def run_tests(tests, wanted=(), in_folders=False):
-    """Runs the tests with one of the words `wanted` in their names, or all, and prints what failed and "N passed,
-    N failed". With `in_folders` each test gets the path of an empty folder of its own. Returns the exit status."""
+def count(lines, start):
+    return sum(line.startswith(start) for line in lines)
+
+
+Run = collections.namedtuple("Run", "lines errors status")
+
+
+def run(*arguments, text="", limits=(), program=PROGRAM, timeout=3 * TIMEOUT):
+    """A whole run of the program with this input. `limits` are resource limits, (kind, value) each."""
+    def set_limits():
+        import resource
+        for kind, value in limits:
+            resource.setrlimit(kind, (value, value))
+
+    done = subprocess.run([program, *map(str, arguments)], input=text.encode(), capture_output=True, timeout=timeout,
+                          preexec_fn=set_limits if limits else None)
+    output = done.stdout.decode("latin-1").replace("\r\n", "\n")
+    return Run(output.split("\n"), done.stderr.decode("latin-1"), done.returncode)
+
+
+def interrupt(*arguments, file, size=1, sent=signal.SIGINT, program=PROGRAM):
+    """A run of the program that gets a signal as soon as its file has this size."""
+    process = subprocess.Popen([program, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE, text=True)
+    deadline = time.monotonic() + 3 * TIMEOUT
+    while not os.path.exists(file) or os.path.getsize(file) < size:
+        check(time.monotonic() < deadline and process.poll() is None, f"{arguments}: nothing was written")
+        time.sleep(0.01)
+    process.send_signal(sent)
+    output, errors = process.communicate(timeout=3 * TIMEOUT)
+    return Run(output.split("\n"), errors, process.returncode)
+
+
+class Session:
+    """One running program whose lines are read as they come."""
+
+    def __init__(self, *arguments):
+        self.process = subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        stderr=subprocess.DEVNULL)
+        self.lines = queue.Queue()
+        self.seen = []
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            self.lines.put(line.decode("latin-1").rstrip("\r\n"))
+        self.lines.put(None)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.kill()
+        self.process.wait()
+
+    def send(self, *lines):
+        self.process.stdin.write("".join(line + "\n" for line in lines).encode("latin-1"))
+        self.process.stdin.flush()
+
+    def next_line(self, timeout=TIMEOUT):
+        """The next line; None at the end of the output or after the time."""
+        try:
+            line = self.lines.get(timeout=timeout)
+        except queue.Empty:
+            return None
+        self.seen.append(line)
+        return line
+
+    def wait_for(self, start, timeout=TIMEOUT):
+        """The lines up to the first that begins with `start`."""
+        found = [""]
+        deadline = time.monotonic() + timeout
+        while not found[-1].startswith(start):
+            found.append(self.next_line(max(deadline - time.monotonic(), 0)))
+            check(found[-1] is not None, f"no {start!r} within {timeout} s; last lines: {self.seen[-5:]}")
+        return found[1:]
+
+    def ready(self):
+        self.send("isready")
+        return self.wait_for("readyok")
+
+    def finish(self, timeout=TIMEOUT):
+        """The rest of the output and the exit status."""
+        rest = list(iter(lambda: self.next_line(timeout), None))
+        return rest, self.process.wait(timeout)
+
+
+def run_tests(names):
+    """Runs the functions of a file's `names` that begin with "test_", each in an empty folder; prints what failed and
+    "N passed, N failed", and exits."""
     home = os.getcwd()
     passed = failed = 0
-    for test in tests:
-        if wanted and not any(word in test.__name__ for word in wanted):
+    for name, test in list(names.items()):
+        if not name.startswith("test_") or not any(word in name for word in sys.argv[2:] or [""]):
             continue
         try:
-            if in_folders:
-                with tempfile.TemporaryDirectory() as folder:
-                    try:
-                        test(pathlib.Path(folder))
-                    finally:
-                        os.chdir(home)
-            else:
-                test()
+            with tempfile.TemporaryDirectory() as folder:
+                os.chdir(folder)
+                try:
+                    test()
+                finally:
+                    os.chdir(home)
             passed += 1
-        except Skipped as why:
-            print(f"{test.__name__}: skipped, {why}", flush=True)
         except (Failure, OSError, subprocess.SubprocessError) as failure:
             failed += 1
-            print(f"{test.__name__}: {failure}", flush=True)
+            print(f"{name}: {failure}", flush=True)
     print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
+    sys.exit(1 if failed else 0)

@@ -1,26 +1,21 @@
 #!/usr/bin/env python3
 """One long session at the console: every command, what it prints and what it does to the board.
 
-Usage: test_console.py PROGRAM.  Ends with a line "N lines as expected"; exit status 1 at the first that differs.
-Set TARN_PATIENCE to a factor for slow (instrumented) builds.
-
 The session below reads as a terminal shows it. A line after "> " is typed; the lines up to the next one are what the
 program prints, all of it. "~" stands for any number, "..." for any lines up to the one that follows it. "= FEN" is the
 display of that position, "* MOVE SCORE" the report of a finished search.
 """
-import os
+import pathlib
 import re
-import sys
-import tempfile
 
-from cases import Failure
-from test_protocol import TIMEOUT, Session
+from cases import Session, check, run_tests
 
-FILES = {
-    "test.epd": '\ufeff; comment id "T1"\n4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id "T1";\n',
-    "games.pgn": '[Event "match"]\n[White "Morphy"]\n[Black "Allies"]\n\n'
-                 "1.e4 {[%clk 1]} e5 2. Nf3 d6 3. d4 Bg4 {a pin (bad)} 4. dxe5 Bxf3 1-0\n",
-}
+GAMES = """[Event "match"]
+[White "Morphy"]
+[Black "Allies"]
+
+1.e4 {[%clk 1]} e5 2. Nf3 d6 3. d4 Bg4 {a pin (bad)} 4. dxe5 Bxf3 1-0
+"""
 # Start position: 1. e4 with weight 3, 1. d4 with weight 1.
 BOOK = bytes.fromhex("463b96181691fc9c031c000300000000" "463b96181691fc9c02db000100000000")
 
@@ -58,25 +53,18 @@ invalid: a1a1
 > ]
 2. move g1f3
 = rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
-> jump 2
-= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
-> jump 40
-= rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
 > jump x
 = rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
-> jump 3
+> jump 40
 = rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
-> undo
+> jump 2
 = rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
 > undo
 = rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
 > perft 2
 visited 600 nodes in ~ seconds, nps= ~
-> ]
-1... move e7e5
-= rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2
-> undo
-= rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1
+> perft 0
+visited 20 nodes in ~ seconds, nps= ~
 > d5
 1. move d5
 = rnbqkbnr/ppp1pppp/8/3p4/4P3/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 2
@@ -91,10 +79,6 @@ visited 600 nodes in ~ seconds, nps= ~
 = rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
 > swap
 sq= e5, swap1=  100
-> perft 0
-visited 29 nodes in ~ seconds, nps= ~
-> perft 3
-visited 23193 nodes in ~ seconds, nps= ~
 > ev
 last move was 2. g1f3
 info string fen rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 3
@@ -139,21 +123,10 @@ LMR table:
 > Nc6
 2. move Nc6
 last move was 2... b8c6
-info string fen r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
 ...
-nne= ~, hce= ~, qscore= ~, mtl= ~, phase= ~, sf= ~, rule50= 2
-
 = r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
 > set debug 0
 > save
-> new
-= rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
-> load tmp.pgn Unknown
-loading tmp.pgn, tag Unknown
-
-read 1 games
-
-= r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4
 > load games.pgn Morphy
 loading games.pgn, tag Morphy
 
@@ -176,9 +149,8 @@ loading nothing, tag
 > get T
 
 = 4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
-> get T2
-
-= 4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
+> fen 4k3/8/8/8/8/8/8/3K1RR1 w K -
+= 4k3/8/8/8/8/8/8/3K1RR1 w - - 0 0
 > fen 4k2q/8/8/3p4/4P3/8/8/4K2R w K - 7 20
 = 4k2q/8/8/3p4/4P3/8/8/4K2R w K - 7 0
 > swap
@@ -188,8 +160,6 @@ sq= d5, swap1=  100
 sq= h8, swap1= 1060
 > reverse
 = 4k2r/8/8/4p3/3P4/8/8/4K2Q b - - 0 0
-> fen 4k3/8/8/8/8/8/8/4K3 b - - 9 9
-= 4k3/8/8/8/8/8/8/4K3 b - - 9 0
 > edit
 
 
@@ -262,9 +232,6 @@ illegal position
 illegal position
 > new
 = rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
-> book
-
-
 > set noise 0
 > book
   e2e4  cnt=     3, weight= 75.00% -> 75.00%
@@ -278,32 +245,18 @@ set level to 40 moves in 300.00 seconds, inc 0.00
 set level to 0 moves in 90.00 seconds, inc 1.50
 > set level 0 1:30 -2
 set level to 0 moves in 90.00 seconds, inc 0.00
-> set nodes 5000
-> set multipv 2
-> set frc 1
 > set target_nps 62000
 target_nps set to 62000, Elo= 2999
 > set contempt 20
 contempt set to 20
-> set ponder 0
-ponder set to 0
 > set Selectivity 90
 Selectivity set to 90
-> set NMP_depth 4
-NMP_depth set to 4
-> set SEP_depth 2
-SEP_depth set to 2
-> set FP_depth 3
-FP_depth set to 3
-> set LMP_depth 5
-LMP_depth set to 5
 > set LMR_depth 99999
 LMR_depth set to 32767
 > set ss 0
 selectivity set to OFF
 > set ss 1
 set default Settings
-> set nothing 1
 > set levels 1 2 3
 > set
 > set noise 99999
@@ -341,63 +294,38 @@ def expected_lines():
             yield line
 
 
-def pattern(line):
-    """The regular expression of an expected line: any blanks around "~", a number or, for a move, a word."""
-    number = r" *[-+a-z0-9.]+"
-    text = re.sub(r"\s*~", "~", line) if "~" in line else line
-    return re.compile(number.join(re.escape(part) for part in text.split("~")) + r"\Z")
+def is_line(line, expected):
+    """Whether a line reads as expected: any blanks around "~", a number or, for a move, a word."""
+    parts = re.sub(r"\s*~", "~", expected).split("~") if "~" in expected else [expected]
+    return re.fullmatch(r" *[-+a-z0-9.]+".join(map(re.escape, parts)), line)
 
 
-def play(terminal):
-    """Types and reads the session; returns the number of lines read as expected."""
-    count = 0
+def test_session():
+    pathlib.Path("test.epd").write_text('; comment id "T1"\n4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id "T1";\n', "utf-8-sig")
+    pathlib.Path("games.pgn").write_text(GAMES)
+    pathlib.Path("small.bin").write_bytes(BOOK)
     typed = "(start)"
     skipping = False
-    for expected in expected_lines():
-        if expected.startswith("> "):
-            if skipping:
-                raise Failure(f"the session says '...' at the end of {typed!r}")
-            typed = expected[2:]
-            terminal.send(typed)
-        elif expected == "...":
-            skipping = True
-        else:
-            wanted = pattern(expected)
-            while True:
-                line = terminal.next_line()
-                if line is None:
-                    raise Failure(f"after {typed!r}: nothing instead of {expected!r}")
-                if wanted.match(line):
-                    break
-                if not skipping:
-                    raise Failure(f"after {typed!r}: {line!r} instead of {expected!r}")
+    with Session("-c", "-book", "small.bin") as tarn:
+        for expected in expected_lines():
+            if expected.startswith("> "):
+                check(not skipping, f"the session says '...' at the end of {typed!r}")
+                typed = expected[2:]
+                tarn.send(typed)
+                continue
+            if expected == "...":
+                skipping = True
+                continue
+            line = tarn.next_line()
+            while skipping and line is not None and not is_line(line, expected):
+                line = tarn.next_line()
             skipping = False
-            count += 1
-    rest, status = terminal.finish(TIMEOUT)
-    if rest or status != 0:
-        raise Failure(f"after {typed!r}: {rest}, exit status {status}")
-    return count
-
-
-def main():
-    with tempfile.TemporaryDirectory() as folder:
-        for name, text in FILES.items():
-            with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
-                file.write(text)
-        with open(os.path.join(folder, "small.bin"), "wb") as file:
-            file.write(BOOK)
-        try:
-            with Session("-c", "-book", "small.bin", folder=folder) as terminal:
-                print(f"{play(terminal)} lines as expected")
-            with open(os.path.join(folder, "tmp.pgn"), encoding="ascii") as saved:
-                text = saved.read()
-            if text != '[Event "Unknown"]\ne4 e5 Nf3 Nc6 *\n\n':
-                raise Failure(f"saved game: {text!r}")
-            return 0
-        except Failure as failure:
-            print(failure)
-            return 1
+            check(line is not None and is_line(line, expected), f"after {typed!r}: {line!r} instead of {expected!r}")
+        rest, status = tarn.finish()
+        check(rest == [] and status == 0, f"after {typed!r}: {rest}, exit status {status}")
+    saved = pathlib.Path("tmp.pgn").read_text()
+    check(saved == '[Event "Unknown"]\ne4 e5 Nf3 Nc6 *\n\n', f"saved game: {saved!r}")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    run_tests(globals())
