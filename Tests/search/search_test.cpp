@@ -47,7 +47,7 @@ TEST_F(Search, known_positions_have_their_results) {
         {"smothered, in two", "5r1k/6pp/7N/8/8/1Q6/8/K7 w - -", 6, "mate 2", "b3g8"},
         {"Morphy's problem, in two", "kbK5/pp6/1P6/8/8/8/8/R7 w - -", 6, "mate 2", "a1a6"},
         {"mated in one after any move", "7k/R7/1R6/8/8/8/8/6K1 b - -", 4, "mate -1", "h8g8"},
-        {"mate on the hundredth half-move", "7k/8/6K1/8/8/8/8/Q7 w - - 99", 4, "mate 1", ""},
+        {"mate on the hundredth half-move", "7k/8/6K1/8/8/8/8/1Q6 w - - 99", 4, "mate 1", "b1b8"},
         {"a queen up on the hundredth half-move", "7k/8/8/8/8/8/Q7/K7 w - - 99", 6, "cp 0", ""},
         {"stalemate", "7k/5Q2/6K1/8/8/8/8/8 b - -", 5, "cp 0", "null"},
         {"depth zero", "4k3/8/8/3q4/4P3/8/8/4K3 w - -", 0, "", "e4d5"},
