@@ -10,13 +10,11 @@ namespace {
 
 // The definition of the network written down value by value, as an independent answer.
 struct PlainNetwork {
-    std::vector<std::int16_t> sums, saved, active;
+    std::vector<std::int16_t> sums, active;
     Bitboard pieces[2][7] = {};
     int mirror[2] = {};
     int bucket[2] = {};
     bool refreshed = false;
-
-    static std::int16_t saturate(int x) { return static_cast<std::int16_t>(std::clamp(x, -32768, 32767)); }
 
     static int king_bucket(const Position& p, int perspective) {
         if (network.king_buckets != 2) return 0;
@@ -33,12 +31,12 @@ struct PlainNetwork {
             const int input = (square ^ mirror[view]) + bucket[view] * 768 + offset[type] + (colour == view ? 0 : 384);
             const std::int16_t* row = network.input_weights + std::int64_t{input} * network.hidden;
             std::int16_t* half = sums.data() + view * network.hidden;
-            for (int i = 0; i < network.hidden; ++i) half[i] = saturate(half[i] + sign * row[i]);
+            for (int i = 0; i < network.hidden; ++i) half[i] = std::clamp(half[i] + sign * row[i], -32768, 32767);
         }
     }
 
     int evaluate(const Position& p, int ply) {
-        refreshed = ply < 3 || saved.empty();
+        refreshed = ply < 3 || sums.empty();
         for (int c = 0; c < 2; ++c) {
             const int old_mirror = mirror[c], old_bucket = bucket[c];
             mirror[c] = (p.king_square[c] & 4 ? 0 : 7) + (c == BLACK ? 56 : 0);
@@ -46,10 +44,7 @@ struct PlainNetwork {
             if (mirror[c] != old_mirror || bucket[c] != old_bucket) refreshed = true;
             if (popcount(pieces[c][0] ^ p.pieces[c][0]) > 6) refreshed = true;
         }
-        if (refreshed)
-            sums.assign(network.biases, network.biases + 2 * network.hidden);
-        else
-            sums = saved;
+        if (refreshed) sums.assign(network.biases, network.biases + 2 * network.hidden);
         for (int type = PAWN; type <= KING; ++type) {
             for (int c = 0; c < 2; ++c) {
                 const Bitboard before = refreshed ? 0 : pieces[c][type];
@@ -59,7 +54,6 @@ struct PlainNetwork {
                     if (~before & p.pieces[c][type] & bit(s)) change(c, type, s, 1);
             }
         }
-        saved = sums;
         for (int c = 0; c < 2; ++c) std::copy(p.pieces[c], p.pieces[c] + 7, pieces[c]);
         return output(p);
     }
@@ -139,11 +133,11 @@ TEST_F(Inference, equals_the_plain_definition_through_random_games) {
                 const int score = nn_evaluate(eval->network, position, ply);
                 ASSERT_TRUE(score == expected &&
                             std::equal(plain.active.begin(), plain.active.end(), activated_sums(eval->network)) &&
-                            std::equal(plain.saved.begin(), plain.saved.end(), eval->network.cache.saved))
+                            std::equal(plain.sums.begin(), plain.sums.end(), eval->network.cache.saved))
                     << c.what << ": " << position_to_fen(position, false) << " gives " << score << ", not " << expected
                     << (plain.refreshed ? " (refreshed)" : " (updated)");
                 ++(plain.refreshed ? refreshes : updates);
-                saturated += std::count(plain.saved.begin(), plain.saved.end(), 32767) > 0;
+                saturated += std::count(plain.sums.begin(), plain.sums.end(), 32767) > 0;
                 clamped += std::abs(score) == 2500;
                 // A search comes back to earlier nodes and goes on from there.
                 int back = random() % 4 == 0 ? random() % 4 : 0;

@@ -5,6 +5,8 @@
 #include "frontend/console.h"
 #include "search/parallel.h"
 
+#include <utility>
+
 class Console : public Engine {
 protected:
     void SetUp() override {
@@ -39,24 +41,19 @@ TEST_F(Console, the_quiescence_score_shown_is_that_of_the_last_searched_root) {
 }
 
 TEST_F(Console, thinking_is_requested_with_its_limits) {
-    const struct {
-        const char* command;
-        int depth;
-        float seconds;
-        bool play, self;
-    } cases[] = {
-        {"mv", 80, 5, true, false},       {"go", 80, 99999, false, false},     {"an 7", 7, 99999, false, false},
-        {"go x", 0, 99999, false, false}, {"go 100", 80, 99999, false, false}, {"self", 80, 5, false, true},
+    const std::pair<const char*, const char*> cases[] = {
+        {"mv", "depth 80, 5 s, play"}, {"go", "depth 80, 99999 s"},     {"an 7", "depth 7, 99999 s"},
+        {"go x", "depth 0, 99999 s"},  {"go 100", "depth 80, 99999 s"}, {"self", "depth 80, 5 s, self"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [command, limits] : cases) {
         settings.level_time = 5;
         settings.depth_limit = 80;
-        EXPECT_EQ(run(c.command), "") << c.command;
-        EXPECT_EQ(search_control.think_flags, THINK_GO) << c.command;
-        EXPECT_EQ(settings.depth_limit, c.depth) << c.command;
-        EXPECT_EQ(settings.level_time, c.seconds) << c.command;
-        EXPECT_EQ(search_control.play_move, c.play) << c.command;
-        EXPECT_EQ(search_control.self_play, c.self) << c.command;
+        EXPECT_EQ(run(command), "") << command;
+        EXPECT_EQ(search_control.think_flags, THINK_GO) << command;
+        EXPECT_EQ(format_text("depth %d, %g s%s%s", settings.depth_limit, settings.level_time,
+                              search_control.play_move ? ", play" : "", search_control.self_play ? ", self" : ""),
+                  limits)
+            << command;
         search_control.think_flags = 0;
     }
     search_control.self_play = false;
