@@ -5,6 +5,7 @@
 #include "frontend/config_file.h"
 #include "frontend/console.h"
 #include "frontend/input.h"
+#include "mutation.h"
 #include "position/board.h"
 #include "search/parallel.h"
 
@@ -24,36 +25,6 @@ const std::vector<std::string> WORDS = split(
     "value name moves fen startpos -1 0 nan -inf -2147483648 depth nodes ponder infinite e1g1 a7a8q 0000 @ \t %s%n = "
     "\xFF \r KQkq w - / 9 # K 99999999999999999999 8/8/8/8/8/8/8/8 xxxxxxxxxxxxxxxxxxxx",
     ' ');
-
-std::string mutated(std::string line, std::mt19937& random) {
-    for (unsigned count = random() % 4; count > 0; --count) {
-        const std::size_t at = random() % (line.size() + 1);
-        const std::size_t length = std::min<std::size_t>(random() % 12, line.size() - at);
-        switch (random() % 6) {
-            case 0: line.erase(at, length); break;
-            case 1: line.insert(at, line.substr(at, length)); break;
-            case 2: line.insert(at, " " + WORDS[random() % WORDS.size()] + ' '); break;
-            case 3: line.insert(at, WORDS[random() % WORDS.size()]); break;
-            case 4: line.insert(at, 1, static_cast<char>(random())); break;
-            default:
-                if (at < line.size()) line[at] = "0123456789abcdefghKQRBNPkqrbnp/-w "[random() % 34];
-        }
-    }
-    return line;
-}
-
-// Commands, separated by bars, lines known to be bad, and positions.
-std::vector<std::string> seeds(const char* bad_lines, const char* commands) {
-    std::vector<std::string> lines = split(commands, '|');
-    for (const std::string& line : read_lines(data_file(std::string("badinput/") + bad_lines))) lines.push_back(line);
-    const std::string set_up = std::string(bad_lines) == "uci.txt" ? "position fen " : "fen ";
-    for (const char* file : {"badinput/fen.txt", "perft/standard.epd", "perft/chess960.epd"}) {
-        for (const std::string& line : read_lines(data_file(file))) {
-            lines.push_back(set_up + line.substr(0, line.find(" ;")));
-        }
-    }
-    return lines;
-}
 
 bool has_any(const std::string& line, std::initializer_list<const char*> words) {
     return std::any_of(words.begin(), words.end(), [&](const char* word) { return line.find(word) != line.npos; });
@@ -77,9 +48,8 @@ protected:
             settings.threads = 1;
             settings.noise = SILENT;
             analysis_search();
-            Position& position = game_record->position;
             const Move best = search_control.best_line[1];
-            EXPECT_TRUE(best == NULL_MOVE || (check_hash_move(position, best) == 0)) << best;
+            EXPECT_TRUE(best == NULL_MOVE || check_hash_move(game_record->position, best) == 0) << best;
         }
         search_control.think_flags = 0;
         search_control.stop = 0;
@@ -87,13 +57,24 @@ protected:
         settings.quit = 0;
     }
 
-    // Mutates the lines, breaks each at its separators and handles what comes out.
+    // Mutates commands, separated by bars, lines known to be bad and positions, breaks each at its separators and
+    // handles what comes out.
     template <class Handle>
-    void feed(const std::vector<std::string>& lines, int count, std::initializer_list<const char*> left_out,
-              Handle handle) {
+    static void feed(const char* commands, const char* bad_lines, const std::string& set_up,
+                     std::initializer_list<const char*> left_out, Handle handle) {
+        std::vector<std::string> lines = split(commands, '|');
+        for (const std::string& line : read_lines(data_file(bad_lines))) lines.push_back(line);
+        for (const char* file : {"badinput/fen.txt", "perft/standard.epd", "perft/chess960.epd"}) {
+            for (const std::string& line : read_lines(data_file(file))) {
+                lines.push_back(set_up + line.substr(0, line.find(" ;")));
+            }
+        }
         std::mt19937 random(11);
-        for (int i = 0; i < count; ++i) {
-            const std::string text = mutated(lines[random() % lines.size()], random);
+        for (int i = 0; i < trials(1500); ++i) {
+            std::string text = lines[random() % lines.size()];
+            const std::string word = ' ' + WORDS[random() % WORDS.size()] + ' ';
+            if (random() % 2) text.insert(random() % (text.size() + 1), word);
+            if (random() % 2) text = mutated(text, random);
             if (has_any(text, left_out)) continue;
             LineBuffer buffer;
             append_input(buffer, text.data(), text.size());
@@ -110,30 +91,28 @@ protected:
     }
 };
 
+// A network that is not there ends the program, as it should; the table's size is the machine's affair.
 TEST_F(WildInput, uci_lines) {
-    const std::vector<std::string> lines = seeds(
-        "uci.txt",
+    feed(
         "position startpos moves e2e4 e7e5 g1f3 b8c6|go depth 2|go nodes 100 wtime 1 winc 3|go movetime 1|go ponder|"
         "go infinite|setoption name MultiPV value 3|setoption name Contempt value 20|ucinewgame|isready|stop|"
         "setoption name UCI_Elo value 1600|setoption name OwnBook_File value book.bin|ponderhit|debug on|uci|"
-        "setoption name UCI_Opponent value GM 2 c X|setoption name UCI_Chess960 value true");
-    // A network that is not there ends the program, as it should; the table's size is the machine's affair.
-    feed(lines, trials(1500), {"NN_File", "Hash"}, [](const std::string& line) {
-        settings.uci_mode = 1;
-        uci_command(line);
-    });
+        "setoption name UCI_Opponent value GM 2 c X|setoption name UCI_Chess960 value true",
+        "badinput/uci.txt", "position fen ", {"NN_File", "Hash"}, [](const std::string& line) {
+            settings.uci_mode = 1;
+            uci_command(line);
+        });
 }
 
+// The editor waits for standard input, and a deep count takes its time.
 TEST_F(WildInput, console_lines) {
-    const std::vector<std::string> lines =
-        seeds("console.txt",
-              "e2e4|Nf3|undo|]|[|jump 3|ev|ev2|sp|lmr|pv|swap|bd|reverse|go 2|mv|book|save|get x|move e4|O-O|set ss 0|"
-              "set ss 1|set hash 2|set debug 1|set noise 0|set nodes 50|set level 40 5:00 1|set NMP_depth -7|"
-              "set FP_depth 40|set SEP_depth -4|set LMP_depth 2000|set LMR_depth -30000|set contempt 32767|"
-              "set Selectivity -100");
     write("test.epd", "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4; id \"x\";\n");
-    // The editor waits for standard input, and a deep count takes its time.
-    feed(lines, trials(1500), {"edit", "perft"}, [](const std::string& line) { console_command(line); });
+    feed(
+        "e2e4|Nf3|undo|]|[|jump 3|ev|ev2|sp|lmr|pv|swap|bd|reverse|go 2|mv|book|save|get x|move e4|O-O|set ss 0|"
+        "set ss 1|set hash 2|set debug 1|set noise 0|set nodes 50|set level 40 5:00 1|set NMP_depth -7|"
+        "set FP_depth 40|set SEP_depth -4|set LMP_depth 2000|set LMR_depth -30000|set contempt 32767|"
+        "set Selectivity -100",
+        "badinput/console.txt", "fen ", {"edit", "perft"}, [](const std::string& line) { console_command(line); });
 }
 
 TEST_F(WildInput, configuration_files) {
@@ -159,34 +138,29 @@ TEST_F(WildInput, two_thousand_plies_move_by_move) {
     std::mt19937 random(19);
     Board board;
     Position& position = board.position;
-    std::map<std::string, int> seen;  // since the last capture or pawn move
-    ++seen[board.fen()];
+    std::map<std::string, int> seen{{board.fen(), 1}};  // since the last capture or pawn move
     std::string command = "position startpos moves";
     Move previous[2] = {};
     int repetitions = 0;
     for (int ply = 1; ply <= 2000; ++ply) {
-        const auto goes_on = [&](Move move) {
-            make_move(position, move);
-            const bool answered = !board.legal().empty();
-            unmake_move(position);
-            return answered;
-        };
-        const auto is_wanted = [&](Move move) {
+        const Move last = previous[position.side];
+        const Move back = random() % 4 ? make_move_word(move_to(last), move_from(last)) : NULL_MOVE;
+        // The way back, else a move that is reversible but for one in 150, else any; none that ends the game.
+        const auto rank = [&](Move move) {
             const bool reversible = !position.board[move_to(move)] && type_of(position.board[move_from(move)]) != PAWN;
-            return reversible != (ply % 150 == 0) && goes_on(move);
+            make_move(position, move);
+            const bool goes_on = !board.legal().empty();
+            unmake_move(position);
+            return !goes_on ? 3 : reversible == (ply % 150 == 0) ? 2 : move != back;
         };
         std::vector<Move> moves = board.legal();
         std::shuffle(moves.begin(), moves.end(), random);
-        const Move& last = previous[position.side];
-        const Move back = make_move_word(move_to(last), move_from(last));
-        const auto way_back = std::find(moves.begin(), moves.end(), back);
-        if (way_back != moves.end() && random() % 4) std::swap(*way_back, moves.front());
-        auto chosen = std::find_if(moves.begin(), moves.end(), is_wanted);
-        if (chosen == moves.end()) chosen = std::find_if(moves.begin(), moves.end(), goes_on);
-        ASSERT_TRUE(chosen != moves.end()) << "no move to go on with at " << ply;
-        previous[position.side] = *chosen;
-        command += ' ' + move_to_text(position, position.side, *chosen);
-        make_move(position, *chosen);
+        const Move chosen =
+            *std::min_element(moves.begin(), moves.end(), [&](Move a, Move b) { return rank(a) < rank(b); });
+        ASSERT_LT(rank(chosen), 3) << "no move to go on with at " << ply;
+        previous[position.side] = chosen;
+        command += ' ' + move_to_text(position, position.side, chosen);
+        make_move(position, chosen);
         const int rule50 = position.rule50;
         set_position(position, board.fen(true));  // the reference keeps no history
         if (rule50 == 0) seen.clear();

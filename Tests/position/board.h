@@ -11,6 +11,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -37,12 +38,10 @@ struct Board {
     std::string fen(bool with_counters = false) const { return position_to_fen(position, with_counters); }
     // Plays moves in coordinate notation, separated by spaces, as a GUI's move list is played.
     Board& play(const std::string& moves) {
-        std::size_t start = 0;
-        while (start < moves.size()) {
-            const std::size_t end = std::min(moves.find(' ', start), moves.size());
-            make_move(position, parse_uci_move(position, moves.substr(start, end - start)));
+        std::istringstream in(moves);
+        for (std::string move; in >> move;) {
+            make_move(position, parse_uci_move(position, move));
             game->search_ply = 1;
-            start = end + 1;
         }
         return *this;
     }
@@ -100,11 +99,4 @@ void visit_random_positions(int plies, Visit visit) {
             }
         }
     }
-}
-
-// The pieces of colour c that attack s, found by the attack sets of each kind with occ blocking the lines.
-inline Bitboard plain_attackers(const Position& p, int s, int c, Bitboard occ) {
-    const Bitboard* own = p.pieces[c];
-    return (pawn_attacks[c ^ 1][s] & own[PAWN]) | (knight_attacks[s] & own[KNIGHT]) | (king_attacks[s] & own[KING]) |
-           (bishop_attacks(s, occ) & (own[BISHOP] | own[QUEEN])) | (rook_attacks(s, occ) & (own[ROOK] | own[QUEEN]));
 }

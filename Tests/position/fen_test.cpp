@@ -1,22 +1,19 @@
-// Set-up of positions: FEN fields in every state of completeness, castling fields, playability, keys.
+// Set-up of positions: keys, FEN fields in every state of completeness, playability. Texts broken in other ways go
+// through frontend/wild_input_test.cpp.
 #include "board.h"
 #include "shared_data.h"
 
 #include <gtest/gtest.h>
-
-namespace {
 
 TEST(Keys, table_and_keys_are_the_published_ones) {
     EXPECT_EQ(zobrist[0], 0xE708E34F294DDE49ULL);
     EXPECT_EQ(zobrist[64], 0x8FA1231B66F293BAULL);
     EXPECT_EQ(zobrist[1023], 0x03F2B2C0F6AFA13CULL);
     Board board;
-    const std::uint64_t start = board.position.key;
-    EXPECT_EQ(start & 1, 0u) << "bit 0 is the side to move";
-    const auto z = [](int piece, int square) { return zobrist[piece * 64 + square]; };
-    board.play("e2e4");
-    const std::uint64_t moved = start ^ z(PAWN, 12) ^ z(PAWN, 28) ^ zobrist[20];  // 20: en passant on e3
-    EXPECT_EQ(board.position.key, (moved & ~1ULL) | 1);
+    // Pawn from e2 to e4, en passant on e3; bit 0 is the side to move.
+    const std::uint64_t changes = zobrist[PAWN * 64 + 12] ^ zobrist[PAWN * 64 + 28] ^ zobrist[20];
+    const std::uint64_t expected = (board.position.key ^ changes) | 1;
+    EXPECT_EQ(board.play("e2e4").position.key, expected);
 }
 
 // What each text leaves in the record, read back as FEN with counters.
@@ -26,20 +23,17 @@ TEST(Fen, fields_are_taken_as_far_as_they_go) {
         const char* fen;
         const char* expected;
     } rows[] = {
+        {"board alone, the side stays", "4k3/8/8/8/8/8/8/R3K2R", "4k3/8/8/8/8/8/8/R3K2R b - - 0 0"},
         {"clock", "4k3/8/8/8/8/8/8/4K3 b - - 73 99", "4k3/8/8/8/8/8/8/4K3 b - - 73 0"},
         {"clock saturates", "4k3/8/8/8/8/8/8/4K3 w - - 300", "4k3/8/8/8/8/8/8/4K3 w - - 255 0"},
-        {"huge clock", "4k3/8/8/8/8/8/8/4K3 w - - 99999999999999999999", "4k3/8/8/8/8/8/8/4K3 w - - 255 0"},
         {"no clock", "4k3/8/8/8/8/8/8/4K3 b - -", "4k3/8/8/8/8/8/8/4K3 b - - 0 0"},
         {"negative clock", "4k3/8/8/8/8/8/8/4K3 b - - -5", "4k3/8/8/8/8/8/8/4K3 b - - 0 0"},
-        {"board alone, the side stays", "4k3/8/8/8/8/8/8/R3K2R", "4k3/8/8/8/8/8/8/R3K2R b - - 0 0"},
         {"no such side", "4k3/8/8/8/8/8/8/4K2R ? K -", "4k3/8/8/8/8/8/8/4K2R b K - 0 0"},
         {"no rook on h1", "r3k2r/8/8/8/8/8/8/R3K3 w KQkq -", "r3k2r/8/8/8/8/8/8/R3K3 w Qkq - 0 0"},
         {"king off its rank", "r3k2r/8/8/8/8/8/4K2R/8 w KQkq -", "r3k2r/8/8/8/8/8/4K2R/8 w kq - 0 0"},
         {"two rooks on one side", "4k3/8/8/8/8/8/8/3K1RR1 w K -", "4k3/8/8/8/8/8/8/3K1RR1 w - - 0 0"},
         {"file letters", "1r1k2r1/8/8/8/8/8/8/1R1K2R1 w GBgb -", "1r1k2r1/8/8/8/8/8/8/1R1K2R1 w KQkq - 0 0"},
         {"en passant as written", "4k3/8/8/8/8/8/8/4K3 w - a7", "4k3/8/8/8/8/8/8/4K3 w - a7 0 0"},
-        {"one letter, one digit", "4k3/8/8/8/8/8/8/4K3 w - e3d6", "4k3/8/8/8/8/8/8/4K3 w - e3 0 0"},
-        {"wide rank", "4k3pp/8/8/8/8/8/8/44K4 w - -", "4k3/8/8/8/8/8/8/8 w - - 0 0"},
         {"too many ranks", "4k3/8/8/8/8/8/8/4K3/QQQQ w - -", "4k3/8/8/8/8/8/8/4K3 w - - 0 0"},
         {"unknown letters", "x4?k3/8/8/8/8/8/8/9R4K30 w - -", "4k3/8/8/8/8/8/8/R4K2 w - - 0 0"},
         {"many spaces", "4k3/8/8/8/8/8/8/4K2R   b   K   e3   7", "4k3/8/8/8/8/8/8/4K2R b K e3 7 0"},
@@ -62,24 +56,17 @@ TEST(Playable, only_positions_that_can_be_searched) {
         int ep_square;
     } rows[] = {
         {START_FEN, true, NO_SQUARE},
-        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6", true, 43},  // d7d5 was just played
-        {"4k3/8/8/8/4P3/8/8/4K3 b - e3", true, 20},
-        {"4k3/8/8/3pP3/8/8/8/4K3 w - d5", true, NO_SQUARE},  // wrong rank
-        {"4k3/8/8/8/8/4p3/8/4K3 w - e4", true, NO_SQUARE},
-        {"4k3/8/8/8/8/8/8/4K3 w - a1", true, NO_SQUARE},
+        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6", true, 43},           // d7d5 was just played
+        {"4k3/8/8/3pP3/8/8/8/4K3 w - d5", true, NO_SQUARE},    // wrong rank
         {"4k3/8/8/4P3/8/8/8/4K3 w - d6", true, NO_SQUARE},     // no pawn on d5
         {"4k3/8/3n4/3pP3/8/8/8/4K3 w - d6", true, NO_SQUARE},  // d6 occupied
         {"4k3/3n4/8/3pP3/8/8/8/4K3 w - d6", true, NO_SQUARE},  // d7 occupied
-        {"4k3/8/8/3PP3/8/8/8/4K3 w - d6", true, NO_SQUARE},    // own pawn
         {"8/8/8/8/8/8/8/4K3 w - -", false, NO_SQUARE},
         {"4k2k/8/8/8/8/8/8/4K3 w - -", false, NO_SQUARE},
-        {"4k3/8/8/8/8/8/8/4K2p w - -", false, NO_SQUARE},
         {"P3k3/8/8/8/8/8/8/4K3 w - -", false, NO_SQUARE},
         {"4k3/pppppppp/p7/8/8/8/8/4K3 w - -", false, NO_SQUARE},       // nine pawns
         {"4k3/8/8/8/8/Q7/QQQQQQQQ/QQQQKQQQ b - -", false, NO_SQUARE},  // seventeen pieces
-        {"4k3/8/8/8/8/8/8/4K2r w - -", true, NO_SQUARE},               // side to move in check
         {"4k3/8/8/8/8/8/8/4K2r b - -", false, NO_SQUARE},              // side not to move in check
-        {"8/8/8/8/8/8/4k3/4K3 w - -", false, NO_SQUARE},
     };
     for (const auto& row : rows) {
         Board board(row.fen);
@@ -88,21 +75,3 @@ TEST(Playable, only_positions_that_can_be_searched) {
         EXPECT_EQ(inconsistency(board.position), "") << row.fen;
     }
 }
-
-// Texts broken in every way leave a consistent record on which moves can be generated and read.
-TEST(Playable, broken_texts_do_no_harm) {
-    const std::vector<std::string> lines = read_lines(data_file("badinput/fen.txt"));
-    ASSERT_GT(lines.size(), 100u);
-    for (const std::string& line : lines) {
-        Board board(line);
-        Move move;
-        parse_move(board.position, "Qxd5", move);
-        EXPECT_EQ(inconsistency(board.position), "") << line;
-        if (is_playable(board.position)) { EXPECT_LT(board.legal().size(), 256u) << line; }
-        EXPECT_EQ(inconsistency(board.position), "") << line;
-        const std::string fen = board.fen();
-        EXPECT_EQ(Board(fen).fen(), fen);
-    }
-}
-
-}  // namespace

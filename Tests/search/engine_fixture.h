@@ -34,8 +34,7 @@ protected:
     }
 
     void SetUp() override {
-        const Settings defaults;
-        settings = defaults;
+        settings = Settings{};
         settings.noise = SILENT;
         settings.hash_mb = 16;
         settings.level_moves = 1;

@@ -2,16 +2,16 @@
 #pragma once
 
 #include "frontend/settings.h"
-#include "shared_data.h"
+#include "position/board.h"
 #include "syzygy/tbfiles.h"
 #include "syzygy/tbprobe.h"
+#include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -23,8 +23,6 @@ struct Game {
     Position position{};
 
     explicit Game(const std::string& fen) {
-        static const bool tables_filled = (init_tables(), init_zobrist(), true);
-        (void)tables_filled;
         static thread_local GameState state;
         init_game_state(state, position);
         set_position(position, fen);
@@ -62,24 +60,10 @@ protected:
         return testing::internal::GetCapturedStdout();
     }
     // An empty directory of this test's own, gone with it.
-    std::string scratch() {
-        if (scratch_.empty()) {
-            const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-            scratch_ = (fs::temp_directory_path() / ("tarn_" + name)).string();
-            fs::remove_all(scratch_);
-            fs::create_directories(scratch_);
-        }
-        return scratch_;
-    }
-    void TearDown() override {
-        use_path("");
-        settings.syzygy_probe_depth = 1;
-        settings.syzygy_probe_depth7 = 7;
-        if (!scratch_.empty()) fs::remove_all(scratch_);
-    }
+    std::string scratch() const { return folder_.path.string(); }
+    void TearDown() override { use_path(""); }
 
-private:
-    std::string scratch_;
+    const TempFolder folder_;
 };
 
 // Answers of one directory of real tables.
@@ -96,4 +80,3 @@ inline int dtz_of(const std::string& fen) {  // -9999: no answer
 
 constexpr const char* KQK_WIN = "8/8/8/4k3/8/8/8/K6Q w - - 0 1";
 constexpr const char* KRK_WIN = "8/8/8/4k3/8/8/8/K6R w - - 0 1";
-constexpr const char* KRK_LOSS_BLACK_HAS_ROOK = "k6r/8/8/8/4K3/8/8/8 w - - 0 1";

@@ -1,79 +1,52 @@
 // Answers of real tables against those of an independent program.
 #include "syzygy_fixture.h"
 
-#include "position/make_move.h"
-#include "position/movegen.h"
-#include "position/notation.h"
-
 #include <algorithm>
 #include <set>
 
-namespace {
-
-// The repository's few tables, and the larger collection where it is there.
-std::vector<std::string> table_directories() {
-    std::vector<std::string> directories{data_file("syzygy")};
-    const std::string shared = shared_data_file("syzygy");
-    if (!shared.empty()) directories.push_back(fs::canonical(shared).string());
-    return directories;
-}
-
-std::vector<MoveEntry> legal_moves(Game& game) {
-    std::vector<MoveEntry> legal;
-    for (const MoveEntry* entry = gen_all(game.position); entry->move != END_OF_LIST; ++entry) {
-        if (is_legal(game.position, game.position.side, entry->move)) legal.push_back(*entry);
+class SyzygyAnswers : public Syzygy {
+protected:
+    // Calls visit(row) for the rows of an answer file with the tables beside it: the repository's few, and the larger
+    // collection where it is there.
+    template <class Visit>
+    static void for_each_answer(const std::string& file, std::size_t least, Visit visit) {
+        std::vector<std::string> directories{data_file("syzygy")};
+        const std::string shared = shared_data_file("syzygy");
+        if (!shared.empty()) directories.push_back(fs::canonical(shared).string());
+        for (const std::string& directory : directories) {
+            use_path(directory);
+            const auto rows = read_rows(directory + "/" + file);
+            EXPECT_GT(rows.size(), least) << directory;
+            for (const auto& row : rows) {
+                SCOPED_TRACE(row[0]);
+                visit(row);
+            }
+        }
     }
-    return legal;
-}
+};
 
-using SyzygyAnswers = Syzygy;
-using SyzygyRoot = Syzygy;
-using SyzygySearch = Syzygy;
-
-}  // namespace
-
+// Rows: FEN, wdl, dtz or "-", tag.
 TEST_F(SyzygyAnswers, wdl_and_dtz_equal_the_independent_answers) {
-    for (const std::string& directory : table_directories()) {
-        use_path(directory);
-        int rows = 0;
-        for (const auto& row : read_rows(directory + "/oracle.tsv")) {  // FEN, wdl, dtz or "-", tag
-            EXPECT_EQ(wdl_of(row[0]), std::stoi(row[1])) << row[0];
-            if (row[2] != "-") { EXPECT_EQ(dtz_of(row[0]), std::stoi(row[2])) << row[0]; }
-            ++rows;
-        }
-        EXPECT_GT(rows, 700) << directory;
-    }
+    for_each_answer("oracle.tsv", 700, [](const auto& row) {
+        EXPECT_EQ(wdl_of(row[0]), std::stoi(row[1]));
+        if (row[2] != "-") { EXPECT_EQ(dtz_of(row[0]), std::stoi(row[2])); }
+    });
 }
 
-TEST_F(SyzygyAnswers, probe_moves_are_the_engines_legal_moves_and_lead_where_they_do) {
-    for (const std::string& directory : table_directories()) {
-        for (const auto& row : read_rows(directory + "/oracle.tsv")) {
-            Game game(row[0]);
-            const ProbePosition root = game.probe();
-            std::set<Move> expected, captures, found, found_captures;
-            for (const MoveEntry& entry : legal_moves(game)) {
-                expected.insert(entry.move);
-                const bool en_passant = type_of(entry.piece) == PAWN && move_to(entry.move) == game.position.ep_square;
-                if (entry.captured != 0 || en_passant) captures.insert(entry.move);
-            }
-            ProbeMoveList all, taking;
-            gen_probe_moves(root, all);
-            gen_probe_captures(root, taking);
-            ProbePosition child;
-            for (const ProbeMove move : taking) {
-                if (play_probe_move(root, move, child)) found_captures.insert(to_engine_move(move));
-            }
-            for (const ProbeMove move : all) {
-                if (!play_probe_move(root, move, child)) continue;
-                found.insert(to_engine_move(move));
-                make_move(game.position, to_engine_move(move));
-                EXPECT_EQ(child, game.probe()) << row[0] << " " << to_engine_move(move);
-                unmake_move(game.position);
-            }
-            EXPECT_EQ(found, expected) << row[0];
-            EXPECT_EQ(found_captures, captures) << row[0];
+TEST_F(SyzygyAnswers, probe_moves_are_the_engines_legal_moves) {
+    for_each_answer("oracle.tsv", 700, [](const auto& row) {
+        Game game(row[0]);
+        const ProbePosition root = game.probe();
+        ProbeMoveList moves;
+        gen_probe_moves(root, moves);
+        std::set<Move> found;
+        ProbePosition child;
+        for (const ProbeMove move : moves) {
+            if (play_probe_move(root, move, child)) found.insert(to_engine_move(move));
         }
-    }
+        const std::vector<Move> legal = legal_moves(game.position);
+        EXPECT_EQ(found, std::set<Move>(legal.begin(), legal.end()));
+    });
 }
 
 // A table file with one value for all positions: pieces as the format's codes, leading pawns first.
@@ -91,101 +64,84 @@ static void write_constant_table(const std::string& path, const std::vector<std:
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), 80);
 }
 
-TEST_F(SyzygyAnswers, a_forced_en_passant_capture_decides_where_the_table_sees_stalemate) {
+TEST_F(SyzygyAnswers, captures_are_resolved_where_the_table_cannot_know_them) {
     // All of KQPvKP drawn, as far as the table goes, and KQvKP won by whoever has to move.
     write_constant_table(scratch() + "/KQPvKP.rtbw", {1, 9, 6, 5, 14}, true, 2);
     write_constant_table(scratch() + "/KQvKP.rtbw", {9, 6, 5, 14}, false, 4);
-    use_path(scratch() + ";" + data_file("syzygy"));
-    int success;
-    // Kh1 is shut in by the queen on g3, e6 is blocked: e5xd6 is the only move, and Black wins.
-    EXPECT_EQ(probe_wdl(Game("8/8/4k3/3pP3/8/6q1/8/7K w - d6 0 1").probe(), success), -2);
-    EXPECT_EQ(success, PROBE_FROM_CAPTURE);
-    // The same for Black.
-    EXPECT_EQ(probe_wdl(Game("7k/8/6Q1/8/3Pp3/4K3/8/8 b - d3 0 1").probe(), success), -2);
-    EXPECT_EQ(success, PROBE_FROM_CAPTURE);
-    // With the queen on g4 Kh2 is possible, and the table's draw holds.
-    EXPECT_EQ(probe_wdl(Game("8/8/4k3/3pP3/6q1/8/8/7K w - d6 0 1").probe(), success), 0);
-    EXPECT_EQ(success, PROBE_FROM_TABLE);
-    // Without the right to capture it is stalemate.
-    EXPECT_EQ(probe_wdl(Game("8/8/4k3/3pP3/8/6q1/8/7K w - - 0 1").probe(), success), 0);
-}
-
-TEST_F(SyzygyAnswers, a_win_by_capture_that_the_clock_spoils_is_as_far_as_the_capture) {
     // White to move wins KPPvKP, and the side to move loses KPPvK, both beyond the fifty-move rule.
     write_constant_table(scratch() + "/KPPvKP.rtbw", {9, 1, 1, 6, 14}, true, 3);
     write_constant_table(scratch() + "/KPPvK.rtbw", {1, 1, 6, 14}, false, 1);
-    use_path(scratch());
-    const char* fen = "7k/8/8/3p4/2P5/8/6P1/K7 w - - 0 1";  // c4xd5
-    EXPECT_EQ(wdl_of(fen), 1);
-    EXPECT_EQ(dtz_of(fen), 101);
+    use_path(scratch() + ";" + data_file("syzygy"));
+    const struct {
+        const char* what;
+        const char* fen;
+        int wdl, dtz;
+    } cases[] = {
+        // Kh1 is shut in by the queen on g3, e6 is blocked: e5xd6 is the only move, and Black wins.
+        {"en passant is forced", "8/8/4k3/3pP3/8/6q1/8/7K w - d6 0 1", -2, -1},
+        {"the same for Black", "7k/8/6Q1/8/3Pp3/4K3/8/8 b - d3 0 1", -2, -1},
+        {"Kh2 is possible", "8/8/4k3/3pP3/6q1/8/8/7K w - d6 0 1", 0, 0},
+        {"stalemate", "8/8/4k3/3pP3/8/6q1/8/7K w - - 0 1", 0, 0},
+        {"c4xd5 wins, the clock spoils it", "7k/8/8/3p4/2P5/8/6P1/K7 w - - 0 1", 1, 101},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(wdl_of(c.fen), c.wdl) << c.what;
+        EXPECT_EQ(dtz_of(c.fen), c.dtz) << c.what;
+    }
 }
 
-TEST_F(SyzygyRoot, move_by_distance_to_zeroing_is_a_best_one) {
-    for (const std::string& directory : table_directories()) {
-        use_path(directory);
-        int rows = 0;
-        for (const auto& row : read_rows(directory + "/root_dtz.tsv")) {  // FEN, wdl, dtz, best moves
-            Game game(row[0]);
-            Move move = 0;
-            int result = -1;
-            ASSERT_TRUE(tb_probe_root_dtz(game.position, move, result)) << row[0];
-            const std::vector<std::string> best = split_words(row[3]);
+// Rows: FEN, wdl, dtz, best moves.
+TEST_F(SyzygyAnswers, root_move_by_distance_to_zeroing_is_a_best_one) {
+    for_each_answer("root_dtz.tsv", 30, [](const auto& row) {
+        Game game(row[0]);
+        Move move = 0;
+        int result = -1;
+        ASSERT_TRUE(tb_probe_root_dtz(game.position, move, result));
+        const std::vector<std::string> best = split_words(row[3]);
+        const std::string text = move_to_text(game.position, game.position.side, move);
+        EXPECT_NE(std::find(best.begin(), best.end(), text), best.end()) << text;
+        const int dtz = std::stoi(row[2]);
+        const int clock = game.position.rule50;
+        EXPECT_EQ(result, dtz > 0 ? (clock + dtz <= 100 ? 4 : 3) : dtz < 0 ? (clock - dtz > 100 ? 1 : 0) : 2);
+    });
+}
+
+// Rows: FEN, class of the root, the moves that keep it.
+TEST_F(SyzygyAnswers, search_results_tell_the_moves_that_keep_the_root_value) {
+    for_each_answer("wdl_keepers.tsv", 30, [](const auto& row) {
+        constexpr const char* CLASSES[5] = {"LOSS", "DRAW", "DRAW", "DRAW", "WIN"};
+        Game game(row[0]);
+        const int root = tb_probe_search(game.position, 80);
+        ASSERT_GE(root, 0);
+        EXPECT_EQ(CLASSES[root], row[1]);
+        std::set<std::string> keepers;
+        for (const Move move : legal_moves(game.position)) {
             const std::string text = move_to_text(game.position, game.position.side, move);
-            EXPECT_NE(std::find(best.begin(), best.end(), text), best.end()) << row[0] << " " << text;
-            const int dtz = std::stoi(row[2]);
-            const int clock = game.position.rule50;
-            const int expected = dtz > 0 ? (clock + dtz <= 100 ? 4 : 3) : dtz < 0 ? (clock - dtz > 100 ? 1 : 0) : 2;
-            EXPECT_EQ(result, expected) << row[0];
-            ++rows;
+            make_move(game.position, move);
+            const int child = tb_probe_search(game.position, 80);
+            unmake_move(game.position);
+            ASSERT_GE(child, 0) << text;
+            if (root <= 4 - child) keepers.insert(text);
         }
-        EXPECT_GT(rows, 30) << directory;
-    }
+        const std::vector<std::string> expected = split_words(row[2]);
+        EXPECT_EQ(keepers, std::set<std::string>(expected.begin(), expected.end()));
+    });
 }
 
-TEST_F(SyzygyRoot, search_results_tell_the_moves_that_keep_the_root_value) {
-    constexpr const char* CLASSES[5] = {"LOSS", "DRAW", "DRAW", "DRAW", "WIN"};
-    for (const std::string& directory : table_directories()) {
-        use_path(directory);
-        int rows = 0;
-        for (const auto& row : read_rows(directory + "/wdl_keepers.tsv")) {  // FEN, class, moves
-            Game game(row[0]);
-            const int root = tb_probe_search(game.position, 80);
-            ASSERT_GE(root, 0) << row[0];
-            EXPECT_EQ(CLASSES[root], row[1]) << row[0];
-            std::set<std::string> keepers;
-            for (const MoveEntry& entry : legal_moves(game)) {
-                const std::string text = move_to_text(game.position, game.position.side, entry.move);
-                make_move(game.position, entry.move);
-                const int child = tb_probe_search(game.position, 80);
-                unmake_move(game.position);
-                ASSERT_GE(child, 0) << row[0] << " " << text;
-                if (root <= 4 - child) keepers.insert(text);
-            }
-            const std::vector<std::string> expected = split_words(row[2]);
-            EXPECT_EQ(keepers, std::set<std::string>(expected.begin(), expected.end())) << row[0];
-            ++rows;
-        }
-        EXPECT_GT(rows, 30) << directory;
-    }
-}
-
-TEST_F(SyzygyRoot, the_clock_decides_between_a_win_and_a_spoiled_one) {
+TEST_F(SyzygyAnswers, the_clock_decides_between_a_win_and_a_spoiled_one) {
     use_path(data_file("syzygy"));
-    // A mate in one (distance 1) at the clock's end, and any root that must not be probed.
-    struct Case {
+    const struct {
         const char* fen;
         bool answered;
         int result;
-    };
-    const Case cases[] = {
-        {"k7/8/1K6/8/8/8/8/6Q1 w - - 12 60", true, 4},    // Qg8 mates
-        {"k7/8/1K6/8/8/8/8/6Q1 w - - 99 60", true, 4},    // 99 + 1 plies are within the rule
+    } cases[] = {
+        {"k7/8/1K6/8/8/8/8/6Q1 w - - 99 60", true, 4},    // Qg8 mates: 99 + 1 plies are within the rule
         {"k7/8/1K6/8/8/8/8/6Q1 w - - 100 60", true, 3},   // one more is not
         {"8/8/8/8/8/8/7r/R3K2k w Q - 12 60", false, 0},   // castling
         {"k7/pp6/8/8/8/8/PP6/K7 w - - 12 60", false, 0},  // six pieces, more than any table
         {"k6n/8/8/8/8/8/8/K6R w - - 12 60", false, 0},    // no such table
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Game game(c.fen);
         Move move = 0;
         int result = 0;
@@ -196,15 +152,14 @@ TEST_F(SyzygyRoot, the_clock_decides_between_a_win_and_a_spoiled_one) {
     }
 }
 
-TEST_F(SyzygyRoot, a_won_game_is_not_repeated_into_a_draw) {
+TEST_F(SyzygyAnswers, a_won_game_is_not_repeated_into_a_draw) {
     use_path(data_file("syzygy"));
-    struct Case {
+    const struct {
         const char* fen;
         const char* moves;     // so far
         const char* shortest;  // smallest distance, but it lets the position occur a third time
         const char* expected;  // smallest distance of the moves that do not
-    };
-    const Case cases[] = {
+    } cases[] = {
         // The move itself repeats; in the second case no reply does.
         {"8/2K5/6k1/1R6/8/8/8/8 b - - 4 1", "g6h6 c7d8 h6g6 d8c7 g6h6 b5b8 h6g6", "b8b5", "c7d6"},
         {"8/k6K/4R3/8/8/8/8/8 b - - 4 1", "a7b7 e6e3 b7a7 e3e6 a7b8 e6e1 b8a7", "e1e6", "e1b1"},
@@ -212,7 +167,7 @@ TEST_F(SyzygyRoot, a_won_game_is_not_repeated_into_a_draw) {
         {"8/8/8/2K2k2/3R4/8/8/8 w - - 4 1", "d4d1 f5g5 d1d4 g5f5 d4d6 f5e5", "d6d4", "d6d5"},
         {"8/8/4R3/8/6K1/8/6k1/8 w - - 4 1", "e6e4 g2f1 e4e6 f1g2 e6b6 g2f2", "b6e6", "g4f4"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Game game(c.fen);
         for (const std::string& move : split_words(c.moves)) {
             make_move(game.position, parse_uci_move(game.position, move));
@@ -230,36 +185,28 @@ TEST_F(SyzygyRoot, a_won_game_is_not_repeated_into_a_draw) {
     }
 }
 
-TEST_F(SyzygySearch, nodes_that_must_not_be_probed_are_not) {
+TEST_F(SyzygyAnswers, nodes_that_must_not_be_probed_are_not) {
     // Garbage tables of six and seven pieces: an attempt to read one shows on the error stream.
-    for (const char* name : {"KPPvKPP.rtbw", "KPPPvKPP.rtbw"}) {
-        std::FILE* file = std::fopen((scratch() + "/" + name).c_str(), "wb");
-        const std::string garbage(80, 'x');
-        std::fwrite(garbage.data(), 1, garbage.size(), file);
-        std::fclose(file);
+    for (const char* name : {"/KPPvKPP.rtbw", "/KPPPvKPP.rtbw"}) {
+        std::ofstream(scratch() + name, std::ios::binary) << std::string(80, 'x');
     }
-    struct Case {
+    constexpr const char* six = "k7/pp6/8/8/8/8/PP6/K7 w - - 0 1";
+    constexpr const char* seven = "k7/pp6/8/8/8/8/PPP5/K7 w - - 0 1";
+    const struct {
         const char* fen;
-        int depth, depth6, depth7;
+        int depth;
         bool tried;
+    } cases[] = {
+        {six, 0, false},
+        {six, 1, true},
+        {seven, 6, false},
+        {seven, 7, true},
+        {"k7/ppp5/8/8/8/8/PPP5/K7 w - - 0 1", 256, false},  // eight pieces
+        {"k7/pp6/8/8/8/8/1P6/R3K3 w Q - 0 1", 256, false},  // castling
     };
-    const char* six = "k7/pp6/8/8/8/8/PP6/K7 w - - 0 1";
-    const char* seven = "k7/pp6/8/8/8/8/PPP5/K7 w - - 0 1";
-    const Case cases[] = {
-        {six, 0, 1, 7, false},
-        {six, 1, 1, 7, true},
-        {six, -4, -5, 7, true},
-        {six, 256, 100, 100, true},
-        {seven, 6, 1, 7, false},
-        {seven, 7, 1, 7, true},
-        {"k7/ppp5/8/8/8/8/PPP5/K7 w - - 0 1", 256, 1, 7, false},  // eight pieces
-        {"k7/pp6/8/8/8/8/1P6/R3K3 w Q - 0 1", 256, 1, 7, false},  // castling
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         use_path(scratch());
         EXPECT_EQ(tb_largest, 7);
-        settings.syzygy_probe_depth = static_cast<std::int8_t>(c.depth6);
-        settings.syzygy_probe_depth7 = static_cast<std::int8_t>(c.depth7);
         Game game(c.fen);
         testing::internal::CaptureStderr();
         EXPECT_EQ(tb_probe_search(game.position, c.depth), -1) << c.fen;
