@@ -7,7 +7,9 @@
 #include <vector>
 
 // Path of a file under Tests/data.
-inline std::string data_file(const std::string& name) { return std::string(TARN_SOURCE_DIR) + "/Tests/data/" + name; }
+inline std::string data_file(const std::string& name) {
+    return std::string(TARN_SOURCE_DIR) + "/Tests/data/" + name;
+}
 
 // Path of a file of the optional larger collection; empty when it is not there (the test then skips).
 inline std::string shared_data_file(const std::string& name) {
@@ -30,8 +32,10 @@ inline std::vector<std::string> read_lines(const std::string& path) {
 inline std::vector<std::string> split_tabs(const std::string& line) {
     std::vector<std::string> fields(1);
     for (const char c : line) {
-        if (c == '\t') fields.emplace_back();
-        else fields.back() += c;
+        if (c == '\t')
+            fields.emplace_back();
+        else
+            fields.back() += c;
     }
     return fields;
 }

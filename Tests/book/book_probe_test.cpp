@@ -68,6 +68,21 @@ TEST_F(BookProbe, choice_follows_the_adjusted_weights) {
     }
 }
 
+// Weights 1 and 20000 adjust to 10000/20001 = 0 and 9999: only a point at 0 itself, one draw in 1,000, gives the first
+// of them, and never the unplayed record before it.
+TEST_F(BookProbe, point_of_zero_takes_the_first_played_record) {
+    settings.uci_mode = 0;
+    settings.noise = SILENT;
+    const std::string book =
+        write_book("zero.bin", {start_entry("c2c4", 0), start_entry("e2e4", 1), start_entry("d2d4", 20000)});
+    std::map<std::string, int> counts;
+    for (int i = 0; i < 20000; ++i) {
+        ++counts[move_to_text(board.position, WHITE, book_probe(board.position, book.c_str()))];
+    }
+    EXPECT_TRUE(counts["e2e4"] >= 1 && counts["e2e4"] <= 80) << counts["e2e4"];
+    EXPECT_EQ(counts["e2e4"] + counts["d2d4"], 20000);
+}
+
 TEST_F(BookProbe, lines_are_printed_to_the_letter) {
     const std::string book =
         write_book("lines.bin", {start_entry("e2e4", 100), start_entry("g1f3", 0), start_entry("d2d4", 20)});

@@ -138,9 +138,9 @@ def test_statistics_are_those_worked_by_hand():
 
 
 def test_calibration_counts_scores_and_results():
-    """Counted by hand: a lost game of Black, who saw it late, and a draw."""
+    """Counted by hand: a lost game of Black, who saw it late, and a draw; files break lines inside comments."""
     cases = [
-        ("1-0", ["+0.51/9 0.1s", "+0.26/9 0.1s", "0.1s", "-3.00/9 0.1s"], [(1, 1.0), (1, 0.0), (6, 1.0)]),
+        ("1-0", ["+0.51/9 0.1s", "+0.26/9\n0.1s", "0.1s", "-3.00/9 0.1s"], [(1, 1.0), (1, 0.0), (6, 1.0)]),
         ("1/2-1/2", ["-0.24/9 0.1s", "+9.99/9 0.1s", "+0.74/12 0.1s", "+0.75/12 0.1s"], [(0, 0.5), (1, 0.5), (2, 0.5)]),
     ]
     for result, comments, expected in cases:

@@ -1,4 +1,5 @@
-// The move picker hands out every move once. Their order is the signature's affair.
+// The move picker hands out every move once, and the hash move before them: the search passes over it when its turn
+// comes again. Their order is the signature's affair.
 #include "search/move_picker.h"
 
 #include "position/board.h"

@@ -67,6 +67,29 @@ struct Tuner : EvalFixture {
     }
 };
 
+// The given entries: a2 b2 of three pawn tables, a3 b3 of the fourth, a1 to d1 of the knight, a1 b1 of the others, e1
+// to h1 of the king. Nothing is fitted where no piece can stand.
+TEST_F(Tuner, given_and_impossible_entries_stay) {
+    const std::pair<TableId, std::vector<int>> cases[] = {
+        {TABLE_P1, {0, 7, 8, 9, 56}},
+        {TABLE_P2, {8, 9, 63}},
+        {TABLE_CP, {8, 9}},
+        {TABLE_DP, {8, 15, 16, 17}},
+        {TABLE_N, {0, 1, 2, 3}},
+        {TABLE_B, {0, 1}},
+        {TABLE_R, {0, 1}},
+        {TABLE_Q, {0, 1}},
+        {TABLE_K, {3, 4, 5, 6, 7, 8, 11, 56}},
+    };
+    int free_entries = 0;
+    for (const auto& [table, fixed] : cases) {
+        for (const int square : fixed)
+            EXPECT_FALSE(is_free_entry(table_entry(table, square))) << table << ' ' << square;
+    }
+    for (int entry = 0; entry < TABLE_ENTRIES; ++entry) free_entries += is_free_entry(entry);
+    EXPECT_EQ(free_entries, 450);
+}
+
 // Packed sums are exact: a change of the tables must show in them to the last bit.
 TEST_F(Tuner, traced_counts_predict_the_packed_sum_of_any_tables) {
     std::mt19937 random(3);
