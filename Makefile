@@ -2,7 +2,7 @@
 #   make run [ARGS=-c]     make test     make bench     make lint     make format
 #   make signature   after a change that means to alter the search, the evaluation or the network
 #   make install [PREFIX=/usr/local]     make clean
-# Development tools: make selfplay (training games)   make tune_ (hand-crafted evaluation)   make train_ (network)
+# Development tools: make selfplay (training games)   make tune_, make duel (hand-crafted evaluation)   make train_ (network)
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=
@@ -18,7 +18,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test bench install lint format clean tune_ signature selfplay train_
+.PHONY: tarn run test bench install lint format clean tune_ duel signature selfplay train_
 
 tarn:
 	@$(SETUP) build
@@ -51,6 +51,12 @@ tune_:
 	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
 	@cmake --build $(BUILD) --target tarn_tune -j $(JOBS)
 	@echo "Now: $(BUILD)/tarn_tune --out params.txt RECORDS.bin ...   (docs/tuning.md)"
+
+# Quick matches between evaluation parameters, and tuning by games: build/release/tarn_duel.
+duel:
+	@$(SETUP) build
+	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
+	@cmake --build $(BUILD) --target tarn_duel -j $(JOBS)
 
 signature: tarn
 	@$(PYTHON) scripts/signature.py $(BUILD)/tarn --record

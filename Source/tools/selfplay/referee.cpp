@@ -9,10 +9,6 @@
 
 namespace {
 
-// A lead of two queens and more, or a mate, that both sides have seen three times each: no defence is left.
-constexpr int WIN_SCORE = 2000;
-constexpr int WIN_PLIES = 6;
-
 // Deep in the game, hardly anything left, and both sides have seen nothing at all for eight moves.
 constexpr int DRAW_SCORE = 8;
 constexpr int DRAW_PLIES = 16;
@@ -73,12 +69,12 @@ std::optional<Verdict> judge_position(Position& position, int plies, int tables)
 }
 
 std::optional<Verdict> ScoreJudge::judge(int side, int score, int plies, int men) {
-    const int winner = std::abs(score) < WIN_SCORE ? 0 : (score > 0) == (side == WHITE) ? 1 : -1;
+    const int winner = std::abs(score) < win_score_ ? 0 : (score > 0) == (side == WHITE) ? 1 : -1;
     winning_plies_ = winner == 0 ? 0 : winner == winner_ ? winning_plies_ + 1 : 1;
     winner_ = winner;
     const bool level = std::abs(score) <= DRAW_SCORE && plies >= DRAW_FIRST_PLY && men <= DRAW_MEN;
     level_plies_ = level ? level_plies_ + 1 : 0;
-    if (wins_ && winning_plies_ >= WIN_PLIES) return Verdict{WIN_ADJUDICATED, winner};
+    if (wins_ && winning_plies_ >= win_plies_) return Verdict{WIN_ADJUDICATED, winner};
     if (draws_ && level_plies_ >= DRAW_PLIES) return Verdict{DRAW_ADJUDICATED, 0};
     return {};
 }

@@ -22,7 +22,12 @@ std::optional<Verdict> judge_position(Position& position, int plies, int tables)
 // how its ending is to be played.
 class ScoreJudge {
 public:
-    ScoreJudge(bool wins, bool draws) : wins_(wins), draws_(draws) {}
+    // A lead of two queens and more, or a mate, that both sides have seen three times each: no defence is left.
+    static constexpr int WIN_SCORE = 2000;
+    static constexpr int WIN_PLIES = 6;
+
+    ScoreJudge(bool wins, bool draws, int win_score = WIN_SCORE, int win_plies = WIN_PLIES)
+        : wins_(wins), draws_(draws), win_score_(win_score), win_plies_(win_plies) {}
 
     // Takes the score of the search before a move, for the side to move; `men` counts all pieces and pawns on the
     // board, `plies` the moves made since the start.
@@ -31,6 +36,8 @@ public:
 private:
     bool wins_;
     bool draws_;
+    int win_score_;  // centipawns
+    int win_plies_;
     int winner_ = 0;  // +1 White, -1 Black
     int winning_plies_ = 0;
     int level_plies_ = 0;
