@@ -257,6 +257,17 @@ BAD_ARGUMENTS = [
     ("--vary x in.bin", ".bin"),
     ("--vary x.bin no_such_file.bin", "no_such_file"),
     ("--vary x.bin in.bin --merge y.bin", "--vary"),
+    ("--endings x.bin KRvKB", "--syzygy"),
+    *((f"--endings {arguments} --syzygy {TABLES}", word) for arguments, word in [
+        ("x.bin", "--endings"),
+        ("x KRvKB", ".bin"),
+        ("no_such_folder/x.bin KRvKB", "no_such_folder"),
+        ("x.bin KRvKB --count 0", "--count"),
+        ("x.bin KRvKB --merge y.bin", "--merge"),
+        *((f"x.bin KRvKB {material}", material) for material in  # none, or the tables do not answer for all of it
+          ("KRKB", "RvKB", "KRKvB", "KRvv", "Kv", "krvkb", "KRvKBvK", "KQQQvKQQQ", "KQvKR", "KRvKN")),
+        ("x.bin KRvK", "material alone"),
+    ]),
 ]
 
 
@@ -347,6 +358,46 @@ def test_variations_stay_near_and_carry_the_static_score():
     for record, static in zip(records, evaluations):
         check(not record.board.is_check(), f"{record.board.fen()} is in check")
         check(record.result == record.ce == record.sc == int(static), f"{record}, static score {static}")
+
+
+def test_endings_are_labelled_by_the_tables():
+    materials, count = ("KPPvK", "KQvKQ", "KRvKB"), 300
+    command = f"{' '.join(materials)} --count {count} --syzygy {TABLES} --seed"
+    output = selfplay(f"--endings out.bin {command} 6")[0]
+    selfplay(f"--endings again.bin {command} 6")
+    selfplay(f"--endings other.bin {command} 7")
+    data = pathlib.Path("out.bin").read_bytes()
+    check(data == pathlib.Path("again.bin").read_bytes() != pathlib.Path("other.bin").read_bytes(), "not as seeded")
+    records = read_records("out.bin")
+    check(len(records) == count * len(materials), f"{len(records)} records")
+    with chess.syzygy.open_tablebase(str(TABLES)) as tables:
+        for i, material in enumerate(materials):
+            seen = collections.Counter()
+            for record in records[i * count:(i + 1) * count]:
+                board, wdl = record.board, tables.probe_wdl(record.board)
+                sides = [chess.syzygy.calc_key(board, mirror=mirror) for mirror in (False, True)]
+                check(material in sides and board.status() == chess.STATUS_VALID and not board.is_check() and
+                      record.position == pack(board), f"{material}: {board.fen()}")
+                score = ending_score(board, tables, wdl) if abs(wdl) == 2 else 0
+                check(record.result == record.ce == record.sc == score, f"{board.fen()}: {record}, not {score}")
+                for capture in board.generate_legal_captures():
+                    board.push(capture)
+                    check(tables.probe_wdl(board) > -2, f"a capture wins: {record.board.fen()} {capture}")
+                    board.pop()
+                seen[(wdl > 1) - (wdl < -1)] += 1
+                seen[sides[0] == material, board.turn] += 1
+            check(f"{material}: {count} written, {seen[1]} won, {seen[0]} drawn, {seen[-1]} lost" in output, output)
+            colours = itertools.product({side == material for side in sides}, (chess.WHITE, chess.BLACK))
+            check(all(seen[colour] > count // 10 for colour in colours), f"{material}: {seen}")
+
+
+def ending_score(board, tables, wdl):
+    """What a won or lost position is worth: 700, 80 for each rank of the foremost pawn, -6 for each ply of distance."""
+    winner = board.turn if wdl > 0 else not board.turn
+    ranks = [chess.square_rank(square) for square in board.pieces(chess.PAWN, winner)]
+    rank = max(rank - 1 if winner else 6 - rank for rank in ranks) if ranks else 0
+    score = 700 + 80 * rank - 6 * min(abs(tables.probe_dtz(board)), 60 if ranks else 100)
+    return score if wdl > 0 else -score
 
 
 if __name__ == "__main__":

@@ -13,6 +13,7 @@
 #include "search/search_control.h"
 #include "search/search_thread.h"
 #include "syzygy/tbprobe.h"
+#include "tools/selfplay/endings.h"
 #include "tools/selfplay/game.h"
 #include "tools/selfplay/game_files.h"
 #include "tools/selfplay/merge.h"
@@ -229,5 +230,6 @@ int main(int count, char** arguments) {
     if (options.seed == 0) options.seed = seed_from_clock();
     if (!bring_up_engine(options)) return 1;
     if (!options.vary_output.empty()) return vary_records(options) ? 0 : 1;
+    if (!options.endings_output.empty()) return write_endings(options) ? 0 : 1;
     return run_selfplay(options);
 }

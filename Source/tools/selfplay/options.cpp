@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -14,6 +15,7 @@ constexpr const char* USAGE =
   tarn_selfplay --output PREFIX [options]
   tarn_selfplay --merge OUT.bin IN.bin... [--holdout PERCENT] [--seed N]
   tarn_selfplay --vary OUT.bin IN.bin... [--copies N] [--seed N] [evaluation]
+  tarn_selfplay --endings OUT.bin MATERIAL... --syzygy PATH [--count N] [--seed N]
 
 Playing. Files are PREFIX.bin, .epd, .pgn and .state, with several processes PREFIX.0.bin, PREFIX.1.bin and so on.
 Started again with the same prefix, it appends new games.
@@ -45,6 +47,9 @@ Merging: the records of all inputs without damaged ones and without positions th
 Varying: positions one to four random moves off those of the inputs, labelled by the static evaluation.
   --vary OUT IN...       names end in .bin
   --copies N             tries for each record of the inputs (1..1000, default 4)
+Endings: random positions of materials such as KRPvKR, labelled by the endgame tables.
+  --endings OUT NAME...  a file whose name ends in .bin, and the materials; needs --syzygy
+  --count N              records of each material (1..100000000, default 1000000)
 )";
 
 bool complain(std::string_view option, const std::string& message, std::string_view value = {}) {
@@ -174,6 +179,8 @@ constexpr Option OPTIONS[] = {
     {"--merge", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.merge_output); }},
     {"--vary", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.vary_output); }},
     {"--copies", true, [](Text o, Text v, Options& s) { return set_number(o, v, 1, 1000, s.copies); }},
+    {"--endings", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.endings_output); }},
+    {"--count", true, [](Text o, Text v, Options& s) { return set_number(o, v, 1, 100'000'000, s.count); }},
     {"--holdout", true, [](Text o, Text v, Options& s) { return set_number(o, v, 0, 50, s.holdout); }},
 };
 
@@ -185,12 +192,19 @@ const Option* find_option(std::string_view name) {
 }
 
 bool check(SelfplayOptions& options) {
-    const bool merge = !options.merge_output.empty();
-    if (merge || !options.vary_output.empty()) {
-        const char* const mode = merge ? "--merge" : "--vary";
-        if (!options.output.empty()) return complain(mode, "does not go with --output");
-        if (merge && !options.vary_output.empty()) return complain(mode, "does not go with --vary");
+    const std::pair<const char*, const std::string&> modes[] = {{"--output", options.output},
+                                                                {"--merge", options.merge_output},
+                                                                {"--vary", options.vary_output},
+                                                                {"--endings", options.endings_output}};
+    const char* mode = nullptr;
+    for (const auto& [name, output] : modes) {
+        if (output.empty()) continue;
+        if (mode) return complain(mode, std::string("does not go with ") + name);
+        mode = name;
+    }
+    if (mode && options.output.empty()) {
         if (options.inputs.empty()) return complain(mode, "needs at least one input");
+        if (!options.endings_output.empty() && options.syzygy.empty()) return complain(mode, "needs --syzygy");
         return true;
     }
     if (!options.inputs.empty()) return complain(options.inputs.front(), "not an option");

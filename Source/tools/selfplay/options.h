@@ -37,6 +37,10 @@ struct SelfplayOptions {
     int holdout = 0;           // percent of the merged records that go to a second file
     std::string vary_output;   // not empty: vary their positions and do nothing else
     int copies = 4;            // variations tried for each record
+
+    // Records from the endgame tables in place of games; the inputs are materials.
+    std::string endings_output;       // not empty: write them and do nothing else
+    std::uint64_t count = 1'000'000;  // records of each material
 };
 
 enum class OptionsResult { RUN, HELP, BAD };
