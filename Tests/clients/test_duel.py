@@ -49,6 +49,8 @@ def test_bad_command_lines():
     for words in ((), ("built-in",), ("--pairs", "0", "built-in", "built-in"), ("--what", "1", "built-in", "built-in"),
                   ("no-such-file", "built-in"), ("--openings", "no-such-file", "built-in", "built-in")):
         duel(*words, status=1)
+    pathlib.Path("uneven.epd").write_text("4k3/8/8/8/8/8/8/QQQQK3 w - -\n")
+    duel("--openings", "uneven.epd", "--pairs", "2", "--nodes", "10", "built-in", "built-in", status=1)
 
 
 if __name__ == "__main__":

@@ -18,7 +18,8 @@ constexpr int WIN_SCORE = 1000;
 constexpr int WIN_PLIES = 4;
 
 bool find_start(Player& player, const OpeningBook& book, Random& random, Start& start) {
-    static const SelfplayOptions options;
+    SelfplayOptions options;
+    options.opening_share = 100;  // without openings: random moves
     Position& position = game_record->position;
     for (int attempt = 0; attempt < MAX_START_ATTEMPTS; ++attempt) {
         if (!set_up_start(book, options, random, start) || judge_position(position, 0, 0)) continue;

@@ -109,8 +109,8 @@ void print_result(const DuelOptions& options, std::FILE* out, const char* end) {
     std::fflush(out);
 }
 
-// One worker's pairs.
-void play(const DuelOptions& options, const OpeningBook& book, Player (&players)[2], int worker) {
+// One worker's pairs. False when there was nothing to play from.
+bool play(const DuelOptions& options, const OpeningBook& book, Player (&players)[2], int worker) {
     WorkerCounts& counts = shared->workers[worker];
     const Player base{players[0].params};
     const auto processes = static_cast<std::uint64_t>(options.processes);
@@ -124,7 +124,11 @@ void play(const DuelOptions& options, const OpeningBook& book, Player (&players)
             set_point(players[1], base, shared->point, -step.distance, signs);
         }
         const PairResult result = play_pair(players[0], players[1], book, random, stop_requested);
-        if (!result.finished) return;
+        if (!result.finished && !stop_requested()) {
+            std::fprintf(stderr, "no even start found; the openings may be too uneven\n");
+            return false;
+        }
+        if (!result.finished) return true;
         counts.pairs += 1;
         counts.wins += static_cast<std::uint64_t>(result.wins);
         counts.losses += static_cast<std::uint64_t>(result.losses);
@@ -135,6 +139,7 @@ void play(const DuelOptions& options, const OpeningBook& book, Player (&players)
         counts.averaged += 1;
         for (std::size_t i = 0; i < DIRECTIONS; ++i) counts.sum[i] += shared->point[i];
     }
+    return true;
 }
 
 // The point that a climb has come to: the average of its second half, which wanders less than its end.
@@ -189,14 +194,14 @@ int run(const DuelOptions& options) {
     catch_interrupts();
     bool good = true;
     if (options.processes == 1) {
-        play(options, book, players, 0);
+        good = play(options, book, players, 0);
     } else {
         const int role = start_workers(options.processes);
         if (role < 0) {
             std::fprintf(stderr, "--processes: cannot start workers\n");
             return 1;
         }
-        if (role < options.processes) return play(options, book, players, role), 0;
+        if (role < options.processes) return play(options, book, players, role) ? 0 : 1;
         good = watch_workers(options);
     }
     print_result(options, stdout, "\n");
