@@ -10,8 +10,8 @@
 #endif
 
 // Additions and subtractions saturate. `activate` keeps x >= 0 and makes x / 64, rounded toward zero, of the rest:
-// (x + 63) >> 6 lies below x exactly where x is positive. `products` are the sums of two neighbouring products in
-// 32-bit lanes, which are added up modulo 2^32.
+// (x + 63) >> 6 is at most x where x is positive and at least x elsewhere. `products` are the sums of two neighbouring
+// products in 32-bit lanes, which are added up modulo 2^32.
 struct Vector128 {
     using Register = __m128i;
     static constexpr int LANES = 8;

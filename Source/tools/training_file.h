@@ -1,4 +1,4 @@
-// Whole training files in memory. Every tool that reads one starts here.
+// Whole training files in memory, for the tools of the command line.
 #pragma once
 
 #include "tools/training_record.h"

@@ -1,4 +1,4 @@
-// From the single-precision network to the 16-bit network file, with proof that its sums cannot overflow.
+// From the single-precision network to the 16-bit network file, with bounds of its sums.
 //
 // The engine computes score = S / Q^2 * sum of act(x) * w in integers, S = 400, Q = 2048. Any factor c for a hidden
 // unit's first-layer weights and bias with Q^2 / c for its output weights gives the same score (act passes factors
@@ -6,7 +6,8 @@
 //
 // Largest sum of a unit: bias, the own king's and the other king's largest weights, and of each side the 18 largest
 // others (15 pieces, and 3 more that an incremental update may add before it takes their predecessors away); the same
-// below zero. From the bounds of the parameters follows that a c always exists:
+// below zero. What is not counted: for the length of an update a square may hold its old and its new piece. From the
+// bounds of the parameters follows that a c always exists:
 //     c >= 32767 / (39 * 1.98) - rounding > 423,    largest output weight  Q^2 / 423 * 3.25 < 32767.
 #pragma once
 
