@@ -18,7 +18,7 @@ int direction(int table, int ending, int slope) {
 
 }  // namespace
 
-// The usual exponents (Spall 1998): distances shrink with the sixth root of the count, steps as its power 0.602.
+// The usual exponents (Spall 1998): distances shrink as the power 0.101 of the count, steps as its power 0.602.
 ClimbStep climb_step(double distance, double rate, std::uint64_t pair, std::uint64_t pairs) {
     const double done = static_cast<double>(pair) / static_cast<double>(pairs);
     constexpr double SETTLING = 0.1;  // share of the run before steps shrink in earnest

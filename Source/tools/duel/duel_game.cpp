@@ -37,7 +37,7 @@ std::optional<int> play_duel_game(const Start& start, const Player& white, const
     for (int plies = static_cast<int>(start.moves.size());; ++plies) {
         if (const auto verdict = judge_position(position, plies, 0)) return verdict->result;
         if (stop()) return {};
-        const PlayerMove choice = choose_move(position.side == WHITE ? white : black);
+        const SearchResult choice = choose_move(position.side == WHITE ? white : black);
         if (const auto verdict = judge.judge(position.side, choice.score, plies, popcount(occupancy(position)))) {
             return verdict->result;
         }

@@ -7,11 +7,11 @@
 #include "platform/workers.h"
 #include "position/bitboard.h"
 #include "search/hash_table.h"
-#include "search/search_control.h"
 #include "search/search_thread.h"
 #include "tools/duel/climb.h"
 #include "tools/duel/duel_game.h"
 #include "tools/duel/options.h"
+#include "tools/selfplay/judged_search.h"
 #include "tools/tune/params_text.h"
 
 #include <cmath>
@@ -59,14 +59,7 @@ bool bring_up_engine(const DuelOptions& options, OpeningBook& book, Player (&pla
     settings.hash_mb = 1;
     if (!hash_allocate()) return false;
     settings.use_nn = false;
-    settings.node_limit = options.nodes;
-    settings.depth_limit = MAX_DEPTH;
-    settings.level_moves = 1;
-    settings.level_time = 1e9f;  // no limit of time
-    settings.noise = SILENT;
-    settings.threads = 1;
-    settings.multipv = 1;
-    settings.limit_strength = 0;
+    set_search_limits(options.nodes);
     for (std::size_t i = 0; i < 2; ++i) {
         if (!load_params(options.params[i % options.params.size()]) || !create_player(players[i])) return false;
     }

@@ -3,8 +3,6 @@
 
 #include "eval/hce.h"
 #include "search/hash_table.h"
-#include "search/parallel.h"
-#include "search/search_control.h"
 #include "search/search_thread.h"
 
 #include <algorithm>
@@ -21,12 +19,11 @@ void forget_evaluations(Player& player) {
     std::memset(player.thread->eval.hce.pawn_hash, 0, sizeof player.thread->eval.hce.pawn_hash);
 }
 
-PlayerMove choose_move(const Player& player) {
+SearchResult choose_move(const Player& player) {
     std::copy(player.params.begin(), player.params.end(), std::begin(eval_params));
     derive_hce_weights();
     search_threads[0] = player.thread;
     hash_clear();
-    analysis_search();
-    search_control.think_flags.store(0);
-    return {search_control.best_line[1], search_control.score};
+    Statistics uncounted;
+    return search_position(uncounted);
 }

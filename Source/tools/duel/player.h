@@ -3,7 +3,7 @@
 #pragma once
 
 #include "eval/eval_params.h"
-#include "position/position.h"
+#include "tools/selfplay/judged_search.h"
 
 #include <array>
 
@@ -20,11 +20,6 @@ bool create_player(Player& player);
 // After the player's parameters have changed, and before each game: forgets what was evaluated with others.
 void forget_evaluations(Player& player);
 
-struct PlayerMove {
-    Move move;
-    int score;  // centipawns for the side to move
-};
-
 // Searches the game record's position within settings.node_limit, with an empty transposition table: what the
 // opponent has stored there was judged by other parameters.
-PlayerMove choose_move(const Player& player);
+SearchResult choose_move(const Player& player);

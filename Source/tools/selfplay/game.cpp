@@ -2,7 +2,6 @@
 #include "tools/selfplay/game.h"
 
 #include "frontend/game_stack.h"
-#include "frontend/settings.h"
 #include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
@@ -24,8 +23,6 @@ constexpr int MAX_START_ATTEMPTS = 20000;
 // The same start gives the same game, so one that was taken before is drawn anew, unless the book is that small.
 constexpr int NEW_START_ATTEMPTS = 100;
 constexpr std::uint64_t START_MARK = 0xB5297A4D3C6E1F80ULL;  // tells starts from kept positions in the set of both
-
-constexpr float NO_TIME_LIMIT = 1e9f;  // seconds
 
 // The label of a finished game for one record.
 void set_result(TrainingRecord& record, int white_result) {
@@ -62,17 +59,6 @@ int take_tables() {
 }
 
 }  // namespace
-
-void set_search_limits(const SelfplayOptions& options) {
-    settings.node_limit = options.nodes;
-    settings.depth_limit = MAX_DEPTH;
-    settings.level_moves = 1;
-    settings.level_time = NO_TIME_LIMIT;
-    settings.noise = SILENT;
-    settings.threads = 1;
-    settings.multipv = 1;
-    settings.limit_strength = 0;
-}
 
 GameOutcome play_game(const GameMaker& maker, Random random, Game& game) {
     const int tables = take_tables();

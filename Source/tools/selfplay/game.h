@@ -61,6 +61,3 @@ enum class GameOutcome { FINISHED, STOPPED, NO_START };
 // Plays one game on the game record. STOPPED: nothing of it is to be kept. NO_START: no even start was found in very
 // many attempts.
 GameOutcome play_game(const GameMaker& maker, Random random, Game& game);
-
-// Settings of the engine for the searches of self-play.
-void set_search_limits(const SelfplayOptions& options);

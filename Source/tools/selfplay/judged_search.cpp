@@ -1,6 +1,7 @@
 // Searching a position and judging its quietness.
 #include "tools/selfplay/judged_search.h"
 
+#include "frontend/settings.h"
 #include "search/parallel.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
@@ -9,6 +10,8 @@
 #include <cstdlib>
 
 namespace {
+
+constexpr float NO_TIME_LIMIT = 1e9f;  // seconds
 
 // A position is quiet when captures and checks change its static evaluation by no more than this.
 constexpr int QUIET_MARGIN = 75;
@@ -22,6 +25,17 @@ bool takes_or_promotes(const Position& position, Move move) {
 }
 
 }  // namespace
+
+void set_search_limits(std::uint64_t nodes) {
+    settings.node_limit = nodes;
+    settings.depth_limit = MAX_DEPTH;
+    settings.level_moves = 1;
+    settings.level_time = NO_TIME_LIMIT;
+    settings.noise = SILENT;
+    settings.threads = 1;
+    settings.multipv = 1;
+    settings.limit_strength = 0;
+}
 
 SearchResult search_position(Statistics& statistics) {
     analysis_search();

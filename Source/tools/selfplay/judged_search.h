@@ -11,6 +11,9 @@ struct SearchResult {
     bool exact;  // false: the score is only a bound, since the search ended while its window was too low
 };
 
+// Settings of the engine for these searches: one silent thread at full strength, so many nodes, no limit of time.
+void set_search_limits(std::uint64_t nodes);
+
 // Searches the game record's position within settings.node_limit.
 SearchResult search_position(Statistics& statistics);
 

@@ -16,6 +16,7 @@
 #include "tools/selfplay/endings.h"
 #include "tools/selfplay/game.h"
 #include "tools/selfplay/game_files.h"
+#include "tools/selfplay/judged_search.h"
 #include "tools/selfplay/merge.h"
 #include "tools/selfplay/options.h"
 #include "tools/selfplay/vary.h"
@@ -85,7 +86,7 @@ bool bring_up_engine(const SelfplayOptions& options) {
             return false;
         }
     }
-    set_search_limits(options);
+    set_search_limits(options.nodes);
     return true;
 }
 
