@@ -91,6 +91,40 @@ TEST_F(ExportTest, parameters_at_their_bounds_still_fit) {
     }
 }
 
+// 38 pieces at most count for each half: with equal weights the worst sum is 16 units * 2 halves * 38 * 0.25 * 1 times
+// 2048^2, and a 64th of it where sums are below zero.
+TEST_F(ExportTest, the_bound_of_the_output_sum_is_exact_for_equal_weights) {
+    constexpr double WORST = 16 * 2 * 38 * 0.25 * 2048 * 2048 / 0x1p31;
+    for (const float output : {1.0f, -1.0f}) {
+        Model model = make_model(16);
+        set_all(model, 0.25f, 0, output);
+        EXPECT_NEAR(WORST, write_and_load(model).output_bound, 0.001 * WORST) << output;
+        set_all(model, -0.25f, 0, output);
+        EXPECT_NEAR(WORST / 64, write_and_load(model).output_bound, 0.001 * WORST) << output;
+        set_all(model, 0, 0.5f, output);
+        EXPECT_NEAR(16 * 2 * 0.5 * 2048 * 2048 / 0x1p31, write_and_load(model).output_bound, 0.001 * WORST) << output;
+    }
+}
+
+// Small weights on one side and large ones on the other: with one factor for all units one side's rounding would show.
+TEST_F(ExportTest, lopsided_units_keep_their_accuracy) {
+    Model even = random_model(64);
+    write_and_load(even);
+    const double mean = compare(even).mean;
+    for (const float factor : {0.05f, 8.0f}) {
+        Model model = random_model(64);
+        for (int b = 0; b < model.blocks(); ++b) {
+            float* const p = model.block(b);
+            for (int i = 0; i < OUTPUT_ROW * COLUMNS; ++i) p[i] *= factor;
+            for (int i = OUTPUT_ROW * COLUMNS; i < BIAS_ROW * COLUMNS; ++i) p[i] /= factor;
+            for (int i = BIAS_ROW * COLUMNS; i < PARAMETER_ROWS * COLUMNS; ++i) p[i] *= factor;
+            settle_block(model, b);
+        }
+        write_and_load(model);
+        EXPECT_NEAR(mean, compare(model).mean, 0.1) << factor;
+    }
+}
+
 // The bound of a unit against piece sets chosen to be as bad as possible for it, by the file's own values.
 TEST_F(ExportTest, no_piece_set_exceeds_the_bound_of_a_unit) {
     Model model = random_model(16);

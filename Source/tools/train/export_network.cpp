@@ -17,6 +17,8 @@ constexpr int FILE_OUTPUT_ROWS = 8;
 constexpr int MAX_INT16 = 32767;
 constexpr int SIDE_PIECES = 18;  // beside the king, see the header
 constexpr int TERMS = 2 * SIDE_PIECES + 3;
+constexpr double TYPICAL_TERMS = 25;  // of a sum, in the positions that are trained on
+constexpr double LEAK_SHARE = 2;      // see the header
 constexpr int KING_OFFSET = 0;
 constexpr int OTHER_COLOUR = 384;
 constexpr int SIDE_TYPES = 5;  // pawn, knight, bishop, rook, queen: from offset 64 on
@@ -73,21 +75,31 @@ double sum_bound(const T* w, double bias, int sign) {
     return std::max(0.0, most + sign * bias);
 }
 
-double unit_factor(const UnitWeights& unit) {
+// Root of the mean square of `count` values, `stride` apart.
+double spread(const float* value, int count, int stride) {
+    double sum = 0;
+    for (int i = 0; i < count; ++i) sum += static_cast<double>(value[i * stride]) * value[i * stride];
+    return std::sqrt(sum / count);
+}
+
+// The factor at which both layers' rounding does the same harm: see the header.
+double best_factor(const UnitWeights& unit, double output_spread) {
+    const double input_spread = spread(unit.w.data(), INPUT_ROWS, 1);
+    const double sum_spread = std::sqrt(unit.bias * unit.bias + TYPICAL_TERMS * input_spread * input_spread);
+    if (sum_spread == 0) return Q;
+    const double balance = std::sqrt(std::sqrt(TYPICAL_TERMS + 1.0) * output_spread / sum_spread);
+    return Q * std::clamp(LEAK_SHARE * balance, 0.125, 8.0);
+}
+
+double fitting_factor(const UnitWeights& unit) {
     const double most = std::max(sum_bound(unit.w.data(), unit.bias, 1), sum_bound(unit.w.data(), unit.bias, -1));
     constexpr double ROOM = MAX_INT16 - (TERMS + 1) / 2;  // every term may be rounded up by a half
-    return most * Q <= ROOM ? Q : std::floor(ROOM / most);
+    return most > 0 ? std::floor(ROOM / most) : INFINITY;
 }
 
 std::int16_t to_int16(double value) {
     return static_cast<std::int16_t>(std::clamp<long>(std::lround(value), -MAX_INT16, MAX_INT16));
 }
-
-// Bounds of a unit's activated value, from the integer weights.
-struct Range {
-    double low;
-    double high;
-};
 
 struct IntegerNetwork {
     const std::int16_t* input;
@@ -96,36 +108,35 @@ struct IntegerNetwork {
     int hidden;
 };
 
-// Two bounds of the output sum hold; the smaller counts. One lets every unit be at its worst at once. The other adds
-// up, piece by piece, the most that a piece can change the sum.
-double output_bound(const IntegerNetwork& net, const std::vector<Range>& range) {
+// The most that a first-layer term can add to the output by way of one unit, `weight` being that unit's output weight
+// with the sign of the direction that counts. act never gives more than its argument's positive part nor less than a
+// 64th of its negative part, and of a sum neither part is larger than those of its terms together.
+double most_by_unit(double weight, double term) {
+    return weight > 0 ? weight * std::max(term, 0.0) : weight * std::min(term, 0.0) / 64;
+}
+
+// Bound of the output sum, and of every sum of some of its products, in absolute value. It adds up, piece by piece, the
+// most that a piece can do by way of all units.
+double output_bound(const IntegerNetwork& net) {
     double worst = 0;
     for (int row = 0; row < OUTPUT_ROWS; ++row) {
-        const std::int16_t* const w = net.output + static_cast<std::ptrdiff_t>(row) * 2 * net.hidden;
-        double high = 0;
-        double low = 0;
-        double start = 0;
-        for (int half = 0; half < 2; ++half) {
-            for (int i = 0; i < net.hidden; ++i) {
-                const double weight = w[half * net.hidden + i];
-                const Range& r = range[static_cast<std::size_t>(i)];
-                high += std::max(weight * r.low, weight * r.high);
-                low += std::min(weight * r.low, weight * r.high);
-                start += std::abs(weight * net.bias[i]);
+        for (const int sign : {-1, 1}) {
+            double bound = 0;
+            for (int half = 0; half < 2; ++half) {
+                const std::int16_t* const weight =
+                    net.output + static_cast<std::ptrdiff_t>(2 * row + half) * net.hidden;
+                const auto most = [&](const std::int16_t* terms) {
+                    double sum = 0;
+                    for (int i = 0; i < net.hidden; ++i) sum += most_by_unit(sign * weight[i], terms[i]);
+                    return sum;
+                };
+                std::vector<double> change(INPUT_ROWS);
+                for (int f = 0; f < INPUT_ROWS; ++f)
+                    change[f] = most(net.input + static_cast<std::ptrdiff_t>(f) * net.hidden);
+                bound += most(net.bias) + sum_bound(change.data(), 0, 1);
             }
+            worst = std::max(worst, bound);
         }
-        const double by_units = std::max(high, -low);
-
-        double by_pieces = start;
-        for (int half = 0; half < 2; ++half) {
-            std::vector<double> change(INPUT_ROWS);
-            for (int f = 0; f < INPUT_ROWS; ++f) {
-                const std::int16_t* const input = net.input + static_cast<std::ptrdiff_t>(f) * net.hidden;
-                for (int i = 0; i < net.hidden; ++i) change[f] += std::abs(1.0 * w[half * net.hidden + i] * input[i]);
-            }
-            by_pieces += sum_bound(change.data(), 0, 1);
-        }
-        worst = std::max(worst, std::min(by_units, by_pieces));
     }
     return worst;
 }
@@ -139,12 +150,13 @@ std::vector<std::int16_t> quantise(const Model& model, ExportReport& report) {
     std::int16_t* const input = values.data();
     std::int16_t* const output = input + INPUT_ROWS * hidden;
     std::int16_t* const bias = output + 2 * FILE_OUTPUT_ROWS * hidden;
-    std::vector<Range> range(hidden);
     for (std::size_t i = 0; i < hidden; ++i) {
         const auto unit = static_cast<int>(i);
         const UnitWeights weights = unit_weights(model, unit);
-        const double factor = unit_factor(weights);
-        report.scaled_units += factor < Q;
+        const float* const outputs = model.block(unit / COLUMNS) + OUTPUT_ROW * COLUMNS + unit % COLUMNS;
+        const double best = best_factor(weights, spread(outputs, 2 * OUTPUT_ROWS, COLUMNS));
+        const double factor = std::min(best, fitting_factor(weights));
+        report.scaled_units += factor < best;
         std::array<std::int16_t, INPUT_ROWS> column;
         for (std::size_t row = 0; row < INPUT_ROWS; ++row) {
             column[row] = to_int16(static_cast<double>(weights.w[row]) * factor);
@@ -162,9 +174,8 @@ std::vector<std::int16_t> quantise(const Model& model, ExportReport& report) {
         const double high = sum_bound(column.data(), bias[i], 1);
         const double low = sum_bound(column.data(), bias[i], -1);
         report.largest_sum = std::max(report.largest_sum, static_cast<int>(std::max(high, low)));
-        range[i] = {-low / 64, high};
     }
-    report.output_bound = output_bound({input, output, bias, model.hidden}, range) * 0x1p-31;
+    report.output_bound = output_bound({input, output, bias, model.hidden}) * 0x1p-31;
     return values;
 }
 
