@@ -177,4 +177,30 @@ TEST_F(ExportTest, a_network_can_be_trained_further_even_with_large_weights) {
     EXPECT_FALSE(import_network(other));
 }
 
+// Two networks that differ in their output weights alone have the mean of both scores, whatever each unit's size.
+TEST_F(ExportTest, the_mean_of_networks_scores_the_mean) {
+    std::vector<Model> models;
+    for (const float factor : {1.0f, 0.5f}) {
+        models.push_back(random_model(64));
+        for (int b = 0; b < models.back().blocks(); ++b) {
+            float* const p = models.back().block(b);
+            const float more = factor == 1 ? 1.0f : 3.0f;
+            for (int i = 0; i < PARAMETER_ROWS * COLUMNS; ++i) {
+                p[i] *= i >= OUTPUT_ROW * COLUMNS && i < BIAS_ROW * COLUMNS ? more / factor : factor;
+            }
+            settle_block(models.back(), b);
+        }
+    }
+    const auto outputs = [&](const Model& model) {
+        fill_work(200);
+        evaluate_batch(model, work, team);
+        return work.output;
+    };
+    const auto single = outputs(models[0]);
+    const auto mean = outputs(mean_model(models));
+    for (std::size_t i = 0; i < single.size(); ++i)
+        EXPECT_NEAR(2 * single[i], mean[i], 0.01 + 0.01 * std::abs(single[i]));
+    EXPECT_EQ(single, outputs(mean_model(std::span(models).first(1))));
+}
+
 }  // namespace

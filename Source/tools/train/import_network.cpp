@@ -36,6 +36,29 @@ void import_unit(Model& model, int unit) {
     }
 }
 
+// Length of the vector of a unit's first-layer weights.
+double unit_size(const Model& model, int unit) {
+    const float* const weight = model.weights(unit / COLUMNS) + unit % COLUMNS;
+    double sum = 0;
+    for (int row = 0; row < INPUT_ROWS; ++row) sum += std::pow(weight[row * COLUMNS], 2);
+    return std::sqrt(sum);
+}
+
+float size_ratio(const Model& wanted, const Model& model, int unit) {
+    const double size = unit_size(model, unit);
+    return size > 0 ? static_cast<float>(unit_size(wanted, unit) / size) : 1.0f;
+}
+
+// Adds a share of a unit whose first layer grows by the factor and whose output weights shrink by it.
+void add_unit(Model& sum, const Model& model, int unit, float share, float factor) {
+    float* const to = sum.block(unit / COLUMNS) + unit % COLUMNS;
+    const float* const from = model.block(unit / COLUMNS) + unit % COLUMNS;
+    for (int row = 0; row < PARAMETER_ROWS; ++row) {
+        const bool is_output = row >= OUTPUT_ROW && row < BIAS_ROW;
+        to[row * COLUMNS] += share * from[row * COLUMNS] * (is_output ? 1 / factor : factor);
+    }
+}
+
 }  // namespace
 
 bool import_network(Model& model) {
@@ -44,4 +67,16 @@ bool import_network(Model& model) {
     for (int unit = 0; unit < model.hidden; ++unit) import_unit(model, unit);
     for (int b = 0; b < model.blocks(); ++b) settle_block(model, b);
     return true;
+}
+
+Model mean_model(std::span<const Model> models) {
+    const Model& first = models.front();
+    const float share = 1.0f / static_cast<float>(models.size());
+    Model mean = make_model(first.hidden);
+    for (const Model& model : models) {
+        for (int unit = 0; unit < mean.hidden; ++unit)
+            add_unit(mean, model, unit, share, size_ratio(first, model, unit));
+    }
+    for (int b = 0; b < mean.blocks(); ++b) settle_block(mean, b);
+    return mean;
 }

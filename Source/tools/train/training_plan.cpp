@@ -33,8 +33,8 @@ constexpr RecipeName NAMES[] = {
      }},
     {"output", "network file to write; checkpoint, log and report stand beside it (trained.nn)",
      [](TrainingPlan& plan, std::string_view value) { plan.output = value; }},
-    {"network", "network file to begin with, if asked for (embedded)",
-     [](TrainingPlan& plan, std::string_view value) { plan.network = value; }},
+    {"network", "network file to begin with, if asked for; several: with their mean (embedded)",
+     [](TrainingPlan& plan, std::string_view value) { plan.network.emplace_back(value); }},
     {"hidden", "hidden width, a multiple of 16 (1536)",
      [](TrainingPlan& plan, std::string_view value) {
          plan.hidden = (read_int(value, COLUMNS, 8192) + COLUMNS - 1) / COLUMNS * COLUMNS;

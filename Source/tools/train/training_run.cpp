@@ -177,9 +177,15 @@ std::string start_state(const TrainingPlan& plan, TrainingStart start, const Tra
     state = make_training_state(plan.hidden);
     randomise(state.model, plan.seed);
     if (start == TrainingStart::NETWORK) {
-        copy_text(settings.nn_file, plan.network);
-        load_network();
-        if (!import_network(state.model)) return "the network to begin with has another shape";
+        std::vector<Model> models;
+        for (const std::string& name : plan.network) {
+            if (name.size() >= sizeof settings.nn_file) return "the file's name is too long: " + name;
+            copy_text(settings.nn_file, name);
+            load_network();
+            models.push_back(make_model(plan.hidden));
+            if (!import_network(models.back())) return name + ": this network has another shape";
+        }
+        state.model = mean_model(models);
     }
     return {};
 }
