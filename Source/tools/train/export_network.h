@@ -5,8 +5,8 @@
 // through), so every unit may choose its own c.
 //
 // The larger c, the finer the first layer and the coarser the output weights. Rounding n = 25 weights and a bias leaves
-// a sum with an error of sqrt((n + 1) / 12), which the output weight o * Q^2 / c multiplies; rounding that weight leaves
-// an error of sqrt(1 / 12), which the sum x * c multiplies. Both do the same harm, and together the least, at
+// a sum with an error of sqrt((n + 1) / 12), which the output weight o * Q^2 / c multiplies; rounding that weight
+// leaves an error of sqrt(1 / 12), which the sum x * c multiplies. Both do the same harm, and together the least, at
 //     c = Q * sqrt(sqrt(n + 1) * o / x),    o and x: roots of the mean squares of the unit's weights and sums.
 // But sums below zero, the greater part, hardly feel the output weight's error, while act cuts a fraction off them.
 // Twice that c is near the best for trained networks (0.64 and 0.65 centipawns on average, at c itself 1.04 and 0.95)
