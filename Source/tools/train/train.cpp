@@ -30,7 +30,6 @@ std::string make_plan(const TrainingRequest& request, TrainingPlan& plan) {
     if (std::string_view(settings.output_file) != default_settings.output_file) plan.output = settings.output_file;
     if (request.learning_rate > 0) plan.learning_rate = request.learning_rate;
     if (request.batch > 0) plan.batch = request.batch;
-    if (plan.network.empty()) plan.network.emplace_back("embedded");
     plan.epochs = request.epochs;
     return {};
 }

@@ -13,7 +13,7 @@ struct TrainingPlan {
     std::string held_out_data;         // file or folder to judge by, in place of a share of the data
     std::size_t positions = SIZE_MAX;  // records read at most
     std::string output = "trained.nn";
-    std::vector<std::string> network;  // to begin with their mean instead of random values, if asked for
+    std::vector<std::string> network;  // to begin with their mean, if asked for; none: with the embedded one
     int hidden = 1536;
     int epochs = 0;
     int batch = 16384;

@@ -177,8 +177,10 @@ std::string start_state(const TrainingPlan& plan, TrainingStart start, const Tra
     state = make_training_state(plan.hidden);
     randomise(state.model, plan.seed);
     if (start == TrainingStart::NETWORK) {
+        std::vector<std::string> names = plan.network;
+        if (names.empty()) names.emplace_back("embedded");
         std::vector<Model> models;
-        for (const std::string& name : plan.network) {
+        for (const std::string& name : names) {
             if (name.size() >= sizeof settings.nn_file) return "the file's name is too long: " + name;
             copy_text(settings.nn_file, name);
             load_network();
