@@ -99,9 +99,11 @@ TEST_F(TrainerTest, the_learning_rate_rises_and_falls) {
 TEST_F(TrainerTest, recipes_set_what_they_name_and_faults_are_named) {
     TrainingPlan plan;
     const auto read = [&](const char* text) { return read_recipe(folder.write("recipe.txt", text), plan); };
-    ASSERT_EQ("", read("# a recipe\r\ndata = a.bin\r\n data=b c.bin  # two\n\nrate = 0.5\n"
-                       "loss = cross_entropy\nshared = 0\noutput = x.nn\nhidden = 100\n"));
+    ASSERT_EQ("",
+              read("# a recipe\r\ndata = a.bin\r\n data=b c.bin  # two\n\nrate = 0.5\n"
+                   "loss = cross_entropy\nshared = 0\nnetwork = a.nn\nnetwork = b.nn\noutput = x.nn\nhidden = 100\n"));
     EXPECT_EQ((std::vector<std::string>{"a.bin", "b c.bin"}), plan.data);
+    EXPECT_EQ((std::vector<std::string>{"a.nn", "b.nn"}), plan.network);
     EXPECT_EQ(0.5, plan.learning_rate);
     EXPECT_EQ(Loss::CROSS_ENTROPY, plan.loss);
     EXPECT_FALSE(plan.shared_rows);

@@ -17,8 +17,8 @@ constexpr int FILE_OUTPUT_ROWS = 8;
 constexpr int MAX_INT16 = 32767;
 constexpr int SIDE_PIECES = 18;  // beside the king, see the header
 constexpr int TERMS = 2 * SIDE_PIECES + 3;
-constexpr double TYPICAL_TERMS = 25;  // of a sum, in the positions that are trained on
-constexpr double LEAK_SHARE = 2;      // see the header
+constexpr double TYPICAL_TERMS = 25;   // of a sum, in the positions that are trained on
+constexpr double LEAK_CORRECTION = 2;  // see the header
 constexpr int KING_OFFSET = 0;
 constexpr int OTHER_COLOUR = 384;
 constexpr int SIDE_TYPES = 5;  // pawn, knight, bishop, rook, queen: from offset 64 on
@@ -88,7 +88,7 @@ double best_factor(const UnitWeights& unit, double output_spread) {
     const double sum_spread = std::sqrt(unit.bias * unit.bias + TYPICAL_TERMS * input_spread * input_spread);
     if (sum_spread == 0) return Q;
     const double balance = std::sqrt(std::sqrt(TYPICAL_TERMS + 1.0) * output_spread / sum_spread);
-    return Q * std::clamp(LEAK_SHARE * balance, 0.125, 8.0);
+    return Q * std::clamp(LEAK_CORRECTION * balance, 0.125, 8.0);
 }
 
 double fitting_factor(const UnitWeights& unit) {
