@@ -44,10 +44,18 @@ def test_climb():
     check(params.split("PST_P1")[0] == built_in.split("PST_P1")[0], "scalar weights have moved")
     result(duel("--pairs", "2", "--nodes", "100", "out.txt", "built-in"))
 
+    # A climb that hardly moves ends where it began, whatever it tried on the way.
+    for processes in ("1", "2"):
+        text = duel("--pairs", "4", "--nodes", "50", "--rate", "0.0001", "--processes", processes, "--towards", "out.txt",
+                    "--climb", "still.txt", "built-in")
+        check("out.txt" in text, text)
+        check(pathlib.Path("still.txt").read_text() == built_in, f"with {processes} processes the start was lost")
+
+
 
 def test_bad_command_lines():
     for words in ((), ("built-in",), ("--pairs", "0", "built-in", "built-in"), ("--what", "1", "built-in", "built-in"),
-                  ("no-such-file", "built-in"), ("--openings", "no-such-file", "built-in", "built-in")):
+                  ("no-such-file", "built-in"), ("--towards", "no-such-file", "--climb", "out.txt", "built-in"), ("--openings", "no-such-file", "built-in", "built-in")):
         duel(*words, status=1)
     pathlib.Path("uneven.epd").write_text("4k3/8/8/8/8/8/8/QQQQK3 w - -\n")
     duel("--openings", "uneven.epd", "--pairs", "2", "--nodes", "10", "built-in", "built-in", status=1)

@@ -39,6 +39,8 @@ struct SharedState {
 };
 SharedState* shared = nullptr;
 
+ClimbFamilies families;  // empty in a match
+
 bool stop_requested() {
     return interrupted() || shared->stop;
 }
@@ -49,6 +51,18 @@ bool load_params(const std::string& name) {
     if (name == "built-in" || load_params_file(name.c_str())) return true;
     std::fprintf(stderr, "%s is no parameter text\n", name.c_str());
     return false;
+}
+
+// The texts climbed towards, or the shapes of the tables.
+bool choose_directions(const DuelOptions& options, const Player& start) {
+    if (options.towards.empty()) families = shape_families();
+    for (const std::string& name : options.towards) {
+        if (!load_params(name)) return false;
+        Player goal;
+        std::copy(std::begin(eval_params), std::end(eval_params), goal.params.begin());
+        families.push_back(family_towards(name, start, goal));
+    }
+    return true;
 }
 
 bool bring_up_engine(const DuelOptions& options, OpeningBook& book, Player (&players)[2]) {
@@ -63,7 +77,7 @@ bool bring_up_engine(const DuelOptions& options, OpeningBook& book, Player (&pla
     for (std::size_t i = 0; i < 2; ++i) {
         if (!load_params(options.params[i % options.params.size()]) || !create_player(players[i])) return false;
     }
-    return load_openings(options.openings, book);
+    return load_openings(options.openings, book) && (options.climb.empty() || choose_directions(options, players[0]));
 }
 
 WorkerCounts total(const DuelOptions& options) {
@@ -75,7 +89,7 @@ WorkerCounts total(const DuelOptions& options) {
         sum.losses += part.losses;
         sum.squares += part.squares;
         sum.averaged += part.averaged;
-        for (std::size_t i = 0; i < DIRECTIONS; ++i) sum.sum[i] += part.sum[i];
+        for (std::size_t i = 0; i < sum.sum.size(); ++i) sum.sum[i] += part.sum[i];
     }
     return sum;
 }
@@ -102,19 +116,18 @@ void print_result(const DuelOptions& options, std::FILE* out, const char* end) {
     std::fflush(out);
 }
 
-// One worker's pairs. False when there was nothing to play from.
-bool play(const DuelOptions& options, const OpeningBook& book, Player (&players)[2], int worker) {
+// One worker's pairs; a climb begins from `start`. False when there was nothing to play from.
+bool play(const DuelOptions& options, const OpeningBook& book, const Player& start, Player (&players)[2], int worker) {
     WorkerCounts& counts = shared->workers[worker];
-    const Player base{players[0].params};
     const auto processes = static_cast<std::uint64_t>(options.processes);
     for (std::uint64_t pair = static_cast<std::uint64_t>(worker); pair < options.pairs && !launcher_is_gone();
          pair += processes) {
         Random random = random_stream(options.seed, 0, pair);
         const ClimbStep step = climb_step(options.distance, options.rate, pair, options.pairs);
-        const Signs signs = random_signs(random);
+        const Signs signs = random_signs(random, families.size());
         if (!options.climb.empty()) {
-            set_point(players[0], base, shared->point, step.distance, signs);
-            set_point(players[1], base, shared->point, -step.distance, signs);
+            set_point(players[0], start, families, shared->point, step.distance, signs);
+            set_point(players[1], start, families, shared->point, -step.distance, signs);
         }
         const PairResult result = play_pair(players[0], players[1], book, random, stop_requested);
         if (!result.finished && !stop_requested()) {
@@ -130,7 +143,7 @@ bool play(const DuelOptions& options, const OpeningBook& book, Player (&players)
         move_point(shared->point, step, signs, result.points);
         if (2 * pair < options.pairs) continue;
         counts.averaged += 1;
-        for (std::size_t i = 0; i < DIRECTIONS; ++i) counts.sum[i] += shared->point[i];
+        for (std::size_t i = 0; i < counts.sum.size(); ++i) counts.sum[i] += shared->point[i];
     }
     return true;
 }
@@ -144,17 +157,20 @@ ClimbPoint climbed_point(const DuelOptions& options) {
     return point;
 }
 
-bool finish_climb(const DuelOptions& options, Player& player) {
-    const Player base{player.params};
+bool finish_climb(const DuelOptions& options, const Player& start) {
     const ClimbPoint point = climbed_point(options);
-    std::printf("table   middle game: height, slope   ending: height, slope\n");
+    std::printf("        middle game and ending");
+    for (const ClimbFamily& family : families) std::printf("   %s", family.name.c_str());
     for (std::size_t t = 0; t < TABLE_PARAMS; ++t) {
-        std::printf("%-7s %20.1f %6.1f %16.1f %6.1f\n",
-                    eval_params[static_cast<std::size_t>(first_table_param) + 64 * t].name, point[4 * t].load(),
-                    point[4 * t + 1].load(), point[4 * t + 2].load(), point[4 * t + 3].load());
+        std::printf("\n%-8s", eval_params[static_cast<std::size_t>(first_table_param) + 64 * t].name);
+        for (std::size_t f = 0; f < families.size(); ++f) {
+            std::printf("  %7.1f %7.1f", point[climb_index(f, t, false)].load(), point[climb_index(f, t, true)].load());
+        }
     }
-    set_point(player, base, point, 0, Signs{});
-    std::copy(player.params.begin(), player.params.end(), std::begin(eval_params));
+    std::printf("\n");
+    Player end;
+    set_point(end, start, families, point, 0, Signs{});
+    std::copy(end.params.begin(), end.params.end(), std::begin(eval_params));
     const std::string text = params_text(TableChange{});
     std::FILE* file = std::fopen(options.climb.c_str(), "wb");
     bool good = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
@@ -184,21 +200,22 @@ int run(const DuelOptions& options) {
     void* const memory = allocate_shared(sizeof(SharedState));
     if (!memory) return 1;
     shared = new (memory) SharedState;
+    const Player start{players[0].params};
     catch_interrupts();
     bool good = true;
     if (options.processes == 1) {
-        good = play(options, book, players, 0);
+        good = play(options, book, start, players, 0);
     } else {
         const int role = start_workers(options.processes);
         if (role < 0) {
             std::fprintf(stderr, "--processes: cannot start workers\n");
             return 1;
         }
-        if (role < options.processes) return play(options, book, players, role) ? 0 : 1;
+        if (role < options.processes) return play(options, book, start, players, role) ? 0 : 1;
         good = watch_workers(options);
     }
     print_result(options, stdout, "\n");
-    if (!options.climb.empty()) good &= finish_climb(options, players[0]);
+    if (!options.climb.empty()) good &= finish_climb(options, start);
     return good ? 0 : 1;
 }
 

@@ -1,6 +1,8 @@
 // Reading the command line.
 #include "tools/duel/options.h"
 
+#include "tools/duel/climb.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -18,7 +20,10 @@ constexpr const char* USAGE =
     "  --nodes N         searched for each move (1000)\n"
     "  --processes N     one for each core (1)\n"
     "  --seed N          of the starts and of the climb (1)\n"
-    "  --distance X      centipawns that a climb tries to both sides, at first (8)\n"
+    "  --towards FILE    climbs along the way to this text, by tables; may be given several times (without: along "
+    "height\n"
+    "                    and slope of each table)\n"
+    "  --distance X      centipawns, or percent of the way, that a climb tries to both sides, at first (8)\n"
     "  --rate X          share of the distance that a won game moves a climb, at first (0.02)\n";
 
 // True when the option is known and its argument makes sense.
@@ -27,6 +32,7 @@ bool set_option(DuelOptions& options, std::string_view name, const char* value) 
     const double number = std::atof(value);
     if (name == "--openings") return options.openings.emplace_back(value), true;
     if (name == "--climb") return !(options.climb = value).empty();
+    if (name == "--towards") return options.towards.emplace_back(value), options.towards.size() <= MAX_FAMILIES;
     if (name == "--pairs") return (options.pairs = whole) > 0;
     if (name == "--nodes") return (options.nodes = whole) >= 10;
     if (name == "--seed") return options.seed = whole, true;

@@ -9,6 +9,7 @@ struct DuelOptions {
     std::vector<std::string> params;    // two parameter files, or one to climb from; "built-in" names the program's own
     std::vector<std::string> openings;  // EPD files
     std::string climb;                  // not empty: tune by games and write this parameter file
+    std::vector<std::string> towards;   // parameter files to climb towards or away from; none: along the tables' shapes
     std::uint64_t pairs = 1000;
     std::uint64_t nodes = 1000;
     std::uint64_t seed = 1;
