@@ -52,10 +52,10 @@ def test_climb():
         check(pathlib.Path("still.txt").read_text() == built_in, f"with {processes} processes the start was lost")
 
 
-
 def test_bad_command_lines():
     for words in ((), ("built-in",), ("--pairs", "0", "built-in", "built-in"), ("--what", "1", "built-in", "built-in"),
-                  ("no-such-file", "built-in"), ("--towards", "no-such-file", "--climb", "out.txt", "built-in"), ("--openings", "no-such-file", "built-in", "built-in")):
+                  ("no-such-file", "built-in"), ("--towards", "no-such-file", "--climb", "out.txt", "built-in"),
+                  ("--openings", "no-such-file", "built-in", "built-in")):
         duel(*words, status=1)
     pathlib.Path("uneven.epd").write_text("4k3/8/8/8/8/8/8/QQQQK3 w - -\n")
     duel("--openings", "uneven.epd", "--pairs", "2", "--nodes", "10", "built-in", "built-in", status=1)

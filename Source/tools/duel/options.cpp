@@ -20,9 +20,8 @@ constexpr const char* USAGE =
     "  --nodes N         searched for each move (1000)\n"
     "  --processes N     one for each core (1)\n"
     "  --seed N          of the starts and of the climb (1)\n"
-    "  --towards FILE    climbs along the way to this text, by tables; may be given several times (without: along "
-    "height\n"
-    "                    and slope of each table)\n"
+    "  --towards FILE    climbs along the way to this text, table by table; may be given several times\n"
+    "                    (without: along the height and the slope of each table)\n"
     "  --distance X      centipawns, or percent of the way, that a climb tries to both sides, at first (8)\n"
     "  --rate X          share of the distance that a won game moves a climb, at first (0.02)\n";
 
