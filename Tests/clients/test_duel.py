@@ -55,6 +55,8 @@ def test_climb():
 def test_bad_command_lines():
     for words in ((), ("built-in",), ("--pairs", "0", "built-in", "built-in"), ("--what", "1", "built-in", "built-in"),
                   ("no-such-file", "built-in"), ("--towards", "no-such-file", "--climb", "out.txt", "built-in"),
+                  ("--towards", "built-in", "built-in", "built-in"),
+                  ("--towards", "built-in") * 7 + ("--climb", "out.txt", "built-in"),
                   ("--openings", "no-such-file", "built-in", "built-in")):
         duel(*words, status=1)
     pathlib.Path("uneven.epd").write_text("4k3/8/8/8/8/8/8/QQQQK3 w - -\n")

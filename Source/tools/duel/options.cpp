@@ -20,7 +20,7 @@ constexpr const char* USAGE =
     "  --nodes N         searched for each move (1000)\n"
     "  --processes N     one for each core (1)\n"
     "  --seed N          of the starts and of the climb (1)\n"
-    "  --towards FILE    climbs along the way to this text, table by table; may be given several times\n"
+    "  --towards FILE    climbs along the way to this text, table by table; may be given six times\n"
     "                    (without: along the height and the slope of each table)\n"
     "  --distance X      centipawns, or percent of the way, that a climb tries to both sides, at first (8)\n"
     "  --rate X          share of the distance that a won game moves a climb, at first (0.02)\n";
@@ -52,6 +52,10 @@ bool read_duel_options(int count, char** arguments, DuelOptions& options) {
             std::fprintf(stderr, "%s: unknown, or without a sensible argument\n", arguments[i - 1]);
             return false;
         }
+    }
+    if (!options.towards.empty() && options.climb.empty()) {
+        std::fputs("--towards is for --climb\n", stderr);
+        return false;
     }
     return options.params.size() == (options.climb.empty() ? 2u : 1u);
 }
