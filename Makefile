@@ -8,8 +8,9 @@ JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=
 BUILD := build/release
 SETUP := sh scripts/setup.sh
-# The interpreter that has the test clients' package: the project's own environment once setup.sh has made it.
-PYTHON = $(shell [ -x .venv/bin/python ] && echo $(CURDIR)/.venv/bin/python || command -v python3)
+# The interpreter that has the test clients' package. The shell asks when a line runs, as setup.sh may just have made the
+# environment: make itself expands all lines of a recipe before the first one runs.
+PYTHON = $$(.venv/bin/python -c 'import chess.pgn' 2>/dev/null && echo $(CURDIR)/.venv/bin/python || command -v python3)
 SOURCES = $(shell find Source Tests Benchmarks -name '*.cpp' -o -name '*.h')
 
 # Ninja where it is installed; a build folder that exists keeps the generator that it was made with.
