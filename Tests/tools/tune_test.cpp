@@ -1,6 +1,8 @@
 // The tuner: its linear terms against the evaluation itself, and known tables found again from synthetic records.
-#include "tools/tune/fit.h"
+#include "tools/tune/choice_loss.h"
 #include "tools/tune/params_text.h"
+#include "tools/tune/result_loss.h"
+#include "tools/tune/small_search.h"
 #include "tools/tune/table_trace.h"
 #include "tools/tune/tuning_set.h"
 
@@ -212,19 +214,19 @@ struct Recovery : Tuner {
 };
 
 TEST_F(Recovery, exact_scores_give_back_the_changed_tables) {
-    const TuningSet set = synthetic_set(30000, true, 0.006);
+    const TuningSet set = synthetic_set(60000, true, 0.006);
     FitOptions options;
     options.prior = options.smoothness = 0.01;
     options.average = 0;
     options.iterations = 1000;
     double last = 1e9;
-    const TableChange made = fit_tables(set, TuningSet{}, options, [&last](int, double loss, double hold_out) {
+    const TableChange made = fit_tables(result_data(set, options.slope), {}, options, [&last](int, double loss, double hold_out) {
         EXPECT_EQ(hold_out, 0);
         EXPECT_LE(loss, last + 1e-6);
         last = loss;
         return true;
     });
-    const TableChange curvature = loss_curvature(set, made, options.slope);  // how much the set says about each value
+    const TableChange curvature = loss_curvature(result_data(set, options.slope), made, 1);  // how much the set says about each value
     const TableChange known = known_change();
     int checked = 0;
     for (int v = 0; v < 2 * TABLE_ENTRIES; ++v) {
@@ -246,12 +248,13 @@ TEST_F(Recovery, slope_of_drawn_results_is_found) {
 TEST_F(Recovery, fit_does_not_depend_on_threads_and_pulls_hold_it) {
     const TuningSet set = synthetic_set(6000, true, 0.006);
     FitOptions options;
-    const auto fit = [&] { return fit_tables(set, set, options, [](int, double, double) { return true; }); };
+    const FitData data = result_data(set, options.slope);
+    const auto fit = [&] { return fit_tables(data, data, options, [](int, double, double) { return true; }); };
     options.iterations = 12;
     const TableChange one = fit();
     options.threads = 2;
     EXPECT_EQ(one, fit());
-    EXPECT_LT(mean_loss(set, one, options.slope, 1), mean_loss(set, TableChange{}, options.slope, 1));
+    EXPECT_LT(mean_loss(data, one, 1), mean_loss(data, TableChange{}, 1));
     // An average held without compromise: every rook is 40 dearer in the ending, and no table may say so.
     const auto rook_average = [&fit] {
         const TableChange change = fit();
@@ -344,6 +347,207 @@ TEST_F(RecordFiles, hold_out_is_about_its_share_in_whole_blocks_and_the_seed_dec
     EXPECT_LT(first, 30u * 1024);
     EXPECT_EQ(held_out(1), first);
     EXPECT_NE(held_out(2), first);
+}
+
+// Captures, mates and stalemates are seen; the score is that of the position at the end of the line.
+TEST_F(Tuner, small_search_ends_in_quiet_positions) {
+    const struct {
+        const char* fen;
+        const char* leaf;  // the board; empty: not evaluated
+        int score;         // of a leaf that is not evaluated
+    } cases[] = {
+        // The queen can be taken, then nothing else.
+        {"4k2r/5ppp/8/3q4/4P3/8/5PPP/4K2R w Kk -", "4k2r/5ppp/8/3P4/8/8/5PPP/4K2R", 0},
+        {"6k1/5ppp/8/8/8/8/r4PPP/1R4K1 w - -", "", SMALL_SEARCH_MATE},
+        {"R5k1/5ppp/8/8/8/8/5PPP/6K1 b - -", "", -SMALL_SEARCH_MATE},
+        {"7k/5Q2/8/8/8/8/5PPP/6K1 b - -", "", 0},
+    };
+    auto leaf = std::make_unique<Leaf>();
+    for (const auto& c : cases) {
+        set_position(position, c.fen);
+        const int score = small_search(*hce, position, *leaf);
+        EXPECT_EQ(leaf->evaluated, *c.leaf != 0) << c.fen;
+        if (leaf->evaluated) {
+            const std::string board = position_to_fen(leaf->position, false);
+            EXPECT_TRUE(board.starts_with(c.leaf)) << board;
+        } else {
+            EXPECT_EQ(score, c.score) << c.fen;
+        }
+    }
+    int evaluated = 0;
+    random_positions(3000, 19, [&](Position& p) {
+        const std::string before = position_to_fen(p, true);
+        const int score = small_search(*hce, p, *leaf);
+        EXPECT_EQ(position_to_fen(p, true), before);
+        if (!leaf->evaluated) return;
+        const int seen_from_leaf = hce_evaluate(*hce, leaf->position, 0);
+        EXPECT_EQ(leaf->position.side == p.side ? seen_from_leaf : -seen_from_leaf, score) << before;
+        ++evaluated;
+    });
+    EXPECT_GT(evaluated, 2000);
+}
+
+struct Choices : Recovery {
+    const TempFolder folder;
+    ChoiceSet training, hold_out;
+    ChoiceCounts counts{};
+
+    // All legal moves of a position, with one score for all.
+    Choice choice(const Position& p, int score) {
+        Choice made{make_training_record(p, 0, 0, score), {}};
+        Position copy = p;
+        for (const Move move : legal_moves(copy)) made.moves.push_back({move, static_cast<std::int16_t>(score)});
+        return made;
+    }
+    Choice choice(const char* fen, int score) {
+        set_position(position, fen);
+        return choice(position, score);
+    }
+    std::string write(const std::vector<Choice>& choices) {
+        OutputFile output;
+        EXPECT_TRUE(create_output(output, folder.name("c.bin")));
+        for (const Choice& c : choices) EXPECT_TRUE(put_choice(output, c));
+        EXPECT_TRUE(close_output(output));
+        return output.name;
+    }
+    void read(const std::vector<Choice>& choices, int threads = 1, double hold_out_share = 0, std::uint64_t seed = 1) {
+        ReadOptions options;
+        options.hold_out = hold_out_share;
+        options.seed = seed;
+        training = hold_out = {};
+        counts = {};
+        EXPECT_TRUE(read_choices(write(choices).c_str(), options, threads, training, hold_out, counts));
+    }
+    // Choices of random positions, by a teacher who sees half of every score that the small search sees.
+    std::vector<Choice> random_choices(int count, unsigned seed) {
+        std::vector<Choice> choices;
+        auto leaf = std::make_unique<Leaf>();
+        random_positions(count, seed, [&](Position& p) {
+            Choice made = choice(p, 0);
+            for (ScoredMove& scored : made.moves) {
+                make_move(p, scored.move);
+                scored.score = static_cast<std::int16_t>(-small_search(*hce, p, *leaf) / 2);
+                unmake_move(p);
+            }
+            if (!made.moves.empty()) choices.push_back(std::move(made));
+        });
+        return choices;
+    }
+};
+
+// The teacher is given the changed tables' scores of the very leaves: with its own temperature, they are found again.
+TEST_F(Choices, known_tables_are_found_again) {
+    read(random_choices(1500, 31));
+    const TableChange known = known_change();
+    for (TuningPosition& row : training.moves.positions) {
+        row.search_score = static_cast<std::int16_t>(std::lround(changed_score(training.moves, row, known)));
+    }
+    FitOptions options;
+    options.slope = 1 / TEACHER_TEMPERATURE;
+    options.prior = options.smoothness = 0.001;
+    options.average = 0;
+    options.iterations = 1000;
+    const FitData data = choice_data(training, options.slope);
+    EXPECT_LT(mean_loss(data, known, 1), 0.0005);
+    EXPECT_GT(mean_loss(data, TableChange{}, 1), 0.02);
+    const TableChange made = fit_tables(data, {}, options, [](int, double, double) { return true; });
+    EXPECT_LT(mean_loss(data, made, 2), 0.0005);
+    const TableChange curvature = loss_curvature(data, made, 1);
+    int checked = 0;
+    for (int v = 0; v < 2 * TABLE_ENTRIES; ++v) {
+        if (!is_free_entry(v / 2)) { EXPECT_EQ(made[v], 0) << v; }
+        if (curvature[v] < 0.003) continue;
+        EXPECT_NEAR(made[v], known[v], 6) << v;  // neighbours make up for each other
+        ++checked;
+    }
+    EXPECT_GT(checked, 40);
+    EXPECT_NEAR(fitted_choice_slope(training), options.slope, options.slope / 2);
+}
+
+TEST_F(Choices, gradient_and_curvature_are_those_of_the_loss) {
+    read(random_choices(60, 37));
+    const FitData data = choice_data(training, 0.02);
+    const auto sums_at = [&](const TableChange& change) {
+        LossSums sums;
+        data.add_losses(0, data.items, change, sums);
+        return sums;
+    };
+    const LossSums here = sums_at(known_change());
+    constexpr double STEP = 0.01;
+    int checked = 0;
+    for (int v = 0; v < 2 * TABLE_ENTRIES; v += 3) {
+        if (here.curvature[v] < 1e-6) continue;
+        TableChange up = known_change(), down = up;
+        up[v] += STEP;
+        down[v] -= STEP;
+        const LossSums above = sums_at(up), below = sums_at(down);
+        EXPECT_NEAR((above.loss - below.loss) / (2 * STEP), here.gradient[v], 1e-6) << v;
+        EXPECT_NEAR((above.gradient[v] - below.gradient[v]) / (2 * STEP), here.curvature[v], 1e-6) << v;
+        ++checked;
+    }
+    EXPECT_GT(checked, 50);
+}
+
+TEST_F(Choices, rows_are_the_same_for_either_colour_and_any_threads) {
+    const auto sorted_terms = [](const ChoiceSet& set) {
+        std::vector<std::vector<int>> rows;
+        for (const TuningPosition& row : set.moves.positions) {
+            const auto terms = terms_of(set.moves, row);
+            rows.emplace_back(terms.begin(), terms.end());
+            rows.back().push_back(static_cast<int>(std::lround(row.score * 100)));
+            std::sort(rows.back().begin(), rows.back().end());
+        }
+        std::sort(rows.begin(), rows.end());
+        return rows;
+    };
+    read({choice("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq -", 20)});
+    const auto white = sorted_terms(training);
+    read({choice("rnbqkb1r/pppp1ppp/5n2/4p3/4P3/2N5/PPPP1PPP/R1BQKBNR b KQkq -", 20)});
+    EXPECT_GT(white.size(), 20u);
+    EXPECT_EQ(sorted_terms(training), white);
+
+    const std::vector<Choice> many = random_choices(1100, 41);
+    constexpr std::uint64_t SEED = 7;  // holds out one of the two blocks
+    read(many, 1, 0.5, SEED);
+    const ChoiceSet alone = training;
+    EXPECT_FALSE(hold_out.first_move.empty());
+    EXPECT_FALSE(training.first_move.empty());
+    read(many, 3, 0.5, SEED);
+    EXPECT_EQ(training.first_move, alone.first_move);
+    EXPECT_EQ(training.moves.terms, alone.moves.terms);
+}
+
+TEST_F(Choices, what_decides_nothing_is_left_out) {
+    constexpr const char* FEN = "4k3/pp3ppp/8/8/8/8/PP3PPP/3QK3 w - -";
+    Choice agreed = choice(FEN, 0);  // the teacher sees what the small search sees
+    auto leaf = std::make_unique<Leaf>();
+    for (ScoredMove& m : agreed.moves) {
+        make_move(position, m.move);
+        m.score = static_cast<std::int16_t>(-small_search(*hce, position, *leaf));
+        unmake_move(position);
+    }
+    read({agreed});
+    EXPECT_EQ(counts.read, 1u);
+    EXPECT_EQ(counts.moves, agreed.moves.size());
+    EXPECT_EQ(counts.tactical, 0u);
+    EXPECT_GT(counts.far, 1u);  // squares where the queen can be taken
+    EXPECT_EQ(counts.kept + counts.far, counts.moves);
+    const std::uint64_t far = counts.far;
+    Choice outlier = agreed;
+    for (ScoredMove& m : outlier.moves) {
+        if (move_from(m.move) == E1 && rank_of(move_to(m.move)) == 1) m.score += 150;  // Kd2 and Ke2
+    }
+    read({outlier});
+    EXPECT_EQ(counts.tactical, 2u);
+    EXPECT_GE(counts.far, far);
+    Choice strange = agreed;
+    strange.moves[0].move = NULL_MOVE;
+    strange.moves[1].move = static_cast<Move>(0xFFFF);
+    read({strange, choice("4k3/4k3/8/8/8/8/8/3QK3 w - -", 0), choice("R5k1/5ppp/8/8/8/8/5PPP/6K1 b - -", 0)});
+    EXPECT_EQ(counts.illegal, 2u);
+    EXPECT_EQ(counts.damaged, 1u);
+    ChoiceSet none;
+    EXPECT_FALSE(read_choices("no such file.bin", {}, 1, none, none, counts));
 }
 
 }  // namespace

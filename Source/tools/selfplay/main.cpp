@@ -13,6 +13,7 @@
 #include "search/search_control.h"
 #include "search/search_thread.h"
 #include "syzygy/tbprobe.h"
+#include "tools/selfplay/choices.h"
 #include "tools/selfplay/endings.h"
 #include "tools/selfplay/game.h"
 #include "tools/selfplay/game_files.h"
@@ -232,5 +233,6 @@ int main(int count, char** arguments) {
     if (!bring_up_engine(options)) return 1;
     if (!options.vary_output.empty()) return vary_records(options) ? 0 : 1;
     if (!options.endings_output.empty()) return write_endings(options) ? 0 : 1;
+    if (!options.choices_output.empty()) return write_choices(options) ? 0 : 1;
     return run_selfplay(options);
 }

@@ -16,6 +16,7 @@ constexpr const char* USAGE =
   tarn_selfplay --merge OUT.bin IN.bin... [--holdout PERCENT] [--seed N]
   tarn_selfplay --vary OUT.bin IN.bin... [--copies N] [--seed N] [evaluation]
   tarn_selfplay --endings OUT.bin MATERIAL... --syzygy PATH [--count N] [--seed N]
+  tarn_selfplay --choices OUT.bin [--count N] [--nodes N] [--seed N] [starts] [evaluation]
 
 Playing. Files are PREFIX.bin, .epd, .pgn and .state, with several processes PREFIX.0.bin, PREFIX.1.bin and so on.
 Started again with the same prefix, it appends new games.
@@ -50,6 +51,8 @@ Varying: positions one to four random moves off those of the inputs, labelled by
 Endings: random positions of materials such as KRPvKR, labelled by the endgame tables.
   --endings OUT NAME...  a file whose name ends in .bin, and the materials; needs --syzygy
   --count N              records of each material (1..100000000, default 1000000)
+Choices: positions of games with a score for every legal move, for the tuner of the hand-crafted evaluation.
+  --choices OUT          a file whose name ends in .bin; --count positions, --nodes searched for each close move
 )";
 
 bool complain(std::string_view option, const std::string& message, std::string_view value = {}) {
@@ -180,6 +183,7 @@ constexpr Option OPTIONS[] = {
     {"--vary", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.vary_output); }},
     {"--copies", true, [](Text o, Text v, Options& s) { return set_number(o, v, 1, 1000, s.copies); }},
     {"--endings", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.endings_output); }},
+    {"--choices", true, [](Text o, Text v, Options& s) { return set_text(o, v, LONGEST_PATH, s.choices_output); }},
     {"--count", true, [](Text o, Text v, Options& s) { return set_number(o, v, 1, 100'000'000, s.count); }},
     {"--holdout", true, [](Text o, Text v, Options& s) { return set_number(o, v, 0, 50, s.holdout); }},
 };
@@ -195,20 +199,22 @@ bool check(SelfplayOptions& options) {
     const std::pair<const char*, const std::string&> modes[] = {{"--output", options.output},
                                                                 {"--merge", options.merge_output},
                                                                 {"--vary", options.vary_output},
-                                                                {"--endings", options.endings_output}};
+                                                                {"--endings", options.endings_output},
+                                                                {"--choices", options.choices_output}};
     const char* mode = nullptr;
     for (const auto& [name, output] : modes) {
         if (output.empty()) continue;
         if (mode) return complain(mode, std::string("does not go with ") + name);
         mode = name;
     }
-    if (mode && options.output.empty()) {
+    const bool plays = !options.output.empty() || !options.choices_output.empty();
+    if (mode && !plays) {
         if (options.inputs.empty()) return complain(mode, "needs at least one input");
         if (!options.endings_output.empty() && options.syzygy.empty()) return complain(mode, "needs --syzygy");
         return true;
     }
     if (!options.inputs.empty()) return complain(options.inputs.front(), "not an option");
-    if (options.output.empty()) return complain("--output", "missing; --help lists the options");
+    if (!plays) return complain("--output", "missing; --help lists the options");
     if (options.openings.empty()) options.opening_share = 0;
     if (!options.write_bin && !options.write_epd && !options.write_pgn) options.write_bin = true;
     return true;

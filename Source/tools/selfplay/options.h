@@ -40,7 +40,10 @@ struct SelfplayOptions {
 
     // Records from the endgame tables in place of games; the inputs are materials.
     std::string endings_output;       // not empty: write them and do nothing else
-    std::uint64_t count = 1'000'000;  // records of each material
+    std::uint64_t count = 1'000'000;  // records of each material, or choices
+
+    // Positions with scores for all moves (tools/choice_file.h) in place of games' records.
+    std::string choices_output;  // not empty: write them and do nothing else
 };
 
 enum class OptionsResult { RUN, HELP, BAD };

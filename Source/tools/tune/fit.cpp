@@ -11,66 +11,6 @@ namespace {
 
 constexpr int VALUES = 2 * TABLE_ENTRIES;
 
-// Sums over positions: the loss, its gradient and the diagonal of its Hessian by the table values.
-struct LossSums {
-    double loss = 0;
-    TableChange gradient{};
-    TableChange curvature{};
-};
-
-double cross_entropy(double target, double score, double slope) {
-    // log(1 + e^x) - target * x, in a form that large scores do not overflow
-    const double x = slope * score;
-    return std::max(x, 0.0) + std::log1p(std::exp(-std::abs(x))) - target * x;
-}
-
-struct TermRange {
-    const std::uint16_t* first;
-    const std::uint16_t* last;
-    const std::uint16_t* begin() const { return first; }
-    const std::uint16_t* end() const { return last; }
-};
-TermRange terms_of(const TuningSet& set, const TuningPosition& row) {
-    const std::uint16_t* first = set.terms.data() + row.first_term;
-    return {first, first + row.terms};
-}
-std::size_t value_of(std::uint16_t term) {
-    return 2u * (term & ~unsigned{TERM_OF_BLACK});
-}
-
-double changed_score(const TuningSet& set, const TuningPosition& row, const TableChange& change) {
-    double mg = 0, eg = 0;
-    for (const std::uint16_t term : terms_of(set, row)) {
-        const double sign = term & TERM_OF_BLACK ? -1.0 : 1.0;
-        mg += sign * change[value_of(term)];
-        eg += sign * change[value_of(term) + 1];
-    }
-    return static_cast<double>(row.score) + static_cast<double>(row.mg_factor) * mg +
-           static_cast<double>(row.eg_factor) * eg;
-}
-
-void add_losses(const TuningSet& set, std::size_t begin, std::size_t end, const TableChange& change, double slope,
-                LossSums& sums) {
-    for (std::size_t i = begin; i < end; ++i) {
-        const TuningPosition& row = set.positions[i];
-        const double target = static_cast<double>(row.target);
-        const double score = changed_score(set, row, change);
-        const double expected = expected_result(score, slope);
-        const double by_score = slope * (expected - target);
-        const double mg = static_cast<double>(row.mg_factor), eg = static_cast<double>(row.eg_factor);
-        const double second = slope * slope * expected * (1.0 - expected);
-        sums.loss += cross_entropy(target, score, slope);
-        for (const std::uint16_t term : terms_of(set, row)) {
-            const double sign = term & TERM_OF_BLACK ? -1.0 : 1.0;
-            const std::size_t value = value_of(term);
-            sums.gradient[value] += sign * by_score * mg;
-            sums.gradient[value + 1] += sign * by_score * eg;
-            sums.curvature[value] += second * mg * mg;
-            sums.curvature[value + 1] += second * eg * eg;
-        }
-    }
-}
-
 // The set is summed in a fixed number of slices, so that rounding is the same with any number of threads.
 constexpr std::size_t SLICES = 16;
 
@@ -98,10 +38,31 @@ struct Average {
     std::array<double, 64> weights;
 };
 
+// All losses, without the pulls.
+LossSums add_up(const FitData& data, const TableChange& change, int threads) {
+    std::vector<LossSums> slices(SLICES);
+    for_each_slice(data.items, threads, [&](std::size_t s, std::size_t begin, std::size_t end) {
+        if (begin < end) data.add_losses(begin, end, change, slices[s]);
+    });
+    LossSums sums;
+    for (const LossSums& slice : slices) {
+        sums.loss += slice.loss;
+        for (std::size_t v = 0; v < VALUES; ++v) {
+            sums.gradient[v] += slice.gradient[v];
+            sums.curvature[v] += slice.curvature[v];
+        }
+    }
+    return sums;
+}
+
+double mean(double sum, std::size_t items) {
+    return sum / static_cast<double>(std::max<std::size_t>(1, items));
+}
+
 // The training loss and the pulls.
 class Objective {
 public:
-    Objective(const TuningSet& set, const FitOptions& options) : set_(set), options_(options) {
+    Objective(const FitData& data, const FitOptions& options) : data_(data), options_(options) {
         const double even_position = options.slope * options.slope / 4.0;
         prior_ = options.prior * even_position;
         smoothness_ = options.smoothness * even_position;
@@ -122,18 +83,7 @@ public:
     }
 
     LossSums operator()(const TableChange& change) {
-        slices_.assign(SLICES, LossSums{});
-        for_each_slice(set_.positions.size(), options_.threads, [&](std::size_t s, std::size_t begin, std::size_t end) {
-            add_losses(set_, begin, end, change, options_.slope, slices_[s]);
-        });
-        LossSums sums;
-        for (const LossSums& slice : slices_) {
-            sums.loss += slice.loss;
-            for (std::size_t v = 0; v < VALUES; ++v) {
-                sums.gradient[v] += slice.gradient[v];
-                sums.curvature[v] += slice.curvature[v];
-            }
-        }
+        LossSums sums = add_up(data_, change, options_.threads);
         data_loss_ = sums.loss;
         data_curvature_ = sums.curvature;
         add_pulls(change, sums);
@@ -143,15 +93,13 @@ public:
         return sums;
     }
 
-    // Mean loss of the positions alone in the last call.
-    double mean_data_loss() const { return data_loss_ / static_cast<double>(std::max<std::size_t>(1, size())); }
+    // Mean loss without the pulls in the last call.
+    double mean_data_loss() const { return mean(data_loss_, data_.items); }
 
 private:
     struct Neighbours {
         std::size_t a, b;  // values
     };
-
-    std::size_t size() const { return set_.positions.size(); }
 
     void add_neighbours(int entry, int neighbour) {
         for (int half = 0; half < 2; ++half) {
@@ -200,14 +148,13 @@ private:
         }
     }
 
-    const TuningSet& set_;
+    const FitData& data_;
     const FitOptions& options_;
     double prior_, smoothness_;
     double data_loss_ = 0;
     TableChange data_curvature_{};
     std::vector<Neighbours> neighbours_;
     std::vector<Average> averages_;
-    std::vector<LossSums> slices_;
 };
 
 double dot(const TableChange& a, const TableChange& b) {
@@ -260,46 +207,17 @@ private:
 
 }  // namespace
 
-double mean_loss(const TuningSet& set, const TableChange& change, double slope, int threads) {
-    if (set.positions.empty()) return 0;
-    double losses[SLICES] = {};
-    for_each_slice(set.positions.size(), threads, [&](std::size_t s, std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) {
-            const TuningPosition& row = set.positions[i];
-            losses[s] += cross_entropy(static_cast<double>(row.target), changed_score(set, row, change), slope);
-        }
-    });
-    double sum = 0;
-    for (const double loss : losses) sum += loss;
-    return sum / static_cast<double>(set.positions.size());
+double mean_loss(const FitData& data, const TableChange& change, int threads) {
+    return mean(add_up(data, change, threads).loss, data.items);
 }
 
-double fitted_slope(const TuningSet& set) {
-    // Newton's method in one variable; the loss is convex in the slope.
-    constexpr double LEAST = 0.0005, MOST = 0.05;
-    double slope = 0.006;
-    for (int i = 0; i < 20; ++i) {
-        double first = 0, second = 0;
-        for (const TuningPosition& row : set.positions) {
-            const double score = static_cast<double>(row.score);
-            const double expected = expected_result(score, slope);
-            first += score * (expected - static_cast<double>(row.result));
-            second += score * score * expected * (1.0 - expected);
-        }
-        if (second <= 0) break;
-        slope = std::clamp(slope - first / second, LEAST, MOST);
-    }
-    return slope;
-}
-
-TableChange fit_tables(const TuningSet& training, const TuningSet& hold_out, const FitOptions& options,
+TableChange fit_tables(const FitData& training, const FitData& hold_out, const FitOptions& options,
                        const FitProgress& progress) {
     constexpr double ENOUGH = 1e-9;  // improvement of the mean loss that ends the fit
     Objective objective(training, options);
     Directions directions;
     TableChange change{};
     LossSums here = objective.at_start();
-    const double positions = static_cast<double>(std::max<std::size_t>(1, training.positions.size()));
     for (int iteration = 1; iteration <= options.iterations; ++iteration) {
         const TableChange direction = directions.downhill(here);
         const double descent = dot(here.gradient, direction);
@@ -318,23 +236,15 @@ TableChange fit_tables(const TuningSet& training, const TuningSet& hold_out, con
         add_scaled(step, -1.0, change);
         add_scaled(turn, -1.0, here.gradient);
         directions.learn(step, turn);
-        const double gain = (here.loss - there.loss) / positions;
+        const double gain = mean(here.loss - there.loss, training.items);
         change = next;
         here = there;
-        const double hold_out_loss = mean_loss(hold_out, change, options.slope, options.threads);
+        const double hold_out_loss = mean_loss(hold_out, change, options.threads);
         if (!progress(iteration, objective.mean_data_loss(), hold_out_loss) || gain < ENOUGH) break;
     }
     return change;
 }
 
-TableChange loss_curvature(const TuningSet& set, const TableChange& change, double slope) {
-    LossSums sums;
-    add_losses(set, 0, set.positions.size(), change, slope, sums);
-    return sums.curvature;
-}
-
-std::array<std::uint64_t, TABLE_ENTRIES> entry_counts(const TuningSet& set) {
-    std::array<std::uint64_t, TABLE_ENTRIES> counts{};
-    for (const std::uint16_t term : set.terms) ++counts[value_of(term) / 2];
-    return counts;
+TableChange loss_curvature(const FitData& data, const TableChange& change, int threads) {
+    return add_up(data, change, threads).curvature;
 }

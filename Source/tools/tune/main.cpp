@@ -1,9 +1,13 @@
-// tarn_tune: fits the piece-square tables of the hand-crafted evaluation to training records. See docs/tuning.md.
+// tarn_tune: fits the piece-square tables of the hand-crafted evaluation to training records, or to choices. See docs/tuning.md.
 #include "eval/eval_params.h"
 #include "eval/hce.h"
+#include "eval/kpk.h"
 #include "frontend/output.h"
+#include "position/bitboard.h"
 #include "position/position.h"
+#include "tools/tune/choice_loss.h"
 #include "tools/tune/params_text.h"
+#include "tools/tune/result_loss.h"
 
 #include <atomic>
 #include <csignal>
@@ -22,16 +26,19 @@ struct TuneOptions {
     const char* out = "tuned_params.txt";
     std::size_t length = 0;  // characters of the text; 0: as it comes
     std::vector<const char*> records;
+    std::vector<const char*> choices;  // in place of records
 };
 
 constexpr const char* USAGE =
     "Usage: tarn_tune [options] RECORDS.bin ...\n"
-    "Fits the piece-square tables of the hand-crafted evaluation to 40-byte training records.\n"
+    "       tarn_tune [options] --choices CHOICES.bin ...\n"
+    "Fits the piece-square tables of the hand-crafted evaluation to 40-byte training records, or to choices of moves.\n"
     "  --out FILE          parameter text to write (tuned_params.txt)\n"
     "  --length N          write exactly so many characters; 0 as it comes (0)\n"
     "  --params FILE       parameter text to start from (the built-in one)\n"
+    "  --choices FILE      of tarn_selfplay --choices; may be given several times, and not with records\n"
     "  --result-share X    share of the game result in the target, search score the rest (0.7)\n"
-    "  --slope X           of the expected result by centipawn; 0 fits it to the results (0)\n"
+    "  --slope X           of the expected result, or the choice, by centipawn; 0 fits it to the data (0)\n"
     "  --prior N           pull of each value to its start, in positions (200)\n"
     "  --smoothness N      pull of each change to its neighbours', in positions (5000)\n"
     "  --average X         pull of each table's average to its start, in shares of the data's own pull (1)\n"
@@ -55,7 +62,9 @@ extern "C" void note_interrupt(int signal) {
 bool set_option(TuneOptions& options, const char* name, const char* value) {
     const double number = std::atof(value);
     const auto is = [name](const char* option) { return std::strcmp(name, option) == 0; };
-    if (is("--out"))
+    if (is("--choices"))
+        options.choices.push_back(value);
+    else if (is("--out"))
         options.out = value;
     else if (is("--length"))
         options.length = std::strtoull(value, nullptr, 10);
@@ -89,7 +98,7 @@ bool set_option(TuneOptions& options, const char* name, const char* value) {
 }
 
 bool are_sensible(const TuneOptions& o) {
-    return !o.records.empty() && o.result_share >= 0 && o.result_share <= 1 && o.slope >= 0 && o.fit.prior >= 0 &&
+    return o.records.empty() != o.choices.empty() && o.result_share >= 0 && o.result_share <= 1 && o.slope >= 0 && o.fit.prior >= 0 &&
            o.fit.smoothness >= 0 && o.fit.average >= 0 && o.read.hold_out >= 0 && o.read.hold_out < 1;
 }
 
@@ -106,7 +115,11 @@ bool parse_arguments(int count, char** arguments, TuneOptions& options) {
     return are_sensible(options);
 }
 
-bool read_all(const TuneOptions& options, TuningSet& training, TuningSet& hold_out) {
+unsigned long long shown(std::uint64_t n) {
+    return n;
+}
+
+bool read_all_records(const TuneOptions& options, TuningSet& training, TuningSet& hold_out) {
     ReadCounts counts{};
     for (const char* name : options.records) {
         if (!read_records(name, options.read, training, hold_out, counts)) {
@@ -114,7 +127,6 @@ bool read_all(const TuneOptions& options, TuningSet& training, TuningSet& hold_o
             return false;
         }
     }
-    const auto shown = [](std::uint64_t n) { return static_cast<unsigned long long>(n); };
     std::printf(
         "%llu records: %llu kept; left out %llu damaged, %llu in check, %llu known endgames, %llu decided, "
         "%llu not quiet\n",
@@ -123,6 +135,22 @@ bool read_all(const TuneOptions& options, TuningSet& training, TuningSet& hold_o
     std::printf("%zu positions to fit, %zu held out\n", training.positions.size(), hold_out.positions.size());
     if (training.positions.empty()) std::fprintf(stderr, "no positions to fit\n");
     return !training.positions.empty();
+}
+
+bool read_all_choices(const TuneOptions& options, ChoiceSet& training, ChoiceSet& hold_out) {
+    ChoiceCounts counts{};
+    for (const char* name : options.choices) {
+        if (!read_choices(name, options.read, options.fit.threads, training, hold_out, counts)) {
+            std::fprintf(stderr, "cannot read %s\n", name);
+            return false;
+        }
+    }
+    std::printf("%llu choices, %llu damaged; %llu moves: %llu kept; left out %llu illegal, %llu far, %llu tactical\n",
+                shown(counts.read), shown(counts.damaged), shown(counts.moves), shown(counts.kept),
+                shown(counts.illegal), shown(counts.far), shown(counts.tactical));
+    std::printf("%zu choices to fit, %zu held out\n", training.first_move.size(), hold_out.first_move.size());
+    if (training.first_move.empty()) std::fprintf(stderr, "no choices to fit\n");
+    return !training.first_move.empty();
 }
 
 bool write_file(const char* name, const std::string& text) {
@@ -143,12 +171,11 @@ void print_start_position() {
     std::printf("start position: %d for the side to move\n", hce_evaluate(*hce, position, 0));
 }
 
-TableChange fit(const TuneOptions& options, const TuningSet& training, const TuningSet& hold_out) {
+TableChange fit(const TuneOptions& options, const FitData& training, const FitData& hold_out) {
     constexpr TableChange none{};
-    const double slope = options.fit.slope;
-    std::printf("iteration   training   hold-out\n%9d   %.6f   %.6f\n", 0,
-                mean_loss(training, none, slope, options.fit.threads),
-                mean_loss(hold_out, none, slope, options.fit.threads));
+    const int threads = options.fit.threads;
+    std::printf("iteration   training   hold-out\n%9d   %.6f   %.6f\n", 0, mean_loss(training, none, threads),
+                mean_loss(hold_out, none, threads));
     return fit_tables(training, hold_out, options.fit, [](int iteration, double loss, double hold_out_loss) {
         std::printf("%9d   %.6f   %.6f\n", iteration, loss, hold_out_loss);
         std::fflush(stdout);
@@ -175,33 +202,52 @@ std::array<float, 2 * TABLE_ENTRIES> table_values() {
     return values;
 }
 
-int tune(TuneOptions& options) {
-    TuningSet training, hold_out;
-    if (!read_all(options, training, hold_out)) return 1;
-    options.fit.slope = options.slope > 0 ? options.slope : fitted_slope(training);
-    std::printf("slope %.5f by centipawn%s\n", options.fit.slope, options.slope > 0 ? "" : ", fitted to the results");
-    set_targets(training, options.result_share, options.fit.slope);
-    set_targets(hold_out, options.result_share, options.fit.slope);
-
+// Fits, writes the text and prints what it holds. `shown_set` counts the entries.
+bool fit_and_write(const TuneOptions& options, const FitData& training, const FitData& hold_out,
+                   const TuningSet& shown_set) {
+    const int threads = options.fit.threads;
     TableChange change = fit(options, training, hold_out);
-    if (options.length &&
-        !fit_text_length(change, loss_curvature(training, change, options.fit.slope), options.length)) {
+    if (options.length && !fit_text_length(change, loss_curvature(training, change, threads), options.length)) {
         std::printf("the text cannot have %zu characters\n", options.length);
     }
     const auto before = table_values();
     const std::string text = params_text(change);
-    if (!write_file(options.out, text)) return 1;
+    if (!write_file(options.out, text)) return false;
     load_params_text(text);
 
     std::printf("\n");
-    print_tables(stdout, entry_counts(training));
+    print_tables(stdout, entry_counts(shown_set));
     const TableChange written = rounded_change(before);
-    std::printf("rounded: training %.6f, hold-out %.6f\n",
-                mean_loss(training, written, options.fit.slope, options.fit.threads),
-                mean_loss(hold_out, written, options.fit.slope, options.fit.threads));
+    std::printf("rounded: training %.6f, hold-out %.6f\n", mean_loss(training, written, threads),
+                mean_loss(hold_out, written, threads));
     print_start_position();
     std::printf("wrote %s, %zu characters\n", options.out, text.size());
-    return 0;
+    return true;
+}
+
+void print_slope(const TuneOptions& options, const char* source) {
+    std::printf("slope %.5f by centipawn%s\n", options.fit.slope, options.slope > 0 ? "" : source);
+    std::fflush(stdout);
+}
+
+bool tune_to_results(TuneOptions& options) {
+    TuningSet training, hold_out;
+    if (!read_all_records(options, training, hold_out)) return false;
+    options.fit.slope = options.slope > 0 ? options.slope : fitted_slope(training);
+    print_slope(options, ", fitted to the results");
+    set_targets(training, options.result_share, options.fit.slope);
+    set_targets(hold_out, options.result_share, options.fit.slope);
+    return fit_and_write(options, result_data(training, options.fit.slope), result_data(hold_out, options.fit.slope),
+                         training);
+}
+
+bool tune_to_choices(TuneOptions& options) {
+    ChoiceSet training, hold_out;
+    if (!read_all_choices(options, training, hold_out)) return false;
+    options.fit.slope = options.slope > 0 ? options.slope : fitted_choice_slope(training);
+    print_slope(options, ", fitted to the choices");
+    return fit_and_write(options, choice_data(training, options.fit.slope), choice_data(hold_out, options.fit.slope),
+                         training.moves);
 }
 
 }  // namespace
@@ -213,6 +259,7 @@ int main(int count, char** arguments) {
         return 1;
     }
     init_tables();
+    build_kpk_table();
     init_zobrist();
     register_params();
     load_default_params();
@@ -221,5 +268,5 @@ int main(int count, char** arguments) {
         return 1;
     }
     std::signal(SIGINT, note_interrupt);
-    return tune(options);
+    return (options.choices.empty() ? tune_to_results(options) : tune_to_choices(options)) ? 0 : 1;
 }

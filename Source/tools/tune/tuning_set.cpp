@@ -81,6 +81,17 @@ bool is_free_entry(int entry) {
     return is_used_entry(entry);
 }
 
+bool is_held_out(const ReadOptions& options, std::uint64_t first_record) {
+    return mixed(options.seed ^ mixed(first_record)) % 1'000'000 < static_cast<std::uint64_t>(options.hold_out * 1e6);
+}
+
+void add_terms(TuningSet& set, const TableTrace& trace) {
+    for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
+        if (!trace.count[entry] || !is_free_entry(entry)) continue;
+        set.terms.push_back(static_cast<std::uint16_t>(entry | (trace.count[entry] < 0 ? TERM_OF_BLACK : 0)));
+    }
+}
+
 void add_position(TuningSet& set, const TrainingRecord& record, const Position& position, const TableTrace& trace) {
     const int sign = position.side == WHITE ? 1 : -1;
     TuningPosition row{};
@@ -90,10 +101,7 @@ void add_position(TuningSet& set, const TrainingRecord& record, const Position& 
     row.result = win_probability(sign * record.result);
     row.search_score = static_cast<std::int16_t>(sign * record.sc);
     row.first_term = static_cast<std::uint32_t>(set.terms.size());
-    for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
-        if (!trace.count[entry] || !is_free_entry(entry)) continue;
-        set.terms.push_back(static_cast<std::uint16_t>(entry | (trace.count[entry] < 0 ? TERM_OF_BLACK : 0)));
-    }
+    add_terms(set, trace);
     row.terms = static_cast<std::uint16_t>(set.terms.size() - row.first_term);
     set.positions.push_back(row);
 }
@@ -106,12 +114,10 @@ bool read_records(const char* name, const ReadOptions& options, TuningSet& train
     auto reader = std::make_unique<Reader>();
     init_game_state(reader->game, reader->position);
     std::vector<TrainingRecord> block(BLOCK);
-    const std::uint64_t hold_out_below = static_cast<std::uint64_t>(options.hold_out * 1e6);
     while (counts.kept < options.limit) {
         const std::size_t read = std::fread(block.data(), sizeof(TrainingRecord), BLOCK, file);
         if (!read) break;
-        const std::uint64_t draw = mixed(options.seed ^ mixed(counts.read)) % 1'000'000;
-        TuningSet& set = draw < hold_out_below ? hold_out : training;
+        TuningSet& set = is_held_out(options, counts.read) ? hold_out : training;
         for (std::size_t i = 0; i < read && counts.kept < options.limit; ++i) {
             Position& position = reader->position;
             ++counts.read;
@@ -129,6 +135,23 @@ bool read_records(const char* name, const ReadOptions& options, TuningSet& train
     const bool failed = std::ferror(file) != 0;
     std::fclose(file);
     return !failed;
+}
+
+double changed_score(const TuningSet& set, const TuningPosition& row, const TableChange& change) {
+    double mg = 0, eg = 0;
+    for (const std::uint16_t term : terms_of(set, row)) {
+        const double sign = term & TERM_OF_BLACK ? -1.0 : 1.0;
+        mg += sign * change[value_of(term)];
+        eg += sign * change[value_of(term) + 1];
+    }
+    return static_cast<double>(row.score) + static_cast<double>(row.mg_factor) * mg +
+           static_cast<double>(row.eg_factor) * eg;
+}
+
+std::array<std::uint64_t, TABLE_ENTRIES> entry_counts(const TuningSet& set) {
+    std::array<std::uint64_t, TABLE_ENTRIES> counts{};
+    for (const std::uint16_t term : set.terms) ++counts[value_of(term) / 2];
+    return counts;
 }
 
 double expected_result(double score, double slope) {

@@ -4,7 +4,9 @@
 #include "tools/training_record.h"
 #include "tools/tune/table_trace.h"
 
+#include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 // A term is the entry of a table, with this bit when Black has it.
@@ -52,6 +54,12 @@ bool is_used_entry(int entry);
 // values as the scalar weights do.
 bool is_free_entry(int entry);
 
+// True when the block of records that begins with this one is to be held out.
+bool is_held_out(const ReadOptions& options, std::uint64_t first_record);
+
+// Appends the terms of a traced position: its free entries.
+void add_terms(TuningSet& set, const TableTrace& trace);
+
 // Adds a traced position; the record gives the labels.
 void add_position(TuningSet& set, const TrainingRecord& record, const Position& position, const TableTrace& trace);
 
@@ -59,6 +67,23 @@ void add_position(TuningSet& set, const TrainingRecord& record, const Position& 
 // games have positions in both. False when the file cannot be read.
 bool read_records(const char* name, const ReadOptions& options, TuningSet& training, TuningSet& hold_out,
                   ReadCounts& counts);
+
+// Changes of the table values in centipawns: [2 * entry] middle game, [2 * entry + 1] end game.
+using TableChange = std::array<double, 2 * TABLE_ENTRIES>;
+
+inline std::span<const std::uint16_t> terms_of(const TuningSet& set, const TuningPosition& row) {
+    return {set.terms.data() + row.first_term, row.terms};
+}
+// Index of the term's middle-game value in a TableChange.
+inline std::size_t value_of(std::uint16_t term) {
+    return 2u * (term & ~unsigned{TERM_OF_BLACK});
+}
+
+// Score of the row with the changed tables.
+double changed_score(const TuningSet& set, const TuningPosition& row, const TableChange& change);
+
+// Positions that show each entry, for one colour but not for both.
+std::array<std::uint64_t, TABLE_ENTRIES> entry_counts(const TuningSet& set);
 
 // Expected result for White of a score: logistic with this slope by centipawn.
 double expected_result(double score, double slope);
