@@ -220,13 +220,15 @@ TEST_F(Recovery, exact_scores_give_back_the_changed_tables) {
     options.average = 0;
     options.iterations = 1000;
     double last = 1e9;
-    const TableChange made = fit_tables(result_data(set, options.slope), {}, options, [&last](int, double loss, double hold_out) {
-        EXPECT_EQ(hold_out, 0);
-        EXPECT_LE(loss, last + 1e-6);
-        last = loss;
-        return true;
-    });
-    const TableChange curvature = loss_curvature(result_data(set, options.slope), made, 1);  // how much the set says about each value
+    const TableChange made =
+        fit_tables(result_data(set, options.slope), {}, options, [&last](int, double loss, double hold_out) {
+            EXPECT_EQ(hold_out, 0);
+            EXPECT_LE(loss, last + 1e-6);
+            last = loss;
+            return true;
+        });
+    const TableChange curvature =
+        loss_curvature(result_data(set, options.slope), made, 1);  // how much the set says about each value
     const TableChange known = known_change();
     int checked = 0;
     for (int v = 0; v < 2 * TABLE_ENTRIES; ++v) {

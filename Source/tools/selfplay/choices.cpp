@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr int MAX_EMPTY_GAMES = 100;  // one after the other, from starts that leave nothing to choose
+constexpr int MAX_EMPTY_GAMES = 100;   // one after the other, from starts that leave nothing to choose
 constexpr int MAX_CHOICE_PLIES = 240;  // longer games repeat what they have shown
 constexpr std::uint64_t PROGRESS_STEP = 64;
 

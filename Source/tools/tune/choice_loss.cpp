@@ -58,7 +58,8 @@ void add_losses(const ChoiceSet& set, double slope, std::size_t begin, std::size
                 average[value + 1] += sign * own * eg;
             }
         }
-        // The variance: the average of the squares less the square of the average, which is cleared for the next choice.
+        // The variance: the average of the squares less the square of the average, which is cleared for the next
+        // choice.
         for (const TuningPosition& move : moves) {
             for (const std::uint16_t term : terms_of(set.moves, move)) {
                 for (const std::size_t v : {value_of(term), value_of(term) + 1}) {

@@ -1,5 +1,5 @@
-// The loss by choices: how far the moves that the scores prefer are from those that the teacher prefers. Both are read as
-// probabilities of the moves, softmax of the scores; the loss is the divergence of the scores' from the teacher's
+// The loss by choices: how far the moves that the scores prefer are from those that the teacher prefers. Both are read
+// as probabilities of the moves, softmax of the scores; the loss is the divergence of the scores' from the teacher's
 // (Kullback-Leibler), 0 when they agree.
 #pragma once
 

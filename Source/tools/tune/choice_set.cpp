@@ -18,8 +18,8 @@ constexpr std::size_t BLOCK = 1024;  // choices
 // Centipawns. A move further than this from the best one, in the eyes of both, decides nothing.
 constexpr int FAR_FOR_TEACHER = 250;
 constexpr float FAR_FOR_PUPIL = 200;
-// The pupil's score less the teacher's is compared with the median of that among the teacher's best moves. What differs by
-// more is a matter of tactics, which no table can express.
+// The pupil's score less the teacher's is compared with the median of that among the teacher's best moves. What differs
+// by more is a matter of tactics, which no table can express.
 constexpr float TACTICAL = 100;
 constexpr std::size_t MEDIAN_MOVES = 9;
 
@@ -124,9 +124,8 @@ void judge_choice(Judge& judge, const Choice& choice) {
         unmake_move(position);
     }
     if (judge.rows.empty()) return;
-    std::stable_sort(judge.rows.begin(), judge.rows.end(), [](const TuningPosition& a, const TuningPosition& b) {
-        return a.search_score > b.search_score;
-    });
+    std::stable_sort(judge.rows.begin(), judge.rows.end(),
+                     [](const TuningPosition& a, const TuningPosition& b) { return a.search_score > b.search_score; });
     keep_rows(judge);
 }
 

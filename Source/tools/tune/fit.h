@@ -1,5 +1,5 @@
-// Fits the piece-square tables to data of either kind (result_loss.h, choice_loss.h): regression by the evaluation's own
-// linear terms, held near the values that it starts from where the data say little.
+// Fits the piece-square tables to data of either kind (result_loss.h, choice_loss.h): regression by the evaluation's
+// own linear terms, held near the values that it starts from where the data say little.
 #pragma once
 
 #include "tools/tune/tuning_set.h"
@@ -14,8 +14,8 @@ struct LossSums {
     TableChange curvature{};
 };
 
-// What is fitted: so many positions or choices, and the function that adds the losses of those from begin to end, with the
-// changed tables. It is called by several threads, and its loss must be convex.
+// What is fitted: so many positions or choices, and the function that adds the losses of those from begin to end, with
+// the changed tables. It is called by several threads, and its loss must be convex.
 struct FitData {
     std::size_t items = 0;
     std::function<void(std::size_t begin, std::size_t end, const TableChange& change, LossSums& sums)> add_losses;

@@ -1,4 +1,5 @@
-// tarn_tune: fits the piece-square tables of the hand-crafted evaluation to training records, or to choices. See docs/tuning.md.
+// tarn_tune: fits the piece-square tables of the hand-crafted evaluation to training records, or to choices. See
+// docs/tuning.md.
 #include "eval/eval_params.h"
 #include "eval/hce.h"
 #include "eval/kpk.h"
@@ -98,8 +99,9 @@ bool set_option(TuneOptions& options, const char* name, const char* value) {
 }
 
 bool are_sensible(const TuneOptions& o) {
-    return o.records.empty() != o.choices.empty() && o.result_share >= 0 && o.result_share <= 1 && o.slope >= 0 && o.fit.prior >= 0 &&
-           o.fit.smoothness >= 0 && o.fit.average >= 0 && o.read.hold_out >= 0 && o.read.hold_out < 1;
+    return o.records.empty() != o.choices.empty() && o.result_share >= 0 && o.result_share <= 1 && o.slope >= 0 &&
+           o.fit.prior >= 0 && o.fit.smoothness >= 0 && o.fit.average >= 0 && o.read.hold_out >= 0 &&
+           o.read.hold_out < 1;
 }
 
 bool parse_arguments(int count, char** arguments, TuneOptions& options) {

@@ -1,5 +1,5 @@
-// The loss by results: the cross-entropy between the targets of positions, mostly the results of their games, and the results
-// that their scores promise.
+// The loss by results: the cross-entropy between the targets of positions, mostly the results of their games, and the
+// results that their scores promise.
 #pragma once
 
 #include "tools/tune/fit.h"

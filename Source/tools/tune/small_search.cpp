@@ -11,10 +11,10 @@
 namespace {
 
 constexpr int INFINITE_SCORE = 30000;
-constexpr int EVASION_DEPTH = -3;      // below it a check is no reason to look at every move
-constexpr int LAST_DEPTH = -8;         // no line is longer
-constexpr int PLY_IN_SEARCH = 2;       // for the evaluation: not the root, where nothing is remembered
-constexpr int FLIP_RANKS = 0x3838;      // of a move's origin and destination
+constexpr int EVASION_DEPTH = -3;   // below it a check is no reason to look at every move
+constexpr int LAST_DEPTH = -8;      // no line is longer
+constexpr int PLY_IN_SEARCH = 2;    // for the evaluation: not the root, where nothing is remembered
+constexpr int FLIP_RANKS = 0x3838;  // of a move's origin and destination
 constexpr int CAPTURE_KEY = 100, PROMOTION_KEY = 80;
 
 struct OrderedMove {
@@ -48,7 +48,7 @@ public:
         Leaf below;
         bool any_move = false;
         OrderedMove moves[MAX_MOVES];
-        for (const OrderedMove* m = moves, *end = order_moves(stands, moves); m != end; ++m) {
+        for (const OrderedMove *m = moves, *end = order_moves(stands, moves); m != end; ++m) {
             if (stands && !see_ok(position_, m->move)) continue;
             if (!is_legal(position_, position_.side, m->move, in_check)) continue;
             any_move = true;
