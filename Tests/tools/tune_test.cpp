@@ -511,12 +511,15 @@ TEST_F(Choices, rows_are_the_same_for_either_colour_and_any_threads) {
     const std::vector<Choice> many = random_choices(1100, 41);
     constexpr std::uint64_t SEED = 7;  // holds out one of the two blocks
     read(many, 1, 0.5, SEED);
-    const ChoiceSet alone = training;
+    const ChoiceSet alone = training, alone_held_out = hold_out;
     EXPECT_FALSE(hold_out.first_move.empty());
     EXPECT_FALSE(training.first_move.empty());
     read(many, 3, 0.5, SEED);
     EXPECT_EQ(training.first_move, alone.first_move);
     EXPECT_EQ(training.moves.terms, alone.moves.terms);
+    EXPECT_EQ(hold_out.first_move, alone_held_out.first_move);
+    EXPECT_EQ(hold_out.moves.terms, alone_held_out.moves.terms);
+    EXPECT_EQ(sorted_terms(hold_out), sorted_terms(alone_held_out));
 }
 
 TEST_F(Choices, what_decides_nothing_is_left_out) {
