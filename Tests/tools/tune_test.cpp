@@ -409,6 +409,7 @@ struct Choices : Recovery {
         OutputFile output;
         EXPECT_TRUE(create_output(output, folder.name("c.bin")));
         for (const Choice& c : choices) EXPECT_TRUE(put_choice(output, c));
+        EXPECT_TRUE(put(output, "part of a choice, longer than a record of a position"));
         EXPECT_TRUE(close_output(output));
         return output.name;
     }
@@ -463,7 +464,14 @@ TEST_F(Choices, known_tables_are_found_again) {
         ++checked;
     }
     EXPECT_GT(checked, 40);
-    EXPECT_NEAR(fitted_choice_slope(training), options.slope, options.slope / 2);
+}
+
+TEST_F(Choices, slope_of_a_teacher_of_the_same_mind_is_found) {
+    read(random_choices(200, 43));
+    for (TuningPosition& row : training.moves.positions) {
+        row.search_score = static_cast<std::int16_t>(std::lround(row.score));
+    }
+    EXPECT_NEAR(fitted_choice_slope(training), 1 / TEACHER_TEMPERATURE, 0.0005);
 }
 
 TEST_F(Choices, gradient_and_curvature_are_those_of_the_loss) {

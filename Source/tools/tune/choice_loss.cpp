@@ -79,12 +79,10 @@ FitData choice_data(const ChoiceSet& set, double slope) {
 }
 
 double fitted_choice_slope(const ChoiceSet& set) {
-    // Newton's method in one variable; the loss is convex in the slope.
-    constexpr double LEAST = 0.002, MOST = 0.2;
-    double slope = 0.02;
-    Probabilities log;
-    for (int i = 0; i < 20; ++i) {
-        double first = 0, second = 0;
+    constexpr double START = 0.02, LEAST = 0.002, MOST = 0.2;
+    return newton_minimum(START, LEAST, MOST, [&set](double slope) {
+        Derivatives sum{};
+        Probabilities log;
         for (std::size_t choice = 0; choice < set.first_move.size(); ++choice) {
             const std::span<const TuningPosition> moves = moves_of(set, choice);
             log.own.clear();
@@ -93,14 +91,12 @@ double fitted_choice_slope(const ChoiceSet& set) {
             double average = 0, square = 0;
             for (std::size_t m = 0; m < moves.size(); ++m) {
                 const double score = static_cast<double>(moves[m].score), own = std::exp(log.own[m]);
-                first += score * (own - std::exp(log.teacher[m]));
+                sum.first += score * (own - std::exp(log.teacher[m]));
                 average += own * score;
                 square += own * score * score;
             }
-            second += square - average * average;
+            sum.second += square - average * average;
         }
-        if (second <= 0) break;
-        slope = std::clamp(slope - first / second, LEAST, MOST);
-    }
-    return slope;
+        return sum;
+    });
 }

@@ -30,8 +30,7 @@ struct Judge {
     Position position;
     Leaf leaf;
     TableTrace trace;
-    Choice choice;
-    std::vector<TuningPosition> rows;
+    TuningSet moves;  // of the choice at hand
     ChoiceSet set;
     ChoiceCounts counts;
 };
@@ -43,28 +42,29 @@ bool has_move(Position& position, Move move) {
     return false;
 }
 
-void turn_round(ChoiceSet& set, TuningPosition& row) {
+// From White's view to Black's: the last row of the set, whose terms are those from its first one on.
+void turn_round(TuningSet& set, TuningPosition& row) {
     row.score = -row.score;
-    for (std::size_t i = row.first_term; i < set.moves.terms.size(); ++i) set.moves.terms[i] ^= TERM_OF_BLACK;
+    for (std::size_t i = row.first_term; i < set.terms.size(); ++i) set.terms[i] ^= TERM_OF_BLACK;
 }
 
-// The row of the move that has been made, with its terms at the end of the set's.
+// The row of the move that has been made, with its terms at the end of judge.moves'.
 TuningPosition judge_move_made(Judge& judge, int teacher_score) {
     const int mover = judge.position.side ^ 1;
     const int score = -small_search(judge.hce, judge.position, judge.leaf);
     TuningPosition row{};
-    row.first_term = static_cast<std::uint32_t>(judge.set.moves.terms.size());
+    row.first_term = static_cast<std::uint32_t>(judge.moves.terms.size());
     if (judge.leaf.evaluated) {
         trace_tables(judge.hce, judge.leaf.position, judge.trace);
         row.score = judge.trace.score;
         row.mg_factor = judge.trace.mg_factor;
         row.eg_factor = judge.trace.eg_factor;
-        add_terms(judge.set.moves, judge.trace);
-        if (mover == BLACK) turn_round(judge.set, row);
+        add_terms(judge.moves, judge.trace);
+        if (mover == BLACK) turn_round(judge.moves, row);
     } else {
         row.score = static_cast<float>(score);
     }
-    row.terms = static_cast<std::uint16_t>(judge.set.moves.terms.size() - row.first_term);
+    row.terms = static_cast<std::uint16_t>(judge.moves.terms.size() - row.first_term);
     row.search_score = static_cast<std::int16_t>(teacher_score);
     return row;
 }
@@ -82,9 +82,16 @@ float median_deviation(const std::vector<TuningPosition>& rows) {
     return deviations[count / 2];
 }
 
-// Moves the rows that are worth it to the set, as one choice, if at least two of them are.
+void append_row(TuningSet& to, const TuningSet& from, TuningPosition row) {
+    const auto terms = terms_of(from, row);
+    row.first_term = static_cast<std::uint32_t>(to.terms.size());
+    to.terms.insert(to.terms.end(), terms.begin(), terms.end());
+    to.positions.push_back(row);
+}
+
+// Adds the rows that are worth it to the set, as one choice, if at least two of them are. The teacher's best is first.
 void keep_rows(Judge& judge) {
-    std::vector<TuningPosition>& rows = judge.rows;
+    std::vector<TuningPosition>& rows = judge.moves.positions;
     float best = rows.front().score;
     for (const TuningPosition& row : rows) best = std::max(best, row.score);
     const int teacher_best = rows.front().search_score;
@@ -100,7 +107,7 @@ void keep_rows(Judge& judge) {
     if (rows.size() < 2) return;
     judge.counts.kept += rows.size();
     judge.set.first_move.push_back(static_cast<std::uint32_t>(judge.set.moves.positions.size()));
-    judge.set.moves.positions.insert(judge.set.moves.positions.end(), rows.begin(), rows.end());
+    for (const TuningPosition& row : rows) append_row(judge.set.moves, judge.moves, row);
 }
 
 void judge_choice(Judge& judge, const Choice& choice) {
@@ -111,7 +118,7 @@ void judge_choice(Judge& judge, const Choice& choice) {
         return;
     }
     compute_keys(position);
-    judge.rows.clear();
+    judge.moves = {};
     for (const ScoredMove& scored : choice.moves) {
         ++judge.counts.moves;
         judge.game.search_ply = 1;
@@ -120,24 +127,20 @@ void judge_choice(Judge& judge, const Choice& choice) {
             continue;
         }
         make_move(position, scored.move);
-        judge.rows.push_back(judge_move_made(judge, scored.score));
+        judge.moves.positions.push_back(judge_move_made(judge, scored.score));
         unmake_move(position);
     }
-    if (judge.rows.empty()) return;
-    std::stable_sort(judge.rows.begin(), judge.rows.end(),
+    std::vector<TuningPosition>& rows = judge.moves.positions;
+    if (rows.empty()) return;
+    std::stable_sort(rows.begin(), rows.end(),
                      [](const TuningPosition& a, const TuningPosition& b) { return a.search_score > b.search_score; });
     keep_rows(judge);
 }
 
 void append(ChoiceSet& to, const ChoiceSet& from) {
     const auto moves = static_cast<std::uint32_t>(to.moves.positions.size());
-    const auto terms = static_cast<std::uint32_t>(to.moves.terms.size());
     for (const std::uint32_t first : from.first_move) to.first_move.push_back(moves + first);
-    for (TuningPosition row : from.moves.positions) {
-        row.first_term += terms;
-        to.moves.positions.push_back(row);
-    }
-    to.moves.terms.insert(to.moves.terms.end(), from.moves.terms.begin(), from.moves.terms.end());
+    for (const TuningPosition& row : from.moves.positions) append_row(to.moves, from.moves, row);
 }
 
 void add_counts(ChoiceCounts& to, const ChoiceCounts& from) {

@@ -248,3 +248,14 @@ TableChange fit_tables(const FitData& training, const FitData& hold_out, const F
 TableChange loss_curvature(const FitData& data, const TableChange& change, int threads) {
     return add_up(data, change, threads).curvature;
 }
+
+double newton_minimum(double start, double low, double high, const std::function<Derivatives(double)>& derivatives) {
+    constexpr int STEPS = 20;
+    double x = start;
+    for (int i = 0; i < STEPS; ++i) {
+        const Derivatives at = derivatives(x);
+        if (at.second <= 0) break;
+        x = std::clamp(x - at.first / at.second, low, high);
+    }
+    return x;
+}

@@ -46,3 +46,11 @@ TableChange fit_tables(const FitData& training, const FitData& hold_out, const F
 
 // Second derivatives of the sum of the losses by each value: what moving the value away from its best costs.
 TableChange loss_curvature(const FitData& data, const TableChange& change, int threads);
+
+// First and second derivative of a loss of one variable.
+struct Derivatives {
+    double first, second;
+};
+
+// Where a convex loss of one variable is least within low..high: Newton's method from `start`.
+double newton_minimum(double start, double low, double high, const std::function<Derivatives(double)>& derivatives);

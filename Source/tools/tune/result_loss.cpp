@@ -42,19 +42,15 @@ FitData result_data(const TuningSet& set, double slope) {
 }
 
 double fitted_slope(const TuningSet& set) {
-    // Newton's method in one variable; the loss is convex in the slope.
-    constexpr double LEAST = 0.0005, MOST = 0.05;
-    double slope = 0.006;
-    for (int i = 0; i < 20; ++i) {
-        double first = 0, second = 0;
+    constexpr double START = 0.006, LEAST = 0.0005, MOST = 0.05;
+    return newton_minimum(START, LEAST, MOST, [&set](double slope) {
+        Derivatives sum{};
         for (const TuningPosition& row : set.positions) {
             const double score = static_cast<double>(row.score);
             const double expected = expected_result(score, slope);
-            first += score * (expected - static_cast<double>(row.result));
-            second += score * score * expected * (1.0 - expected);
+            sum.first += score * (expected - static_cast<double>(row.result));
+            sum.second += score * score * expected * (1.0 - expected);
         }
-        if (second <= 0) break;
-        slope = std::clamp(slope - first / second, LEAST, MOST);
-    }
-    return slope;
+        return sum;
+    });
 }
