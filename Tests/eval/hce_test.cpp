@@ -1,11 +1,13 @@
-// The hand-crafted evaluation against a second implementation, its pawn hash, and its trace. The list of parameters
-// that the trace can add is shown in clients/test_console.py.
+// The hand-crafted evaluation against a second implementation and in the mirror, its pawn hash, and its trace. The list
+// of parameters that the trace can add is shown in clients/test_console.py.
 #include "eval/hce.h"
 
 #include "eval/eval_trace.h"
 #include "eval/network.h"
 #include "eval_fixture.h"
 
+#include <algorithm>
+#include <cctype>
 #include <random>
 
 namespace {
@@ -46,8 +48,8 @@ TEST_F(Hce, agrees_with_second_implementation) {
     EXPECT_GE(rows, 400);
 }
 
-// The position with left and right exchanged, or turned by 180 degrees with the colours exchanged; no castling, no en
-// passant.
+// The position with left and right exchanged; like the next one without castling and en passant, which the evaluation
+// does not look at.
 std::string left_right(std::string placement, char side) {
     for (auto rank = placement.begin(); rank != placement.end();) {
         const auto end = std::find(rank, placement.end(), '/');
@@ -57,6 +59,7 @@ std::string left_right(std::string placement, char side) {
     return placement + ' ' + side + " - -";
 }
 
+// Turned by 180 degrees, and the other side to move.
 std::string colours_exchanged(std::string placement, char side) {
     std::reverse(placement.begin(), placement.end());
     for (char& c : placement) c = std::isupper(c) ? std::tolower(c) : std::toupper(c);
