@@ -16,7 +16,7 @@ namespace {
 
 constexpr char SEPARATOR = '@';
 constexpr std::size_t CHUNK = 65536;
-constexpr int WAIT_MILLISECONDS = 1000;
+constexpr double NO_TIME_LIMIT = -1;
 
 LineBuffer buffered;
 bool opened = false;
@@ -126,7 +126,7 @@ bool wait_for_line(std::string& line) {
     for (;;) {
         if (next_line(line)) return true;
         if (input_ended) return false;
-        wait_for_input(WAIT_MILLISECONDS);
+        wait_for_event(true, NO_TIME_LIMIT);
     }
 }
 

@@ -1,4 +1,4 @@
-// Standard input without waiting.
+// Standard input without waiting, and the one wait of the main thread: for input, for another thread, for a time.
 #pragma once
 
 #include <cstddef>
@@ -16,5 +16,12 @@ bool input_is_terminal();
 void open_console_input();
 // Reads up to `size` bytes that are waiting; never blocks. `count` is the number of bytes read.
 InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& count);
-// Waits until input can be read or `milliseconds` have passed.
-void wait_for_input(int milliseconds);
+
+// Waits until input can be read, end_wait was called, or `seconds` have passed (negative: no limit). With `watch_input`
+// false, for when the input has ended, a reader that closes our standard output ends the wait in place of the input,
+// where the platform can tell. May return early. Main thread only.
+void wait_for_event(bool watch_input, double seconds);
+// Ends the wait of wait_for_event: the running one, or else the next. Any thread.
+void end_wait();
+// True when the reader of standard output is known to have closed its end.
+bool output_is_closed();

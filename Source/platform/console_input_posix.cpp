@@ -1,16 +1,47 @@
 // Standard input by poll and read: the same for pipes, files and terminals. A terminal keeps its line editing,
-// so bytes appear when a line is complete.
+// so bytes appear when a line is complete. Another thread ends a wait through a pipe of our own.
 #include "platform/console_input.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
 namespace {
 
-bool wait_readable(int milliseconds) {
+constexpr double LONGEST_WAIT = 1e6;  // seconds; the caller waits again
+constexpr int WAIT_WITHOUT_PIPE = 1;  // milliseconds, where no pipe could be made
+constexpr short NO_EVENTS = 0;        // errors and hang-ups are reported all the same
+
+// Both ends never block: a full pipe ends the wait as well as one more byte would.
+struct WakePipe {
+    int ends[2] = {-1, -1};
+    WakePipe() {
+        if (pipe(ends) != 0) return;
+        for (const int end : ends) {
+            fcntl(end, F_SETFL, fcntl(end, F_GETFL) | O_NONBLOCK);
+            fcntl(end, F_SETFD, FD_CLOEXEC);
+        }
+    }
+};
+
+const WakePipe& wake_pipe() {
+    static const WakePipe pipe;
+    return pipe;
+}
+
+void empty_wake_pipe() {
+    char bytes[64];
+    while (read(wake_pipe().ends[0], bytes, sizeof bytes) > 0) {}
+}
+
+bool input_is_waiting() {
     pollfd input{STDIN_FILENO, POLLIN, 0};
-    return poll(&input, 1, milliseconds) > 0;  // also true for a hang-up or a bad descriptor: read tells
+    return poll(&input, 1, 0) > 0;  // also true for a hang-up or a bad descriptor: read tells
 }
 
 }  // namespace
@@ -23,7 +54,7 @@ void open_console_input() {}
 
 InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& count) {
     count = 0;
-    if (!wait_readable(0)) return InputStatus::NONE;
+    if (!input_is_waiting()) return InputStatus::NONE;
     const ssize_t got = read(STDIN_FILENO, buffer, size);
     if (got > 0) {
         count = static_cast<std::size_t>(got);
@@ -33,6 +64,26 @@ InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& co
     return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK ? InputStatus::NONE : InputStatus::FAILED;
 }
 
-void wait_for_input(int milliseconds) {
-    wait_readable(milliseconds);
+void wait_for_event(bool watch_input, double seconds) {
+    pollfd events[] = {{wake_pipe().ends[0], POLLIN, 0},
+                       {watch_input ? STDIN_FILENO : STDOUT_FILENO, watch_input ? short{POLLIN} : NO_EVENTS, 0}};
+    if (wake_pipe().ends[0] < 0) {
+        poll(events, std::size(events), WAIT_WITHOUT_PIPE);  // the negative descriptor is passed over
+        return;
+    }
+    const double limit = std::clamp(seconds < 0 ? LONGEST_WAIT : seconds, 0.0, LONGEST_WAIT);
+    const double whole = std::floor(limit);
+    const timespec timeout{static_cast<time_t>(whole), static_cast<long>((limit - whole) * 1e9)};
+    ppoll(events, std::size(events), &timeout, nullptr);
+    if (events[0].revents != 0) empty_wake_pipe();
+}
+
+void end_wait() {
+    constexpr char BYTE = 0;
+    [[maybe_unused]] const ssize_t written = write(wake_pipe().ends[1], &BYTE, 1);
+}
+
+bool output_is_closed() {
+    pollfd output{STDOUT_FILENO, NO_EVENTS, 0};
+    return poll(&output, 1, 0) > 0;
 }

@@ -4,6 +4,7 @@
 #include "platform/console_input.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -13,6 +14,8 @@
 #include <windows.h>
 
 namespace {
+
+std::atomic<bool> wait_ended{false};
 
 HANDLE input_handle() {
     return GetStdHandle(STD_INPUT_HANDLE);
@@ -103,8 +106,9 @@ InputStatus take_from_pipe_reader(char* buffer, std::size_t size, std::size_t& c
 bool pipe_is_quiet() {
     const PipeState state = pipe_state();
     if (state != PipeState::NOT_PEEKED) return state == PipeState::EMPTY;
+    if (!start_pipe_reader()) return false;
     const std::lock_guard<std::mutex> guard(pipe_reader.lock);
-    return pipe_reader.started && pipe_reader.untaken.empty() && pipe_reader.status == InputStatus::NONE;
+    return pipe_reader.untaken.empty() && pipe_reader.status == InputStatus::NONE;
 }
 
 }  // namespace
@@ -135,12 +139,21 @@ InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& co
     return read_bytes(buffer, size, count);
 }
 
-void wait_for_input(int milliseconds) {
-    if (input_is_terminal()) {
-        WaitForSingleObject(input_handle(), static_cast<DWORD>(milliseconds));
-        return;
+void wait_for_event(bool watch_input, double seconds) {
+    constexpr double LONGEST_WAIT = 1.0;
+    const double limit = seconds < 0 || seconds > LONGEST_WAIT ? LONGEST_WAIT : seconds;
+    const auto milliseconds = static_cast<DWORD>(limit * 1000) + 1;
+    for (DWORD waited = 0; waited < milliseconds; ++waited) {
+        if (wait_ended.exchange(false)) return;
+        if (watch_input && (input_is_terminal() ? _kbhit() != 0 : !pipe_is_quiet())) return;
+        Sleep(1);
     }
-    if (GetFileType(input_handle()) != FILE_TYPE_PIPE) return;
-    // A pipe cannot be waited for.
-    for (int waited = 0; waited < milliseconds && pipe_is_quiet(); ++waited) Sleep(1);
+}
+
+void end_wait() {
+    wait_ended = true;
+}
+
+bool output_is_closed() {
+    return false;
 }
