@@ -47,7 +47,7 @@ void show_last_move() {
 void search_depth_zero() {
     const std::int8_t depth_limit = settings.depth_limit;
     settings.depth_limit = 0;
-    analysis_search();
+    if (!analysis_search()) std::exit(-1);
     settings.depth_limit = depth_limit;
     search_control.think_flags = 0;
 }

@@ -93,7 +93,11 @@ struct Setting {
 
 // Only the first match acts.
 constexpr Setting SETTINGS[] = {
-    {"hash", [](const ConsoleLine& line) { search_control.hash_enabled = read_byte(line.words[2]); }},
+    {"hash",
+     [](const ConsoleLine& line) {
+         search_control.hash_enabled = read_byte(line.words[2]);
+         search_control.hash_suspended = 0;
+     }},
     {"noise", [](const ConsoleLine& line) { settings.noise = static_cast<float>(read_number(line.words[2], 0, 1e9)); }},
     {"multipv", [](const ConsoleLine& line) { settings.multipv = read_byte(line.words[2]); }, true},
     {"debug", [](const ConsoleLine& line) { settings.debug = read_byte(line.words[2]); }},

@@ -65,16 +65,20 @@ bool search_is_unlimited(std::uint16_t think_flags) {
             settings.depth_limit >= MAX_DEPTH);
 }
 
-// Nobody is left to say "stop" or "quit".
-void act_on_end_of_input() {
-    if (!end_quits) return;
+// Nobody is left to say "stop" or "quit"; with the output closed as well, nobody waits for an answer.
+InputState act_on_end_of_input() {
+    if (!end_quits) return InputState::UNWATCHED;
     search_control.self_play = false;
     const std::uint16_t flags = search_control.think_flags;
     if (flags == 0) {
         settings.quit = 1;
-    } else if ((flags & (THINK_CLOCK | THINK_PONDER)) && search_is_unlimited(flags)) {
-        stop_search();
+        return InputState::HANDLED;
     }
+    if ((flags & (THINK_CLOCK | THINK_PONDER)) && (search_is_unlimited(flags) || output_is_lost())) {
+        stop_search();
+        return InputState::HANDLED;
+    }
+    return InputState::ENDED;
 }
 
 }  // namespace
@@ -112,21 +116,20 @@ bool take_line(LineBuffer& buffer, bool end_of_input, std::string& line, int& to
     }
 }
 
-bool poll_input() {
+InputState poll_input() {
     std::string line;
     if (next_line(line)) {
         handle_line(line);
-        return true;
+        return InputState::HANDLED;
     }
-    if (input_ended) act_on_end_of_input();
-    return false;
+    return input_ended ? act_on_end_of_input() : InputState::NOTHING_YET;
 }
 
 bool wait_for_line(std::string& line) {
     for (;;) {
         if (next_line(line)) return true;
         if (input_ended) return false;
-        wait_for_event(true, NO_TIME_LIMIT);
+        wait_for_event(Watch::INPUT, NO_TIME_LIMIT);
     }
 }
 

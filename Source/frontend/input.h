@@ -1,13 +1,15 @@
 // From bytes on standard input to handled lines. Main thread only.
 #pragma once
 
+#include "search/parallel.h"
+
 #include <cstddef>
 #include <string>
 
 // Reads what is waiting and handles at most one line; never waits. NUL, line feed, carriage return and '@' end
 // a line; empty lines are ignored. At the end of the input an unlimited search is stopped, a limited one
-// finishes, and once nothing is left to answer the program is told to quit. True when a line was handled.
-bool poll_input();
+// finishes while somebody reads the output, and once nothing is left to answer the program is told to quit.
+InputState poll_input();
 
 // Waits for the next non-empty line and returns it unhandled; false at the end of the input.
 bool wait_for_line(std::string& line);

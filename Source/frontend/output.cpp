@@ -3,7 +3,9 @@
 #include "frontend/output.h"
 
 #include "frontend/settings.h"
+#include "platform/console_input.h"
 #include "platform/file_ops.h"
+#include "platform/relaxed.h"
 
 #include <atomic>
 #include <cstdarg>
@@ -31,16 +33,18 @@ struct OutputGuard {
     OutputGuard& operator=(const OutputGuard&) = delete;
 };
 
-// One write for the whole line, so that a reader never sees half of one.
-void write_flushed(std::FILE* file, const char* data, std::size_t size) {
-    std::fwrite(data, 1, size, file);
-    std::fflush(file);
+Relaxed<std::uint8_t> write_failed = 0;  // the last write to standard output
+
+// One write for the whole line, so that a reader never sees half of one. False when it could not be written.
+bool write_flushed(std::FILE* file, const char* data, std::size_t size) {
+    return std::fwrite(data, 1, size, file) == size && std::fflush(file) == 0;
 }
 
 // `line` includes its newline.
 void emit(const char* line, std::size_t size) {
     const OutputGuard guard;
-    write_flushed(stdout, line, size);
+    write_failed = !write_flushed(stdout, line, size);
+    if (write_failed) end_wait();  // the main thread may have to give up a search that nobody waits for
     if (settings.log && log_file) write_flushed(log_file, line, size);
 }
 
@@ -101,6 +105,10 @@ void print_raw(const char* format, ...) {
     std::vprintf(format, arguments);
     va_end(arguments);
     std::fflush(stdout);
+}
+
+bool output_is_lost() {
+    return write_failed || output_is_closed();
 }
 
 void open_log() {

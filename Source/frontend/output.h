@@ -13,6 +13,9 @@ void print_line(std::string_view text);
 // Writes directly to standard output, without a newline, the lock or the log (batch tools, console reports).
 [[gnu::format(printf, 1, 2)]] void print_raw(const char* format, ...);
 
+// True when standard output takes nothing any more: the last write to it failed, or its reader closed it.
+bool output_is_lost();
+
 // Opens "tarn.log" afresh when settings.log is set and it is not open; clears settings.log (with the line
 // "log file in use.") when that fails.
 void open_log();

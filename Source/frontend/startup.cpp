@@ -81,12 +81,14 @@ void tear_down() {
 
 // --- Run modes -----------------------------------------------------------------------------------------------
 
+constexpr int FAILED = -1;  // exit status of a run that could not create a thread
 constexpr const char* CALIBRATION_FEN = "rnb1k2r/1pq1bppp/p2p1n2/4p3/4P3/2N1BN2/PPP1BPPP/R2QK2R w KQkq -";
 constexpr std::uint64_t CALIBRATION_NODES = 35000;
 constexpr float CALIBRATION_SECONDS = 5.0f;
 
-// Measures this machine's speed with a search of fixed size. Only the result stays in the settings.
-void calibrate_speed() {
+// Measures this machine's speed with a search of fixed size. Only the result stays in the settings. False when there is
+// no memory for a search.
+bool calibrate_speed() {
     const Settings saved = settings;
     set_game_position(CALIBRATION_FEN);
     settings.node_limit = CALIBRATION_NODES;
@@ -97,24 +99,25 @@ void calibrate_speed() {
     settings.threads = 1;
     settings.multipv = 1;
     settings.limit_strength = 0;
-    analysis_search();
+    const bool searched = analysis_search();
     search_control.think_flags = 0;
     settings = saved;
+    if (!searched) return false;
 
     constexpr double TYPICAL_SPEEDUP = 1.18;  // of a longer search over this one
     const double seconds = search_control.elapsed;
-    const double nodes = search_threads[0] ? static_cast<double>(search_threads[0]->nodes) : 0.0;
+    const double nodes = static_cast<double>(search_threads[0]->nodes);
     const double nps = nodes / (seconds + 0.002) * TYPICAL_SPEEDUP;
     settings.calibration_nps = static_cast<float>(nps);
     settings.max_elo = static_cast<float>(nps_to_elo(std::max(nps, 1.0)));
     print_format("info string et= %.3f, calibration nps= %0.0f, elo= %0.0f", seconds,
                  static_cast<double>(settings.calibration_nps), static_cast<double>(settings.max_elo));
+    return true;
 }
 
 int play(const CommandLine&) {
-    calibrate_speed();
-    think_loop(poll_input);
-    return 0;
+    if (!calibrate_speed()) return FAILED;
+    return think_loop(poll_input) ? 0 : FAILED;
 }
 
 // The start-up was all that was asked for.
@@ -142,8 +145,7 @@ constexpr RunModeEntry RUN_MODES[] = {
     {RunMode::PGN_SCAN, scan_games},
     {RunMode::BENCH,
      [](const CommandLine& line) {
-         run_bench(line.bench_on_calling_thread ? nullptr : poll_input);
-         return 0;
+         return run_bench(line.bench_on_calling_thread ? nullptr : poll_input) ? 0 : FAILED;
      }},
     {RunMode::BOOK_BUILD, make_book},
     {RunMode::BOOK_BUILD2, [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},

@@ -90,6 +90,21 @@ void read_clocks(std::string_view rest) {
     }
 }
 
+// The legal moves among the words after "searchmoves".
+void read_search_moves(std::string_view rest) {
+    constexpr std::string_view NAME = "searchmoves";
+    search_control.search_move_count = 0;
+    const std::size_t at = rest.find(NAME);
+    if (at == std::string_view::npos) return;
+    rest.remove_prefix(at + NAME.size());
+    for (std::string_view word; !(word = next_word(rest)).empty();) {
+        const Move move = find_uci_move(game_record->position, word);
+        if (move == NULL_MOVE) continue;
+        search_control.search_moves[search_control.search_move_count++] = move;
+        if (search_control.search_move_count == MAX_ROOT_MOVES) return;
+    }
+}
+
 // Later parameters win over earlier ones.
 void read_go_limits(std::string_view rest) {
     settings.level_moves = 0;
@@ -125,6 +140,7 @@ void go_command(std::string_view rest) {
     }
     save_base_limits();
     read_go_limits(rest);
+    read_search_moves(rest);
     search_control.think_flags = contains(rest, "ponder") ? THINK_GO_PONDER : THINK_GO;
 }
 
@@ -216,6 +232,7 @@ void search_command(std::string_view word) {
     if (word == "ponderhit") {
         std::uint16_t pondering = THINK_PONDER;
         search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
+        search_control.think_flags.notify_all();
     }
     for (const Command& command : IDLE_COMMANDS) {
         if (word != command.word) continue;
@@ -229,6 +246,7 @@ void search_command(std::string_view word) {
 
 void stop_search() {
     search_control.think_flags.fetch_or(THINK_STOPPED);
+    search_control.think_flags.notify_all();
     search_control.stop = 1;
 }
 

@@ -17,10 +17,17 @@ void open_console_input();
 // Reads up to `size` bytes that are waiting; never blocks. `count` is the number of bytes read.
 InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& count);
 
-// Waits until input can be read, end_wait was called, or `seconds` have passed (negative: no limit). With `watch_input`
-// false, for when the input has ended, a reader that closes our standard output ends the wait in place of the input,
-// where the platform can tell. May return early. Main thread only.
-void wait_for_event(bool watch_input, double seconds);
+// What may end a wait beside the time and other threads.
+enum class Watch {
+    INPUT,       // bytes, or the end of the input
+    OUTPUT_END,  // for when the input has ended: the reader of our standard output closes it, where the platform can
+                 // tell
+    NEITHER,
+};
+
+// Waits until what is watched happens, end_wait is called, or `seconds` have passed (negative: no limit). It may return
+// early. Main thread only.
+void wait_for_event(Watch watch, double seconds);
 // Ends the wait of wait_for_event: the running one, or else the next. Any thread.
 void end_wait();
 // True when the reader of standard output is known to have closed its end.

@@ -39,6 +39,16 @@ void empty_wake_pipe() {
     while (read(wake_pipe().ends[0], bytes, sizeof bytes) > 0) {}
 }
 
+// poll passes over negative descriptors.
+pollfd watched(Watch watch) {
+    switch (watch) {
+        case Watch::INPUT: return {STDIN_FILENO, POLLIN, 0};
+        case Watch::OUTPUT_END: return {STDOUT_FILENO, NO_EVENTS, 0};
+        case Watch::NEITHER: break;
+    }
+    return {-1, NO_EVENTS, 0};
+}
+
 bool input_is_waiting() {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     return poll(&input, 1, 0) > 0;  // also true for a hang-up or a bad descriptor: read tells
@@ -64,11 +74,10 @@ InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& co
     return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK ? InputStatus::NONE : InputStatus::FAILED;
 }
 
-void wait_for_event(bool watch_input, double seconds) {
-    pollfd events[] = {{wake_pipe().ends[0], POLLIN, 0},
-                       {watch_input ? STDIN_FILENO : STDOUT_FILENO, watch_input ? short{POLLIN} : NO_EVENTS, 0}};
+void wait_for_event(Watch watch, double seconds) {
+    pollfd events[] = {{wake_pipe().ends[0], POLLIN, 0}, watched(watch)};
     if (wake_pipe().ends[0] < 0) {
-        poll(events, std::size(events), WAIT_WITHOUT_PIPE);  // the negative descriptor is passed over
+        poll(events, std::size(events), WAIT_WITHOUT_PIPE);
         return;
     }
     const double limit = std::clamp(seconds < 0 ? LONGEST_WAIT : seconds, 0.0, LONGEST_WAIT);

@@ -139,13 +139,13 @@ InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& co
     return read_bytes(buffer, size, count);
 }
 
-void wait_for_event(bool watch_input, double seconds) {
+void wait_for_event(Watch watch, double seconds) {
     constexpr double LONGEST_WAIT = 1.0;
     const double limit = seconds < 0 || seconds > LONGEST_WAIT ? LONGEST_WAIT : seconds;
     const auto milliseconds = static_cast<DWORD>(limit * 1000) + 1;
     for (DWORD waited = 0; waited < milliseconds; ++waited) {
         if (wait_ended.exchange(false)) return;
-        if (watch_input && (input_is_terminal() ? _kbhit() != 0 : !pipe_is_quiet())) return;
+        if (watch == Watch::INPUT && (input_is_terminal() ? _kbhit() != 0 : !pipe_is_quiet())) return;
         Sleep(1);
     }
 }

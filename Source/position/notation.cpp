@@ -280,3 +280,18 @@ Move parse_uci_move(const Position& position, std::string_view text) {
     }
     return static_cast<Move>(move);
 }
+
+Move find_uci_move(Position& position, std::string_view text) {
+    if (text.size() < 4 || text.size() > 5) return NULL_MOVE;
+    const Move wanted = parse_uci_move(position, text);
+    const auto is_wanted = [&](Move move) {
+        if (move == wanted) return true;
+        // A castling king may be sent to its own square or to that of the rook.
+        const bool castling = (move & MOVE_FLAGS) && type_of(position.board[move_from(move)]) == KING;
+        return castling && move_from(move) == move_from(wanted) && (move & MOVE_FLAGS) == (wanted & MOVE_FLAGS);
+    };
+    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
+        if (is_wanted(entry->move) && is_legal(position, position.side, entry->move)) return entry->move;
+    }
+    return NULL_MOVE;
+}

@@ -30,6 +30,10 @@ std::string move_to_pgn(Position& position, Move move);
 // when two do.
 int parse_move(Position& position, std::string_view text, Move& move);
 
+// The legal move of the side to move that a UCI move word names; NULL_MOVE for any other word. Overwrites the current
+// move list.
+Move find_uci_move(Position& position, std::string_view text);
+
 // Decodes one word of the UCI move list, castling as king's destination or rook square; never fails, any
 // text yields some move.
 Move parse_uci_move(const Position& position, std::string_view text);

@@ -137,8 +137,10 @@ bool hash_allocate() {
         table.half[BLACK] = table.half[WHITE] + entries / 2;
         table.entry_count = entries;
         table.index_mask = bit(msb(entries / 2)) - 1;
+        if (search_control.hash_suspended) search_control.hash_enabled = search_control.hash_suspended;
+        search_control.hash_suspended = 0;
     } else {
-        search_control.hash_enabled = 0;
+        suspend_hash();
     }
     search_control.hash_fill = 0;
     print_format("info string allocated %d Mbytes for hash table", megabytes);
@@ -149,6 +151,11 @@ bool hash_allocate() {
 void hash_free() {
     free_large(table.block);
     table = HashTable{};
+}
+
+void suspend_hash() {
+    if (search_control.hash_enabled) search_control.hash_suspended = search_control.hash_enabled;
+    search_control.hash_enabled = 0;
 }
 
 bool hash_exists() {
@@ -173,7 +180,10 @@ void hash_clear_parallel() {
     for (int i = 0; i < workers; ++i) {
         const std::size_t start = share * static_cast<std::size_t>(i);
         slices[i] = {table.half[WHITE] + start, i + 1 < workers ? share : table.entry_count - start};
-        if (pthread_create(&threads[i], nullptr, clear_worker, &slices[i]) != 0) std::exit(-1);
+        if (pthread_create(&threads[i], nullptr, clear_worker, &slices[i]) != 0) {
+            std::fprintf(stderr, "cannot create a thread that clears the hash table\n");
+            std::exit(-1);
+        }
     }
     for (int i = 0; i < workers; ++i) {
         if (pthread_join(threads[i], nullptr) != 0) std::exit(-1);

@@ -24,6 +24,8 @@ struct HashHit {
 // keys. False when memory is not to be had.
 bool hash_allocate();
 void hash_free();
+// No table at size 0: switches it off until a size above 0 is allocated.
+void suspend_hash();
 // Zeroes the table (in parallel slices when it is large and several threads are configured).
 void hash_clear();
 void hash_clear_parallel();

@@ -2,7 +2,7 @@
 #include "search/parallel.h"
 
 #include "frontend/settings.h"
-#include "platform/clock.h"
+#include "platform/console_input.h"
 #include "search/hash_table.h"
 #include "search/root_search.h"
 #include "search/search_thread.h"
@@ -10,7 +10,8 @@
 
 #include <pthread.h>
 #include <algorithm>
-#include <cstdlib>
+#include <atomic>
+#include <cstdio>
 
 namespace {
 
@@ -40,23 +41,36 @@ bool create_thread(pthread_t& thread, int detach_state, void* (*entry)(void*), v
 // Thread numbers are passed as pointers into this array.
 int thread_numbers[MAX_THREADS];
 
+// Secondary threads wait for the first iteration at this gate.
+std::atomic<bool> secondary_released{false};
+
+bool report_failure(const char* what) {
+    search_control.failed = 1;
+    std::fprintf(stderr, "cannot create %s\n", what);
+    return false;
+}
+
+// Number of threads of this search. A player held back to a rating gets no helpers, which would fill the table for it.
+int searching_threads(bool detached) {
+    if (settings.threads <= 0) return 0;
+    return detached && !search_control.throttle ? settings.threads : 1;
+}
+
 // Creates the missing records of this search's threads. The launcher does it before any of them starts, so that
-// the thread table never changes while a search runs. A secondary record that cannot be had leaves that thread
+// the thread table never changes while a search runs. A secondary record without memory leaves that thread
 // out; without the first there is no search.
-void create_records() {
-    for (int i = 0; i < std::max<int>(settings.threads, 1); ++i) {
+bool create_records() {
+    for (int i = 0; i < std::max<int>(search_control.threads, 1); ++i) {
         if (!search_threads[i]) search_threads[i] = create_search_thread(i);
     }
-    if (!search_threads[0]) std::exit(-1);
+    return search_threads[0] != nullptr || report_failure("a search record");
 }
 
 void* secondary_entry(void* argument) {
     const int index = *static_cast<const int*>(argument);
     if (prepare_thread(index) != 0) return nullptr;
-    // The main thread's first iteration settles what the root is. Sleeping, unlike
-    // yielding in a loop, leaves it the processor when there are more threads than cores.
-    while (search_control.iteration_depth < 2 && !search_control.stop) sleep_milliseconds(1);
-    if (index < settings.threads && search_control.root_tb_result == -1) root_search(index);
+    secondary_released.wait(false, std::memory_order_acquire);
+    if (!search_control.stop && search_control.root_tb_result == -1) root_search(index);
     return nullptr;
 }
 
@@ -66,42 +80,74 @@ void report_final_result() {
     print_info(0, 1, search_control.result_depth, search_control.score, search_control.best_line);
 }
 
-// While pondering, or analysing without limit, the answer waits for the command that asks for it.
+// While pondering, or analysing without limit, the answer waits for the command that asks for it. Every such command
+// changes think_flags.
 void hold_answer() {
-    while (!(think_flags() & THINK_STOPPED) && !settings.quit &&
-           ((think_flags() & THINK_PONDER) || search_control.infinite)) {
-        sleep_milliseconds(1);
+    for (;;) {
+        const std::uint16_t flags = think_flags();
+        if ((flags & THINK_STOPPED) || settings.quit) return;
+        if (!(flags & THINK_PONDER) && !search_control.infinite) return;
+        search_control.think_flags.wait(flags);
     }
+}
+
+// Returns how many threads from 1 on run. A thread that cannot be created ends the search, and the program with it.
+int start_secondary_threads(pthread_t* threads) {
+    int started = 1;
+    for (; started < search_control.threads; ++started) {
+        if (search_threads[started]) search_threads[started]->nodes = 0;
+        thread_numbers[started] = started;
+        if (!create_thread(threads[started], PTHREAD_CREATE_JOINABLE, secondary_entry, &thread_numbers[started])) {
+            search_control.failed = 1;
+            search_control.stop = 1;
+            break;
+        }
+    }
+    return started;
 }
 
 void* coordinator_entry(void*) {
     prepare_thread(0);
-    const int threads = settings.threads;
+    secondary_released = false;
     pthread_t secondary[MAX_THREADS] = {};
-    for (int i = 1; i < threads; ++i) {
-        if (search_threads[i]) search_threads[i]->nodes = 0;
-        thread_numbers[i] = i;
-        if (!create_thread(secondary[i], PTHREAD_CREATE_JOINABLE, secondary_entry, &thread_numbers[i])) std::exit(-1);
+    const int started = start_secondary_threads(secondary);
+    if (search_control.threads > 0 && !search_control.failed) root_search(0);
+    release_secondary_threads();
+    for (int i = 1; i < started; ++i) {
+        if (pthread_join(secondary[i], nullptr) != 0) search_control.failed = 1;
     }
-    if (threads > 0) root_search(0);
-    for (int i = 1; i < threads; ++i) {
-        if (pthread_join(secondary[i], nullptr) != 0) std::exit(-1);
+    if (!search_control.failed) {
+        report_final_result();
+        hold_answer();
     }
-    report_final_result();
-    hold_answer();
     mark_finished();
+    end_wait();
     return nullptr;
+}
+
+// Seconds to the next look at the clock. A tool's search does not look itself.
+double seconds_to_next_look(double seconds_left) {
+    constexpr double TOOL_LOOKS = 0.001;
+    if (think_flags() & THINK_TOOL) return TOOL_LOOKS;
+    return seconds_left < 0 ? seconds_left : std::max(seconds_left, 0.0001);
 }
 
 // Keeps the clock and the input going until the search has finished. Quitting stops the search and waits.
 void wait_for_search(InputPoller poll) {
     for (;;) {
-        update_clock();
+        const double next_look = seconds_to_next_look(update_clock());
         const std::uint16_t flags = think_flags();
         if (flags & THINK_FINISHED) break;
-        if (settings.quit) search_control.stop = 1;
-        const bool polling = !(flags & THINK_STOPPED) && !settings.quit;
-        if (!polling || !poll()) sleep_milliseconds(1);
+        if (settings.quit) {
+            search_control.stop = 1;
+            search_control.think_flags.fetch_or(THINK_STOPPED);
+            search_control.think_flags.notify_all();
+        }
+        if ((flags & THINK_STOPPED) || settings.quit) {
+            wait_for_event(Watch::NEITHER, next_look);
+        } else {
+            poll_and_wait(poll, next_look);
+        }
     }
 }
 
@@ -125,7 +171,7 @@ int prepare_thread(int index) {
     std::copy(game.game_stack, game.game_stack + game.game_ply, thread.game.game_stack);
     thread.game.game_ply = game.game_ply;
     thread.game.last_move = game.last_move;
-    thread.node_limit = settings.node_limit ? settings.node_limit : NO_NODE_LIMIT;
+    thread.node_limit = settings.node_limit ? std::min(settings.node_limit, NO_NODE_LIMIT) : NO_NODE_LIMIT;
 
     for (Relaxed<Move>& move : thread.root_line) move = NULL_MOVE;
     thread.iteration_depth = 0;
@@ -147,22 +193,41 @@ int prepare_thread(int index) {
     return 0;
 }
 
-void start_search(std::uint16_t mode, bool detached, InputPoller poll) {
+void release_secondary_threads() {
+    secondary_released.store(true, std::memory_order_release);
+    secondary_released.notify_all();
+}
+
+void poll_and_wait(InputPoller poll, double seconds) {
+    switch (poll()) {
+        case InputState::HANDLED: return;
+        case InputState::NOTHING_YET: return wait_for_event(Watch::INPUT, seconds);
+        case InputState::ENDED: return wait_for_event(Watch::OUTPUT_END, seconds);
+        case InputState::UNWATCHED: return wait_for_event(Watch::NEITHER, seconds);
+    }
+}
+
+bool start_search(std::uint16_t mode, bool detached, InputPoller poll) {
     search_control.think_flags.store(mode);
     begin_search();
-    create_records();
+    search_control.threads = static_cast<std::int16_t>(searching_threads(detached));
+    search_control.failed = 0;
+    if (!create_records()) return false;
     if (detached) {
         pthread_t coordinator;
-        if (!create_thread(coordinator, PTHREAD_CREATE_DETACHED, coordinator_entry, nullptr)) return;
+        if (!create_thread(coordinator, PTHREAD_CREATE_DETACHED, coordinator_entry, nullptr)) {
+            return report_failure("the search thread");
+        }
         wait_for_search(poll);
     } else {
         prepare_thread(0);
-        if (settings.threads > 0) root_search(0);
+        if (search_control.threads > 0) root_search(0);
         mark_finished();
     }
     refresh_elapsed();
+    return !search_control.failed || report_failure("a search thread");
 }
 
-void analysis_search() {
-    start_search(THINK_TOOL, false, nullptr);
+bool analysis_search() {
+    return start_search(THINK_TOOL, false, nullptr);
 }

@@ -3,20 +3,33 @@
 
 #include <cstdint>
 
-// Reads and handles at most one line of input without waiting (the front end's poll_input). True when it handled
-// one: the next may have come with it, so the caller polls again without a pause.
-using InputPoller = bool (*)();
+enum class InputState {
+    HANDLED,  // a line, or the end of the input; the next line may have come with it: poll again before waiting
+    NOTHING_YET,
+    ENDED,      // no line will come; that the output is closed too would matter
+    UNWATCHED,  // no line will come, and nothing depends on it
+};
+
+// Reads and handles at most one line of input without waiting (the front end's poll_input).
+using InputPoller = InputState (*)();
 
 // Readies record `index` for a search of game_record's position. 0, or -1 when the record could not be created.
 int prepare_thread(int index);
 
+// Polls until nothing is left to handle, then waits for input, for end_wait or for `seconds` (negative: no limit).
+void poll_and_wait(InputPoller poll, double seconds);
+
 // Runs one search with the given think flag (THINK_CLOCK, THINK_PONDER, THINK_TOOL). Detached: on a
 // coordinator thread, while this thread polls input and the clock; otherwise on the calling thread.
-// Returns when the search has finished.
-void start_search(std::uint16_t mode, bool detached, InputPoller poll);
+// Returns when the search has finished. False, after one line on the error stream, when a thread or a record that it
+// needs could not be created: the program cannot go on.
+bool start_search(std::uint16_t mode, bool detached, InputPoller poll);
 
-// A tool's search on the calling thread.
-void analysis_search();
+// A tool's search on the calling thread; false as above.
+bool analysis_search();
+
+// The main thread's first iteration has settled what the root is, or its search has ended: the secondary threads go on.
+void release_secondary_threads();
 
 // Serialises the library's random generator, per-depth node totals and hash-move reports. Taken before the
 // output lock, never after it.

@@ -18,15 +18,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string>
 
 namespace {
 
 constexpr int ROOT_PLY = 1;
 constexpr int MAX_WINDOWS = 20;
-constexpr int OPEN_WINDOW = 4000;      // window bounds beyond this are opened fully
-constexpr int REMOVED_SCORE = -10000;  // of root moves that spoil a tablebase result
-constexpr int TB_ROOT_SCORE = 9800;    // reported when a tablebase move is played without a search
+constexpr int OPEN_WINDOW = 4000;       // window bounds beyond this are opened fully
+constexpr int WIDEST_WINDOW = 1 << 16;  // opens both bounds from wherever a score may be
+constexpr int TB_ROOT_SCORE = 9800;     // reported when a tablebase move is played without a search
 constexpr int TB_RESULT_DEPTH = 99;
 constexpr int TB_ROOT_PROBE_DEPTH = 80;
 constexpr int DTZ_RULE50 = 10;            // half-move clock from which the root moves by distance to zeroing
@@ -73,16 +74,31 @@ void prepare_root_entry(SearchThread& thread) {
     thread.stack[0].eval = static_cast<std::int16_t>(-eval);
 }
 
-// Leaves only legal moves in the root list, in order; returns their number.
-int generate_root_moves(SearchThread& thread) {
-    Position& position = thread.position;
-    MoveEntry* kept = gen_all(position);
-    MoveEntry* const first = kept;
+// Leaves only the moves in the list that pass, in order; returns their number.
+template <class Passes>
+int keep_moves(MoveEntry* first, Passes passes) {
+    MoveEntry* kept = first;
     for (const MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
-        if (is_legal(position, position.side, entry->move)) *kept++ = *entry;
+        if (passes(entry->move)) *kept++ = *entry;
     }
     kept->move = END_OF_LIST;
     return static_cast<int>(kept - first);
+}
+
+bool is_search_move(Move move) {
+    const std::span<const Move> searched(search_control.search_moves, search_control.search_move_count);
+    return std::find(searched.begin(), searched.end(), move) != searched.end();
+}
+
+// The legal moves, of these only the ones to be searched if any of them is legal; returns their number.
+int generate_root_moves(SearchThread& thread) {
+    Position& position = thread.position;
+    MoveEntry* const first = gen_all(position);
+    const int legal = keep_moves(first, [&](Move move) { return is_legal(position, position.side, move); });
+    for (const MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
+        if (is_search_move(entry->move)) return keep_moves(first, is_search_move);
+    }
+    return legal;
 }
 
 void score_root_moves(SearchThread& thread) {
@@ -104,7 +120,8 @@ void report_no_moves(SearchThread& thread) {
     search_control.stop = 1;
 }
 
-// Scores the root by the quiescence search; its line is the answer to a request of depth 0.
+// Scores the root by the quiescence search; its line is the answer to a request of depth 0. An unfinished one leaves no
+// line.
 void quiesce_root(SearchThread& thread) {
     StackEntry& root = thread.stack[ROOT_PLY];
     const bool depth_zero = settings.depth_limit < 1;
@@ -112,7 +129,7 @@ void quiesce_root(SearchThread& thread) {
     if (!root.in_check) {
         const int score = quiesce(thread, thread.position.side, ROOT_PLY, 0, NO_SCORE, -NO_SCORE, NODE_PV, line);
         search_control.root_qscore = static_cast<std::int16_t>(score);
-        set_root_line(thread, line[1], line);
+        if (!search_control.stop) set_root_line(thread, line[1], line);
         if (depth_zero) {
             for (int i = 1; i < LINE_SIZE; ++i) search_control.best_line[i] = thread.root_line[i];
         }
@@ -132,7 +149,7 @@ void filter_root_moves(SearchThread& thread, int root_result) {
         unmake_move(position);
         if (root_result > 4 - child) {
             entry->move = NULL_MOVE;
-            entry->score = REMOVED_SCORE;
+            entry->score = NO_SCORE;
         } else {
             text += format_text("%s%s ", square_names[move_from(entry->move)], square_names[move_to(entry->move)]);
         }
@@ -349,7 +366,7 @@ void search_variation(SearchThread& thread, MoveEntry* first, int pv_index, int 
         } else {
             beta = std::max(beta + width, best);
         }
-        width *= 2;
+        width = std::min(2 * width, WIDEST_WINDOW);
     }
 }
 
@@ -367,7 +384,7 @@ int variation_count(SearchThread& thread) {
 int secondary_depth(int depth) {
     if (depth >= 6 && depth < settings.depth_limit && settings.multipv == 1) {
         int at_depth = 0;
-        for (int i = 0; i < settings.threads; ++i) {
+        for (int i = 0; i < search_control.threads; ++i) {
             if (search_threads[i] && search_threads[i]->iteration_depth >= depth) ++at_depth;
         }
         if (at_depth > 11) ++depth;
@@ -407,6 +424,7 @@ void deepen(SearchThread& thread) {
         }
         thread.iteration_depth = static_cast<std::int8_t>(depth);
         if (main_thread) search_control.iteration_depth = static_cast<std::int8_t>(depth);
+        if (main_thread && depth == 2) release_secondary_threads();
 
         int first_score = thread.best_score;
         for (int k = 0; k < lines && !search_control.stop; ++k) {
@@ -431,12 +449,17 @@ void deepen(SearchThread& thread) {
     }
 }
 
-// A search stopped before its first root move had a score still answers with a legal move.
+// A search stopped before its first root move had a score still answers with a legal move: that of the quiescence
+// search, whose line no root move has replaced yet, or else the first of the list.
 void ensure_best_move(SearchThread& thread) {
     if (settings.multipv == 0 || search_control.best_line[1] != NULL_MOVE) return;
     const MoveEntry* entry = root_list(thread);
     while (entry->move == NULL_MOVE) ++entry;
     if (entry->move == END_OF_LIST) return;
+    const Move quiescence_move = best_move(thread);
+    for (const MoveEntry* other = entry; other->move != END_OF_LIST; ++other) {
+        if (other->move == quiescence_move && quiescence_move != NULL_MOVE) entry = other;
+    }
     search_control.best_line[1] = entry->move;
     search_control.best_line[2] = NULL_MOVE;
 }
@@ -550,7 +573,7 @@ void sum_statistics() {
     control.nodes = control.tb_hits = control.eval_probes = control.eval_hits = 0;
     control.tt_probes = control.tt_hits = control.pawn_probes = control.pawn_hits = 0;
     if (search_threads[0]) control.seldepth = search_threads[0]->seldepth;
-    for (int i = 0; i < settings.threads; ++i) {
+    for (int i = 0; i < search_control.threads; ++i) {
         const SearchThread* thread = search_threads[i];
         if (!thread || thread->result_depth <= 1) continue;
         control.nodes += thread->nodes;

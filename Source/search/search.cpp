@@ -24,7 +24,8 @@ constexpr int NULL_MOVE_MARGIN = 14;  // the static score must exceed beta by mo
 constexpr int IMPROVING_BONUS = 3;    // further late moves allowed when the static score rises
 constexpr int GOOD_SCORE = 150;       // ordering score above which a tactical move counts as good
 constexpr int MAX_LMR_INDEX = 30;
-constexpr std::uint64_t CLOCK_NODES = 256;  // nodes between two looks of the main thread at the clock
+constexpr std::uint64_t CLOCK_NODES = 256;       // nodes between two looks of the main thread at the clock
+constexpr std::uint64_t NODE_SPARE = 1'000'000;  // nodes beyond the limit for a first result, or to stop failing low
 
 // Playing below full strength: the main thread sleeps until its speed falls to the target. The first iteration
 // is never slowed down.
@@ -36,17 +37,18 @@ void throttle_speed(const SearchThread& thread) {
     }
 }
 
-// Playing on a clock: the input loop looks at it too, but with more threads than processors that loop waits for
-// its turn while this thread is running. A tool's search ends when its caller says so.
+// A player's search looks at the clock itself: the input loop only wakes for what it knows. A tool's search ends when
+// its caller says so.
 void watch_clock() {
-    if (search_control.think_flags.load(std::memory_order_relaxed) & THINK_CLOCK) update_clock();
+    if (search_control.think_flags.load(std::memory_order_relaxed) & (THINK_CLOCK | THINK_PONDER)) update_clock();
 }
 
-// The main thread ends the search on its node limit, unless it has no result yet or is failing low.
-void check_node_limit(const SearchThread& thread) {
-    if (thread.nodes > thread.node_limit && thread.result_depth > 1 && thread.root_state != ROOT_FAILING_LOW) {
-        search_control.stop = 1;
-    }
+// Past its node limit the main thread goes on while it has no result yet or is failing low, but not for ever: where
+// queens check each other, either can explode.
+[[gnu::cold]] bool ends_on_node_limit(const SearchThread& thread) {
+    if (thread.iteration_depth < 2) return thread.nodes >= thread.node_limit + NODE_SPARE;
+    if (thread.root_state == ROOT_FAILING_LOW) return thread.nodes >= 2 * thread.node_limit + NODE_SPARE;
+    return thread.result_depth > 1;
 }
 
 void init_stack_entry(SearchThread& thread, int ply, int alpha, int beta, int node_type) {
@@ -195,7 +197,7 @@ int search(SearchThread& thread, int side, int ply, int depth, int alpha, int be
     if (thread.thread_index == 0) {
         if (search_control.throttle) throttle_speed(thread);
         if (thread.nodes % CLOCK_NODES == 0) watch_clock();
-        check_node_limit(thread);
+        if (thread.nodes > thread.node_limit && ends_on_node_limit(thread)) search_control.stop = 1;
     }
     if (search_control.stop) return 0;
     if (thread.seldepth < ply) thread.seldepth = static_cast<std::int8_t>(ply);

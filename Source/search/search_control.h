@@ -22,11 +22,14 @@ enum : std::uint16_t {
 constexpr int LINE_SIZE = 90;     // moves of a line by ply: [1] is the first; 81 are used, the rest is slack
 constexpr int DEPTH_SLOTS = 100;  // tables by depth; a tablebase result reports depth 99
 constexpr int MAX_MULTIPV = 256;
+constexpr int MAX_ROOT_MOVES = 256;
 
 struct SearchControl {
     // Flags: set by any thread.
     Relaxed<std::uint8_t> stop = 0;
-    std::atomic<std::uint16_t> think_flags{0};  // changed only by or / compare-exchange / store while idle
+    Relaxed<std::uint8_t> failed = 0;  // a thread or record of this search could not be created: the program must end
+    std::atomic<std::uint16_t> think_flags{0};  // changed only by or / compare-exchange / store while idle; commands
+                                                // that change it while a search runs notify who waits on it
 
     // Limits and clocks: main thread while idle; the fields of time by update_clock on any thread.
     double start_time = 0;                   // monotonic seconds
@@ -37,7 +40,11 @@ struct SearchControl {
     Relaxed<float> target_nps = 0;
     Relaxed<std::uint16_t> throttle = 0;
     bool infinite = false;               // `go infinite`: the result waits for `stop`
+    Relaxed<std::int16_t> threads = 1;   // threads of this search, settings.threads at most
+    std::int16_t search_move_count = 0;  // `go searchmoves`: only these root moves are searched; 0: all
+    Move search_moves[MAX_ROOT_MOVES] = {};
     std::uint8_t hash_enabled = 1;       // table switch; 1 on and cleared before each console `go`, 2 on and kept
+    std::uint8_t hash_suspended = 0;     // its value that a table size of 0 took away; 0: none
     Relaxed<std::int16_t> hash_age = 0;  // 0..31, changes once per search
     std::int16_t hash_age_step = 1;
     Relaxed<float> hash_fill = 0;  // fill estimate, 0..1

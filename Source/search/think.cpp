@@ -50,28 +50,28 @@ Move choose_book_move() {
 }
 
 void play_book_move(Move move) {
+    reset_search();
     const std::string text = move_to_text(game_position(), game_position().side, move);
     print_format("%s book move is %s", settings.uci_mode ? "info string" : "", text.c_str());
-    search_control.score = 0;
     search_control.stop = 1;
     set_best_line(move);
     search_control.think_flags.fetch_or(THINK_FINISHED);
 }
 
-void handle_request(std::uint16_t flags, InputPoller poll) {
+// False when a search could not be started.
+bool handle_request(std::uint16_t flags, InputPoller poll) {
     if (search_control.self_play && is_draw(game_position(), 0)) {
         search_control.think_flags.store(0);
         search_control.self_play = false;
         print_line("info string Draw!");
-        return;
+        return true;
     }
     set_best_line(NULL_MOVE);
-    const Move book_move = flags & THINK_GO ? choose_book_move() : NULL_MOVE;
-    if (book_move != NULL_MOVE) {
-        play_book_move(book_move);
-    } else {
-        start_search(flags & THINK_GO ? THINK_CLOCK : THINK_PONDER, true, poll);
-    }
+    const bool book_allowed = (flags & THINK_GO) && search_control.search_move_count == 0;
+    const Move book_move = book_allowed ? choose_book_move() : NULL_MOVE;
+    if (book_move == NULL_MOVE) return start_search(flags & THINK_GO ? THINK_CLOCK : THINK_PONDER, true, poll);
+    play_book_move(book_move);
+    return true;
 }
 
 void print_uci_result(const std::string& best, const std::string& ponder, bool has_ponder) {
@@ -122,6 +122,7 @@ void charge_clock() {
 
 void report_result() {
     search_control.think_flags.store(0);
+    search_control.search_move_count = 0;
     const Position& position = game_position();
     const Move best = search_control.best_line[1];
     const Move ponder = best != NULL_MOVE ? search_control.best_line[2].load() : NULL_MOVE;
@@ -145,24 +146,22 @@ double branching_factor() {
     return nodes > 0 && earlier > 0 ? std::sqrt(std::sqrt(nodes / earlier)) : 2.0;
 }
 
-void think_loop(InputPoller poll) {
+bool think_loop(InputPoller poll) {
     set_position(game_position(), START_FEN);
     if (!settings.uci_mode) display_position(game_position());
     settings.quit = 0;
     search_control.stop = 0;
     search_control.think_flags.store(0);
 
-    bool handled_line = false;
     do {
         const std::uint16_t flags = search_control.think_flags.load();
         if (flags & REQUEST_MASK) {
-            handle_request(flags, poll);
+            if (!handle_request(flags, poll)) return false;
         } else {
-            // "position" and "go" come together: a pause between them would be the mover's time.
-            if (!handled_line) sleep_milliseconds(1);
             update_clock();
-            handled_line = poll();
+            poll_and_wait(poll, NOT_BY_TIME);
         }
         if (search_control.think_flags.load() & THINK_FINISHED) report_result();
     } while (!settings.quit);
+    return true;
 }

@@ -26,6 +26,11 @@ constexpr float PONDER_FACTOR = 1.25f;  // part of the time comes back on the op
 constexpr float MIN_TARGET = 0.005f;    // seconds
 constexpr int SINGLE_REPLY_DEPTH = 6;
 
+// A first iteration normally takes no time at all and is always finished, but where queens check each other it can
+// explode. These bounds end it.
+constexpr float FIRST_ITERATION_SPARE = 0.1f;  // seconds beyond the time of the move
+constexpr float FIRST_ITERATION_FACTOR = 4;    // of the target, on a clock
+
 // Shares of the remaining time that are added when the root is unsettled.
 constexpr float FAIL_LOW_SHARE = 0.2f;
 constexpr float FAIL_HIGH_SHARE = 0.04f;
@@ -109,8 +114,7 @@ bool score_is_falling(int depth, int score, int threshold) {
 
 // True when a secondary thread, at least as deep as the reported result, prefers another move by the threshold.
 bool another_thread_dissents(int score, int threshold) {
-    const int threads = std::min<int>(settings.threads, MAX_THREADS);
-    for (int i = 1; i < threads; ++i) {
+    for (int i = 1; i < search_control.threads; ++i) {
         const SearchThread* const thread = search_threads[i];
         if (thread && thread->result_depth >= search_control.result_depth &&
             thread->root_line[1] != search_control.best_line[1] && thread->best_score >= score + threshold) {
@@ -139,6 +143,13 @@ bool clocked_search_running() {
     return (search_control.think_flags.load(std::memory_order_relaxed) & (THINK_CLOCK | THINK_TOOL)) != 0;
 }
 
+// Stops a clocked search once `limit` seconds have passed. Returns the seconds left until then.
+double stop_at(float limit) {
+    if (!clocked_search_running()) return NOT_BY_TIME;
+    if (search_control.elapsed >= limit) search_control.stop = 1;
+    return search_control.stop ? NOT_BY_TIME : static_cast<double>(limit - search_control.elapsed);
+}
+
 }  // namespace
 
 double nps_to_elo(double nps) {
@@ -159,14 +170,18 @@ double elo_to_nps(int elo) {
     return middle;
 }
 
-void begin_search() {
+void reset_search() {
     search_control.start_time = monotonic_seconds();
     search_control.elapsed = 0;
+    reset_progress();
+}
+
+void begin_search() {
+    reset_search();
     init_search_parameters();
     set_strength_target();
-    reset_progress();
     advance_hash_age();
-    if (settings.hash_mb < 1) search_control.hash_enabled = 0;
+    if (settings.hash_mb < 1) suspend_hash();
     if (settings.level_moves == 1) search_control.clock[search_control.root_side] = settings.level_time;
     update_clock();
     print_clock();
@@ -177,10 +192,10 @@ void refresh_elapsed() {
     search_control.elapsed = static_cast<float>(monotonic_seconds() - search_control.start_time + 0.0001);
 }
 
-void update_clock() {
+double update_clock() {
     refresh_elapsed();
     const float elapsed = search_control.elapsed;
-    const int depth = search_control.iteration_depth;
+    const bool first_iteration = search_control.iteration_depth < 2;
     const float clock = finite_or_zero(search_control.clock[search_control.root_side]);
     const float increment = finite_or_zero(settings.increment);
     // Nearly the whole increment while the clock is full, half of what is left when it is almost empty.
@@ -190,8 +205,7 @@ void update_clock() {
         const float level_time = finite_or_zero(settings.level_time);
         search_control.moves_left = 1;
         search_control.target_time = level_time;
-        if (clocked_search_running() && depth > 1 && elapsed >= level_time + bonus) search_control.stop = 1;
-        return;
+        return stop_at(level_time + bonus + (first_iteration ? FIRST_ITERATION_SPARE : 0));
     }
 
     const float remaining = std::max(clock - elapsed, 0.0f);
@@ -199,19 +213,19 @@ void update_clock() {
     const float most = std::max(clock - overhead, MIN_TARGET);  // never plan past the fall of the flag
     float share = base_share();
     if (settings.ponder) share *= PONDER_FACTOR;
-    search_control.target_time = std::min(share * remaining + bonus, most);
+    const float base_target = std::min(share * remaining + bonus, most);
+    search_control.target_time = base_target;
 
     const SearchThread* const main_thread = search_threads[0];
-    if (!main_thread || !clocked_search_running()) return;
-    if (depth < 2) {
-        // The first iteration is finished whatever the target, but not past the fall of the flag: captures without
-        // end can make it take seconds.
-        if (elapsed >= most) search_control.stop = 1;
-        return;
+    if (!main_thread || !clocked_search_running()) return NOT_BY_TIME;
+    if (first_iteration) {
+        return stop_at(
+            std::min(most, std::max(FIRST_ITERATION_FACTOR * base_target, base_target + FIRST_ITERATION_SPARE)));
     }
-    share += unsettled_share(*main_thread, depth);
+    share += unsettled_share(*main_thread, search_control.iteration_depth);
     float target = std::clamp(share * remaining + bonus - overhead, MIN_TARGET, most);
     if (search_control.root_tb_result != -1) target /= 2;
     search_control.target_time = target;
-    if (target <= elapsed || (search_control.single_reply && depth >= SINGLE_REPLY_DEPTH)) search_control.stop = 1;
+    if (search_control.single_reply && search_control.iteration_depth >= SINGLE_REPLY_DEPTH) search_control.stop = 1;
+    return stop_at(target);
 }

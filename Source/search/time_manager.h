@@ -10,8 +10,13 @@ double elo_to_nps(int elo);
 // search, before any search thread starts.
 void begin_search();
 
-// Measures the elapsed time, recomputes the target and raises the stop flag when it is reached.
-void update_clock();
+// Measures the elapsed time, recomputes the target and raises the stop flag when it is reached. Returns the seconds
+// until that will be, as far as is known now; NOT_BY_TIME when only something else can end the search.
+double update_clock();
+constexpr double NOT_BY_TIME = -1;
+
+// For an answer without a search (a book move): time, totals and result start from nothing.
+void reset_search();
 
 // Measures the elapsed time only.
 void refresh_elapsed();

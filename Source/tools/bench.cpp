@@ -24,25 +24,26 @@ void set_limits() {
 }
 
 // Every position meets the same empty table, so that its time and nodes do not depend on the others.
-void search_position(std::string_view fen, InputPoller poll) {
+bool search_position(std::string_view fen, InputPoller poll) {
     set_position(game_record->position, fen);
     search_control.hash_fill = 0;
     hash_clear();
-    start_search(THINK_TOOL, poll != nullptr, poll);
+    const bool searched = start_search(THINK_TOOL, poll != nullptr, poll);
     sum_statistics();
     search_control.think_flags = 0;
+    return searched;
 }
 
 }  // namespace
 
-void run_bench(InputPoller poll) {
+bool run_bench(InputPoller poll) {
     set_limits();
     print_format("%s running benchmark using %d threads", ENGINE_NAME, settings.threads);
     double seconds = START_SECONDS;
     double nodes = 0;
     int number = 0;
     for (const std::string_view fen : BENCH_POSITIONS) {
-        search_position(fen, poll);
+        if (!search_position(fen, poll)) return false;
         if (settings.quit) break;
         nodes += static_cast<double>(search_control.nodes);
         seconds += static_cast<double>(search_control.elapsed);
@@ -50,4 +51,5 @@ void run_bench(InputPoller poll) {
     }
     print_format("total time= %0.2f seconds, nodes= %.0f, nps= %.0f", seconds, nodes, nodes / seconds);
     settings.quit = 1;
+    return true;
 }

@@ -112,13 +112,14 @@ bool set_up(std::string_view text, EpdLine& line) {
 }
 
 // The table is emptied first, so that results do not depend on the order of the file.
-void search_position(InputPoller poll) {
+bool search_position(InputPoller poll) {
     if (search_control.hash_enabled) {
         search_control.hash_fill = 0;
         hash_clear();
     }
-    start_search(THINK_TOOL, true, poll);
+    const bool searched = start_search(THINK_TOOL, true, poll);
     search_control.think_flags = 0;
+    return searched;
 }
 
 void show_position(int number, const std::string& text) {
@@ -175,11 +176,12 @@ void add_to_totals(Totals& totals, const AnswerScore& score) {
     totals.branching += branching_factor();
 }
 
-// Searches, scores, shows and writes the position that is set. False when writing failed: it is then not counted.
+// Searches, scores, shows and writes the position that is set. False when the search or the writing failed: it is then
+// not counted.
 bool analyse_position(AnalysisFiles& files, const std::string& text, const EpdLine& line, Candidates candidates,
                       Totals& totals, InputPoller poll) {
     if (!is_silent()) show_position(totals.positions + 1, text);
-    search_position(poll);
+    if (!search_position(poll)) return false;
     const Move answer = search_control.best_line[1];
     const AnswerScore score = score_answer(game_record->position, line, answer);
     if (!is_silent()) show_answer(answer);
@@ -278,7 +280,7 @@ int analyse_epd(const char* input, Candidates candidates, InputPoller poll) {
     analyse_lines(files, candidates, totals, poll);
     print_totals(totals);
     const int read_error = files.input.text.error;
-    if (!close_files(files)) return FAILED;
+    if (!close_files(files) || search_control.failed) return FAILED;
     if (read_error) return report_unreadable(input, read_error);
     return interrupted() ? report_interrupted(static_cast<std::size_t>(totals.positions)) : 0;
 }

@@ -56,7 +56,7 @@ Labels labels_of(const EpdLine& epd) {
 }
 
 void search_position() {
-    analysis_search();
+    if (!analysis_search()) std::exit(-1);
     search_control.think_flags = 0;
 }
 

@@ -2,6 +2,7 @@
 """Books built from games, counted again by an independent program, and books played from over UCI."""
 import collections
 import pathlib
+import re
 import random
 import struct
 
@@ -136,6 +137,17 @@ def test_two_books_answer_up_to_their_depths():
         check(not any("book" in line for line in tarn.wait_for("bestmove")), "a book while pondering")
         tarn.send("setoption name OwnBook value false")
         check(not any("book move" in line for line in answer(tarn, [])), "a book with OwnBook off")
+
+
+def test_book_move_takes_no_time():
+    """The time and nodes of the search before are not charged again."""
+    write_book("book.bin", "e4")
+    with Session("-c", "-book", "book.bin") as tarn:
+        tarn.send("set level 40 60 0", "go 9")
+        tarn.wait_for("Hash fill")
+        tarn.send("new", "mv")
+        report = next(line for line in tarn.wait_for("Hash fill") if line.startswith("move= e2e4"))
+        check(re.search(r"time= 0\.00\d, score= 0, nodes= 0, nps= 0K", report), report)
 
 
 def test_book_is_not_followed_into_a_draw():

@@ -190,19 +190,149 @@ def test_closed_input_and_output_end_the_program():
     check(process.wait(timeout=TIMEOUT) == 0, f"status {process.returncode}")
 
 
-def test_idle_program_rests():
+def test_search_that_nobody_waits_for_ends():
+    """Input and output are both closed, in either order, before the search and while it runs."""
+    if os.name != "posix":
+        return
+    for output_first, pause in ((True, 0), (True, 0.3), (False, 0.3)):
+        process = subprocess.Popen([PROGRAM], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        process.stdout.readline()
+        process.stdin.write(b"go depth 60\n")
+        process.stdin.flush()
+        time.sleep(pause)
+        ends = [process.stdout, process.stdin] if output_first else [process.stdin, process.stdout]
+        ends[0].close()
+        time.sleep(pause)
+        ends[1].close()
+        check(process.wait(timeout=2 * PATIENCE) == 0, f"status {process.returncode}")
+    full = run_to_file("/dev/full", "go depth 60\n")
+    check(full == 0, f"status {full} on a full device")
+
+
+def run_to_file(name, text):
+    """The exit status of a run whose output goes to the file."""
+    with open(name, "wb") as output:
+        return subprocess.run([PROGRAM], input=text.encode(), stdout=output, timeout=2 * PATIENCE).returncode
+
+
+def test_threads_that_cannot_be_created_end_the_program():
+    """A search thread's stack is 8 MiB; the limit lets the program start, and the second search thread fail or both."""
+    if os.name != "posix":
+        return
+    import resource
+    for threads, limits in ((1, range(16, 44, 3)), (3, range(28, 70, 3))):
+        failed = 0
+        for megabytes in limits:
+            result = run("-hash", 1, "-threads", threads, text="go movetime 20\n",
+                         limits=[(resource.RLIMIT_AS, megabytes << 20)], timeout=TIMEOUT)
+            if result.status == 0:
+                check(count(result.lines, "bestmove") == 1, f"{megabytes} MiB: no answer")
+            elif result.status == 255:
+                failed += 1
+                check("cannot create" in result.errors and result.errors.count("\n") == 1, f"{result.errors!r}")
+            else:
+                check(result.status == 1, f"{megabytes} MiB: status {result.status}, {result.errors!r}")
+        check(failed > 0, f"{threads} threads: no limit made a thread fail")
+
+
+def test_idle_program_sleeps():
+    """Idle, and pondering at the end of its search: no processor time, no waking up (a table of a mate ends at once)."""
     if not os.path.exists("/proc/self/stat"):
         return
+
+    def used(pid):
+        fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def wakings(pid):
+        return sum(int(line.split()[1]) for status in pathlib.Path(f"/proc/{pid}/task").glob("*/status")
+                   for line in status.read_text().split("\n") if line.startswith("voluntary_ctxt_switches"))
+
+    for arguments, start in (((), ""), (("-c",), ""), ((), "position fen 7k/8/5K2/6Q1/8/8/8/8 w - - 0 1\ngo ponder")):
+        with Session(*arguments) as tarn:
+            tarn.wait_for("info string et=")
+            tarn.send(start)
+            time.sleep(0.5)
+            pid = tarn.process.pid
+            before = used(pid), wakings(pid)
+            time.sleep(2)
+            check(used(pid) - before[0] < 0.02, f"{start!r}: {used(pid) - before[0]:.2f} s of processor time")
+            check(wakings(pid) - before[1] < 10, f"{start!r}: {wakings(pid) - before[1]} wakings in two seconds")
+            tarn.send("quit")
+            check(tarn.finish(LATENCY)[1] == 0, "slow quit")
+
+
+def test_commands_are_answered_without_a_pause():
+    """Medians, well below the milliseconds of a program that looks at its input now and then."""
+    def median(action):
+        times = []
+        for _ in range(31):
+            start = time.perf_counter()
+            action()
+            times.append(time.perf_counter() - start)
+        return sorted(times)[15] * 1000 / PATIENCE
+
+    def stop_search():
+        nonlocal stopped
+        tarn.send("go infinite")
+        time.sleep(0.02)
+        start = time.perf_counter()
+        tarn.send("stop")
+        tarn.wait_for("bestmove")
+        stopped += time.perf_counter() - start
+
+    stopped = 0
     with Session() as tarn:
         tarn.ready()
+        ready = median(tarn.ready)
+        check(ready < 0.6, f"isready: {ready:.2f} ms")
+        shallow = median(lambda: (tarn.send("go depth 1"), tarn.wait_for("bestmove")))
+        check(shallow < 2.2, f"go depth 1: {shallow:.2f} ms")
+        median(stop_search)
+        check(stopped / 31 * 1000 / PATIENCE < 2, f"stop: {stopped / 31 * 1000:.2f} ms on the average")
 
-        def used():
-            fields = pathlib.Path(f"/proc/{tarn.process.pid}/stat").read_text().rsplit(")", 1)[1].split()
-            return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
-        before = used()
-        time.sleep(1)
-        check(used() - before < 0.3, f"{used() - before:.2f} s of processor time in an idle second")
+def test_searches_of_their_kind_end_within_their_time():
+    """Positions whose first iteration alone would take minutes."""
+    positions = ("q2k2q1/2nqn2b/1n1P1n1b/2rnr2Q/1NQ1QN1Q/3Q3B/2RQR2B/Q2K2Q1 w - -",
+                 "8/n2NpP1n/1PNp1p2/2b1Pk1K/1P1b4/1P1p1P2/1qpp3B/5rRR b - -")
+    limits = (("movetime 700", 0.85), ("wtime 6000 btime 6000", 1.5), ("nodes 1000", 10))
+    with Session() as tarn:
+        tarn.send("setoption name Threads value 2", "setoption name Hash value 1")
+        for position in positions:
+            for limit, longest in limits:
+                tarn.send("position fen " + position)
+                tarn.ready()
+                start = time.monotonic()
+                tarn.send("go " + limit)
+                answer = tarn.wait_for("bestmove")[-1]
+                check(time.monotonic() - start < longest + LATENCY, f"{limit}: {time.monotonic() - start:.2f} s")
+                check(answer != "bestmove null", f"{limit}: {answer}")
+            tarn.send("go infinite", "stop")
+            check(tarn.wait_for("bestmove", LATENCY)[-1] != "bestmove null", "stopped at once")
+
+
+def test_only_named_moves_are_searched():
+    cases = (("startpos", "searchmoves a2a3 h2h4 depth 6", {"a2a3", "h2h4"}),
+             ("startpos", "depth 6 searchmoves b1a3", {"b1a3"}),
+             ("startpos", "searchmoves e2e5 depth 6 infinit", None),
+             ("startpos", "depth 6", None))
+    with Session() as tarn:
+        tarn.send("setoption name MultiPV value 3")
+        for position, search, wanted in cases:
+            tarn.send("position " + position, "go " + search)
+            lines = tarn.wait_for("bestmove")
+            firsts = {line.split(" pv ")[1].split()[0] for line in lines if " pv " in line}
+            check(firsts == wanted if wanted else len(firsts) >= 3 and not firsts & {"a2a3"}, f"{search}: {firsts}")
+
+
+def test_table_comes_back_after_size_zero():
+    with Session() as tarn:
+        for size, filled in ((4, True), (0, False), (4, True), (1, True)):
+            tarn.send(f"setoption name Hash value {size}", "position startpos", "go depth 11")
+            lines = [line for line in tarn.wait_for("bestmove") if " hashfull " in line]
+            full = int(lines[-1].split(" hashfull ")[1].split()[0])
+            check((full > 0) == filled, f"{size} MB: {full} per mille in use")
 
 
 def test_switches_select_what_runs():

@@ -135,8 +135,18 @@ TEST_F(HashTableTest, size_zero_means_no_table) {
     hash_clear_parallel();
     hash_prefetch(key(1, 2));
     EXPECT_EQ(hash_fill(), 0.0f);
-    resize(16);
-    EXPECT_TRUE(hash_exists());
+    // A later size switches the table on again as it was, unless the console had switched it off.
+    for (const int before : {0, 1, 2}) {
+        search_control.hash_enabled = static_cast<std::uint8_t>(before);
+        search_control.hash_suspended = 0;
+        resize(0);
+        begin_search();
+        EXPECT_EQ(search_control.hash_enabled, 0) << before;
+        resize(16);
+        EXPECT_TRUE(hash_exists());
+        EXPECT_EQ(search_control.hash_enabled, before);
+    }
+    search_control.hash_enabled = 1;
 }
 
 TEST_F(HashTableTest, clearing_in_slices_reaches_every_entry) {

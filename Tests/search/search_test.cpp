@@ -143,16 +143,74 @@ TEST_F(Search, time_is_kept_without_the_input_loop) {
     EXPECT_EQ(search_control.completed_depth, 7);
 }
 
-// All pawns face each other: the first iteration alone is three million nodes of captures.
-TEST_F(Search, first_iteration_does_not_outlast_the_clock) {
-    settings.level_moves = 0;
+// White may capture on d5 or not; the answer is one of the moves asked for, unless none of them can be played.
+TEST_F(Search, only_the_moves_asked_for_are_searched) {
+    const struct {
+        const char* name;
+        const char* fen;
+        std::vector<const char*> moves;
+        std::vector<const char*> answers;
+        int depth = 6;
+    } cases[] = {
+        {"leaves the queen alone", "4k3/8/8/3q4/4P3/8/8/4K3 w - -", {"e1d1", "e1f1"}, {"e1d1", "e1f1"}},
+        {"one move is a single reply", "4k3/8/8/3q4/4P3/8/8/4K3 w - -", {"e1f2"}, {"e1f2"}, 80},
+        {"castling", "4k3/8/8/8/8/8/7p/R3K3 w Q -", {"e1c1"}, {"e1c1"}},
+        {"underpromotion", "7k/4P3/8/8/8/8/8/K7 w - -", {"e7e8n"}, {"e7e8n"}},
+        {"none of them is legal: all moves", "4k3/8/8/3q4/4P3/8/8/4K3 w - -", {"e1e3", "nonsense"}, {"e4d5"}},
+        {"before the tablebases' choice, too", "8/8/8/8/8/2k5/1q6/K7 w - -", {"a1b2"}, {"null"}},
+    };
+    settings.level_time = 5;
+    settings.limit_strength = 0;
+    for (const auto& c : cases) {
+        set_game(c.fen);
+        search_control.search_move_count = 0;
+        for (const char* text : c.moves) {
+            const Move move = find_uci_move(game_record->position, text);
+            if (move != NULL_MOVE) search_control.search_moves[search_control.search_move_count++] = move;
+        }
+        hash_clear();
+        settings.depth_limit = static_cast<std::int8_t>(c.depth);
+        run_search(THINK_CLOCK, [] { return InputState::UNWATCHED; });
+        const std::string best =
+            move_to_text(game_record->position, game_record->position.side, search_control.best_line[1]);
+        EXPECT_TRUE(std::find(c.answers.begin(), c.answers.end(), best) != c.answers.end()) << c.name << ": " << best;
+        EXPECT_LT(search_control.elapsed, 4.0f) << c.name;
+    }
+    search_control.search_move_count = 0;
+}
+
+TEST_F(Search, a_player_held_back_to_a_rating_has_no_helpers) {
+    settings.threads = 2;
+    settings.calibration_nps = 1e6f;
+    settings.limit_strength = 1;
+    settings.uci_elo = 2000;  // 170 nodes a second
+    settings.level_time = 0.3f;
     settings.depth_limit = 80;
-    settings.calibration_nps = 100000;
-    set_game("rnbqkb1r/5p2/5n2/ppppp1pp/PPPPP1PP/5N2/5P2/RNBQKB1R w KQkq -");
-    search_control.clock[WHITE] = 0.06f;
-    run_search(THINK_CLOCK, nullptr);
-    EXPECT_EQ(search_control.completed_depth, 0);
-    EXPECT_TRUE(is_legal(game_record->position, WHITE, search_control.best_line[1]));
+    if (!search_threads[1]) search_threads[1] = create_search_thread(1);
+    search_threads[1]->nodes = 0;
+    run_search(THINK_CLOCK, [] { return InputState::UNWATCHED; });
+    EXPECT_EQ(search_threads[1]->nodes, 0u);
+    search_threads[1]->nodes = 1'000'000;  // of another search
+    search_threads[1]->result_depth = 5;
+    sum_statistics();
+    EXPECT_LT(search_control.nodes, 1000u);
+}
+
+// Evaluations out of all bounds: every window opens, none overflows.
+TEST_F(Search, windows_widen_without_bound) {
+    for (const int contempt : {INT16_MAX, INT16_MIN}) {
+        settings.contempt = static_cast<std::int16_t>(contempt);
+        for (const char* fen : {START_FEN, "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -"}) {
+            set_game(fen);
+            settings.depth_limit = 7;
+            settings.node_limit = 0;
+            settings.level_time = 2;
+            run_search(THINK_CLOCK, [] { return InputState::UNWATCHED; });
+            EXPECT_NE(search_control.best_line[1], NULL_MOVE);
+        }
+    }
+    invalidate_eval_caches();
+    hash_clear();
 }
 
 // Threads share the table only; a ponderhit starts the clock, a stop ends all of them.
@@ -168,7 +226,8 @@ TEST_F(Search, four_threads_search_until_they_are_stopped) {
         if (++polls == 60) search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
         // A processor shared with others may reach the secondary threads late.
         if (polls >= 120 && (search_threads[1]->result_depth > 1 || polls >= 2000)) stop_search();
-        return false;
+        sleep_milliseconds(1);
+        return InputState::HANDLED;
     });
     EXPECT_LT(monotonic_seconds() - start, 9.0);
     EXPECT_TRUE(is_legal(game_record->position, BLACK, search_control.best_line[1]));
@@ -189,12 +248,12 @@ TEST_F(Search, lines_that_came_together_are_handled_without_pauses) {
         if (searching) {
             run_search(THINK_CLOCK, [] {
                 if (++polls == LINES) stop_search();
-                return true;
+                return InputState::HANDLED;
             });
         } else {
             think_loop([] {
                 settings.quit = ++polls == LINES;
-                return true;
+                return InputState::HANDLED;
             });
         }
         EXPECT_LT(monotonic_seconds() - start, 9.0);

@@ -92,7 +92,7 @@ TEST_F(TimeManager, targets_share_the_clock_and_grow_with_unsettled_roots) {
         settings.level_moves = given.level_moves;
         settings.increment = given.increment;
         settings.ponder = given.ponder;
-        settings.threads = root.threads;
+        search_control.threads = static_cast<std::int16_t>(root.threads);
         game_record->game.game_ply = given.game_ply;
         search_control.moves_left = given.moves_left;
         search_control.clock[WHITE] = given.clock;
@@ -127,14 +127,16 @@ TEST_F(TimeManager, stops_when_the_time_is_used) {
         {"after the target", THINK_CLOCK, 0, 8, 0.99, false, true},
         {"tool search", THINK_TOOL, 0, 8, 0.99, false, true},
         {"pondering has no clock", THINK_PONDER, 0, 8, 20, false, false},
-        {"not before the second iteration", THINK_CLOCK, 0, 1, 20, false, false},
-        {"first iteration, the flag still stands", THINK_CLOCK, 0, 1, 28.9, false, false},
-        {"first iteration, the flag is about to fall", THINK_CLOCK, 0, 1, 28.96, false, true},
+        {"first iteration, past its target", THINK_CLOCK, 0, 1, 3.4, false, false},
+        // Four times 1/29 of what is left of 29 s: 3.515 s.
+        {"first iteration, four times its target", THINK_CLOCK, 0, 1, 3.6, false, true},
+        {"first iteration, pondering", THINK_PONDER, 0, 1, 20, false, false},
         {"only move, depth 5", THINK_CLOCK, 0, 5, 0.1, true, false},
         {"only move, depth 6", THINK_CLOCK, 0, 6, 0.1, true, true},
         {"fixed time is not over", THINK_CLOCK, 1, 8, 0.95, false, false},
         {"fixed time is over", THINK_CLOCK, 1, 8, 1.0, false, true},
-        {"fixed time, first iteration", THINK_CLOCK, 1, 1, 1.5, false, false},
+        {"fixed time, first iteration", THINK_CLOCK, 1, 1, 1.09, false, false},
+        {"fixed time, first iteration without end", THINK_CLOCK, 1, 1, 1.1, false, true},
         {"fixed time, pondering", THINK_PONDER, 1, 8, 1.5, false, false},
     };
     for (const auto& c : cases) {

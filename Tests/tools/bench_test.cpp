@@ -35,7 +35,7 @@ TEST_F(Bench, depth_is_17_unless_a_smaller_one_is_wanted) {
     for (const auto& c : cases) {
         settings.depth_limit = static_cast<std::int8_t>(c.limit);
         settings.noise = 0;
-        EXPECT_EQ(lines(report_of_run([] { return false; })), 22) << "info lines among the report";
+        EXPECT_EQ(lines(report_of_run([] { return InputState::UNWATCHED; })), 22) << "info lines among the report";
         EXPECT_EQ(settings.depth_limit, c.used) << c.limit;
         EXPECT_EQ(settings.level_time, 99.0f);
     }
@@ -45,7 +45,7 @@ TEST_F(Bench, quit_ends_it_after_whole_positions) {
     settings.depth_limit = 30;
     const std::string report = report_of_run([] {
         settings.quit = 1;
-        return false;
+        return InputState::UNWATCHED;
     });
     EXPECT_EQ(lines(report), 2) << report;
     EXPECT_NE(report.find("nodes= 0, nps= 0\n"), std::string::npos) << report;

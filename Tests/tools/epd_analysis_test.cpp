@@ -25,10 +25,10 @@ protected:
 
     // Analyses a file, or builds an opening tree from it. What is printed goes to `output` and `complaints`.
     int analyse(const char* input) {
-        return run([input] { return analyse_epd(input, Candidates::IGNORED, [] { return false; }); });
+        return run([input] { return analyse_epd(input, Candidates::IGNORED, [] { return InputState::UNWATCHED; }); });
     }
     int build_tree(const char* input) {
-        return run([input] { return build_opening_tree(input, [] { return false; }); });
+        return run([input] { return build_opening_tree(input, [] { return InputState::UNWATCHED; }); });
     }
     template <class Action>
     int run(Action action) {

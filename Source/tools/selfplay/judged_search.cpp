@@ -38,7 +38,7 @@ void set_search_limits(std::uint64_t nodes) {
 }
 
 SearchResult search_position(Statistics& statistics) {
-    analysis_search();
+    if (!analysis_search()) std::exit(-1);
     search_control.think_flags.store(0);
     const SearchThread& thread = *search_threads[0];
     statistics.searches += 1;
