@@ -268,6 +268,8 @@ def test_mistyped_words_are_told_on_the_error_stream_alone():
         check(found == (plain, "".join(line + "\n" for line in errors), 0), f"{arguments}: {found}")
     lines, errors, _ = run("-mkconfig", "-cfg", "there.cfg")
     check("info string MultiPV set to 2" in lines and errors == "", f"{lines}, {errors!r}")
+    errors = run("-mkconfig", "-cfg", "folder").errors
+    check(errors == "can't read folder: Is a directory\n", f"-cfg folder: {errors!r}")
     found = run(text="setoption name ConfigFilePath value none.cfg\nsetoption name OwnBook_File value none.bin\n")
     check(found.errors == "", f"not named on the command line: {found.errors!r}")
 
