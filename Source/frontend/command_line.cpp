@@ -22,17 +22,22 @@ constexpr double NPS_LIMIT = 1e9;
 using Values = const char* const*;
 using Apply = void (*)(Values values, CommandLine& command_line);
 
-enum class Group { PLAYING, LIMITS, FILES, TOOLS, PROGRAM };
+// The groups of the help text, by their titles.
+constexpr const char* PLAYING = "Playing:";
+constexpr const char* LIMITS = "Limits of a search, unless its command sets others:";
+constexpr const char* FILES = "Files and output:";
+constexpr const char* TOOLS = "Tools, which do their work once and end:";
+constexpr const char* PROGRAM = "About the program:";
 
 struct Switch {
-    Group group;
+    const char* group;
     const char* name;
     const char* values;  // what follows it: a word for each argument consumed, in brackets an optional one
     const char* meaning;
     Apply apply;
     bool required = false;  // without its values, or refusing them, the program ends
+    bool anywhere = false;  // recognised as a part of the argument
     bool (*accepts)(Values values) = nullptr;
-    bool anywhere = false;                                                      // recognised as a part of the argument
     bool (*takes_next)(const char* next, CommandLine& command_line) = nullptr;  // the optional argument
     void (*answer)() = nullptr;                                                 // printed in place of running anything
 };
@@ -123,7 +128,7 @@ void print_version() {
 }
 
 constexpr Switch information(const char* name, const char* meaning, void (*answer)()) {
-    Switch option{Group::PROGRAM, name, "", meaning, ignore};
+    Switch option{PROGRAM, name, "", meaning, ignore};
     option.answer = answer;
     return option;
 }
@@ -131,102 +136,98 @@ constexpr Switch information(const char* name, const char* meaning, void (*answe
 constexpr const char* TRAINING_VALUES = "FILE N [0|1]";
 
 constexpr Switch SWITCHES[] = {
-    {Group::PLAYING, "-uci", "", "talk UCI (the default)", [](Values, CommandLine&) { settings.uci_mode = 1; }},
-    {Group::PLAYING, "-c", "", "console language for a person; `help` lists it",
+    {PLAYING, "-uci", "", "talk UCI (the default)", [](Values, CommandLine&) { settings.uci_mode = 1; }},
+    {PLAYING, "-c", "", "console language for a person; `help` lists it",
      [](Values, CommandLine&) { settings.uci_mode = 0; }},
-    {Group::PLAYING, "-hash", "MB", "size of the transposition table (0-32768, default 64)",
+    {PLAYING, "-hash", "MB", "size of the transposition table (0-32768, default 64)",
      [](Values values, CommandLine&) { settings.hash_mb = read_int(values[0], 0, 32768); }},
-    {Group::PLAYING, "-threads", "N", "search threads (1-160, default 1)",
+    {PLAYING, "-threads", "N", "search threads (1-160, default 1)",
      [](Values values, CommandLine&) { settings.threads = static_cast<std::int16_t>(read_int(values[0], 1, 160)); }},
-    {Group::PLAYING, "-numa", "", "accepted, no effect", ignore},
-    {Group::PLAYING, "-mpv", "N", "best lines to show (default 1)",
+    {PLAYING, "-numa", "", "accepted, no effect", ignore},
+    {PLAYING, "-mpv", "N", "best lines to show (default 1)",
      [](Values values, CommandLine&) {
          settings.multipv = static_cast<std::uint8_t>(read_int(values[0], INT32_MIN, INT32_MAX));  // wraps
      }},
-    {Group::PLAYING, "-ss", "N", "selectivity in percent, larger prunes more (10-200, default 100)",
+    {PLAYING, "-ss", "N", "selectivity in percent, larger prunes more (10-200, default 100)",
      [](Values values, CommandLine&) {
          settings.selectivity = static_cast<std::int16_t>(read_int(values[0], 10, 200));
      }},
-    {Group::PLAYING, "-use_nn", "", "network evaluation (the default)",
-     [](Values, CommandLine&) { settings.use_nn = 1; }},
-    {Group::PLAYING, "-use_hce", "", "hand-crafted evaluation", [](Values, CommandLine&) { settings.use_nn = 0; }},
+    {PLAYING, "-use_nn", "", "network evaluation (the default)", [](Values, CommandLine&) { settings.use_nn = 1; }},
+    {PLAYING, "-use_hce", "", "hand-crafted evaluation", [](Values, CommandLine&) { settings.use_nn = 0; }},
 
-    {Group::LIMITS, "-d", "N", "depth (0-80)", limit_depth},
-    {Group::LIMITS, "-t", "S", "seconds for each move of the console and of the tools (default 5)",
+    {LIMITS, "-d", "N", "depth (0-80)", limit_depth},
+    {LIMITS, "-t", "S", "seconds for each move of the console and of the tools (default 5)",
      [](Values values, CommandLine&) { fix_move_time(static_cast<float>(read_number(values[0], 0, 1e7))); }},
-    {Group::LIMITS, "-n", "N", "nodes", limit_nodes},
-    {Group::LIMITS, "-nps", "X", "strength of a machine that searches X nodes a second", play_at_speed},
+    {LIMITS, "-n", "N", "nodes", limit_nodes},
+    {LIMITS, "-nps", "X", "strength of a machine that searches X nodes a second", play_at_speed},
 
-    {Group::FILES, "-cfg", "FILE", "apply a file of options, one \"Name = value\" a line",
+    {FILES, "-cfg", "FILE", "apply a file of options, one \"Name = value\" a line",
      set_name<&Settings::config_file, LONG_NAME>},
-    {Group::FILES, "-book", "FILE", "Polyglot opening book; over UCI the option OwnBook switches it on",
+    {FILES, "-book", "FILE", "Polyglot opening book; over UCI the option OwnBook switches it on",
      set_name<&Settings::book_file, LONG_NAME>},
-    {Group::FILES, "-tbpath", "PATH", "directories of Syzygy tablebases, separated by ;",
+    {FILES, "-tbpath", "PATH", "directories of Syzygy tablebases, separated by ;",
      set_name<&Settings::syzygy_path, LONG_NAME>},
-    {Group::FILES, "-tbx", "", "two fixed Windows directories of tablebases",
+    {FILES, "-tbx", "", "two fixed Windows directories of tablebases",
      [](Values, CommandLine&) {
          copy_text(settings.syzygy_path, "C:\\Chess\\Syzygy\\6-Piece;C:\\Chess\\Syzygy\\7-Piece");
      }},
-    {Group::FILES, "-noise", "S", "show info lines only after S seconds of a search (default 0)",
+    {FILES, "-noise", "S", "show info lines only after S seconds of a search (default 0)",
      [](Values values, CommandLine&) { settings.noise = static_cast<float>(read_number(values[0], 0, 1e9)); }},
-    {Group::FILES, "-quiet", "", "no info lines, no log",
+    {FILES, "-quiet", "", "no info lines, no log",
      [](Values, CommandLine&) {
          be_quiet();
          settings.log = 0;
      }},
-    {Group::FILES, "-log", "", "write all lines, in and out, to tarn.log",
-     [](Values, CommandLine&) { settings.log = 2; }},
-    {Group::FILES, "-o", "FILE", "output file of a tool (default tmp0.epd)",
-     set_name<&Settings::output_file, TOOL_INPUT>},
+    {FILES, "-log", "", "write all lines, in and out, to tarn.log", [](Values, CommandLine&) { settings.log = 2; }},
+    {FILES, "-o", "FILE", "output file of a tool (default tmp0.epd)", set_name<&Settings::output_file, TOOL_INPUT>},
 
-    {Group::TOOLS, "-bench", "", "benchmark, to the depth of -d (default 17)", select_mode<RunMode::BENCH>},
-    {Group::TOOLS, "-pbench", "", "the same on one thread, with no clock",
+    {TOOLS, "-bench", "", "benchmark, to the depth of -d (default 17)", select_mode<RunMode::BENCH>},
+    {TOOLS, "-pbench", "", "the same on one thread, with no clock",
      [](Values, CommandLine& command_line) {
          command_line.mode = RunMode::BENCH;
          command_line.bench_on_calling_thread = true;
      }},
-    {Group::TOOLS, "-mkconfig", "", "start up completely and end: checks a configuration",
-     select_mode<RunMode::MAKE_CONFIG>},
-    {Group::TOOLS, "-anepd", "FILE", "search every position of an EPD file and score the answers",
+    {TOOLS, "-mkconfig", "", "start up completely and end: checks a configuration", select_mode<RunMode::MAKE_CONFIG>},
+    {TOOLS, "-anepd", "FILE", "search every position of an EPD file and score the answers",
      [](Values values, CommandLine& command_line) {
          select_input<RunMode::EPD_ANALYSIS, &Settings::input_file, TOOL_INPUT>(values, command_line);
          be_quiet();
      }},
-    {.group = Group::TOOLS,
+    {.group = TOOLS,
      .name = "-scan_pgn",
      .values = "FILE",
      .meaning = "positions of the games of a PGN file, as EPD",
      .apply = select_input<RunMode::PGN_SCAN, &Settings::pgn_file, TOOL_INPUT>,
      .anywhere = true},
-    {Group::TOOLS, "-mkbook", "FILE", "build an opening book from the games of a PGN file",
+    {TOOLS, "-mkbook", "FILE", "build an opening book from the games of a PGN file",
      select_input<RunMode::BOOK_BUILD, &Settings::pgn_file, DATA_NAME>},
-    {Group::TOOLS, "-mkbook2", "FILE", "grow a tree of opening positions from those of an EPD file",
+    {TOOLS, "-mkbook2", "FILE", "grow a tree of opening positions from those of an EPD file",
      select_input<RunMode::BOOK_BUILD2, &Settings::input_file, DATA_NAME>, true},
-    {Group::TOOLS, "-mktraindata", "FILE", "search the positions of an EPD file and keep those to train with",
+    {TOOLS, "-mktraindata", "FILE", "search the positions of an EPD file and keep those to train with",
      [](Values values, CommandLine& command_line) {
          select_input<RunMode::MAKE_TRAIN_DATA, &Settings::input_file, DATA_NAME>(values, command_line);
          copy_text(settings.syzygy_path, "C:\\Chess\\Syzygy\\6-Piece");
      }},
-    {Group::TOOLS, "-epd2bin", "FILE", "pack positions with scores and results",
+    {TOOLS, "-epd2bin", "FILE", "pack positions with scores and results",
      select_input<RunMode::EPD_TO_BIN, &Settings::input_file, DATA_NAME>},
-    {Group::TOOLS, "-bin2epd", "FILE", "unpack them", select_training_file<RunMode::BIN_TO_EPD>},
-    {Group::TOOLS, "-gentraindata", "FILE N", "split packed positions by material (N: 1 or more)",
-     select_training_file<RunMode::GEN_TRAIN_DATA>, true, one_million_or_more},
-    {.group = Group::TOOLS,
+    {TOOLS, "-bin2epd", "FILE", "unpack them", select_training_file<RunMode::BIN_TO_EPD>},
+    {TOOLS, "-gentraindata", "FILE N", "split packed positions by material (N: 1 or more)",
+     select_training_file<RunMode::GEN_TRAIN_DATA>, true, false, one_million_or_more},
+    {.group = TOOLS,
      .name = "-prune_nn",
      .values = "[FILE.bin]",
      .meaning = "make a narrower network, judged by packed positions",
      .apply = select_mode<RunMode::PRUNE_NET>,
      .takes_next = take_training_file},
-    {Group::TOOLS, "-train", TRAINING_VALUES, "train a network for N epochs (a build by `make train_` only)",
-     train<RunMode::TRAIN>, true, one_million_or_more, false, take_start_kind},
-    {Group::TOOLS, "-train2", TRAINING_VALUES, "go on from the checkpoint of an earlier run", train<RunMode::TRAIN2>,
-     true, one_million_or_more, false, take_start_kind},
-    {Group::TOOLS, "-lr", "X", "learning rate of the training",
+    {TOOLS, "-train", TRAINING_VALUES, "train a network for N epochs (a build by `make train_` only)",
+     train<RunMode::TRAIN>, true, false, one_million_or_more, take_start_kind},
+    {TOOLS, "-train2", TRAINING_VALUES, "go on from the checkpoint of an earlier run", train<RunMode::TRAIN2>, true,
+     false, one_million_or_more, take_start_kind},
+    {TOOLS, "-lr", "X", "learning rate of the training",
      [](Values values, CommandLine& command_line) {
          command_line.training.learning_rate = read_number(values[0], 0, 1);
      }},
-    {Group::TOOLS, "-mbatch", "N", "records in a step of the training",
+    {TOOLS, "-mbatch", "N", "records in a step of the training",
      [](Values values, CommandLine& command_line) { command_line.training.batch = read_int(values[0], 0, 1 << 20); }},
 
     information("--help", "print this and end", print_help),
@@ -234,22 +235,13 @@ constexpr Switch SWITCHES[] = {
     information("--version", "print name and version and end", print_version),
 };
 
-constexpr struct {
-    Group group;
-    const char* title;
-} GROUPS[] = {
-    {Group::PLAYING, "Playing:"},           {Group::LIMITS, "Limits of a search, unless its command sets others:"},
-    {Group::FILES, "Files and output:"},    {Group::TOOLS, "Tools, which do their work once and end:"},
-    {Group::PROGRAM, "About the program:"},
-};
-
 void print_help() {
     print_format("%s, a chess engine. Without switches it waits for the UCI commands of a chess GUI.", ENGINE_NAME);
     print_line("Usage: tarn [SWITCH...]");
-    for (const auto& [group, title] : GROUPS) {
-        print_format("\n%s", title);
+    for (const std::string_view group : {PLAYING, LIMITS, FILES, TOOLS, PROGRAM}) {
+        print_format("\n%s", group.data());
         for (const Switch& option : SWITCHES) {
-            if (option.group == group) print_help_line(option.name, option.values, option.meaning);
+            if (group == option.group) print_help_line(option.name, option.values, option.meaning);
         }
     }
 }
