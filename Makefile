@@ -1,6 +1,7 @@
 # What people type. `make run` and `make test` install what is missing, build and go; see README.md.
 #   make run [ARGS=-c]     make test     make bench     make lint     make format
 #   make signature   after a change that means to alter the search, the evaluation or the network
+#   make samples     renews the program's output in README.md and docs/
 #   make install [PREFIX=/usr/local]     make clean
 # Development tools: make selfplay (training games)   make tune_, make duel (hand-crafted evaluation)   make train_ (network)
 PREFIX ?= /usr/local
@@ -19,7 +20,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test bench install lint format clean tune_ duel signature selfplay train_
+.PHONY: tarn run test bench install lint format clean tune_ duel signature samples selfplay train_
 
 tarn:
 	@$(SETUP) build
@@ -61,6 +62,9 @@ duel:
 
 signature: tarn
 	@$(PYTHON) scripts/signature.py $(BUILD)/tarn --record
+
+samples: tarn
+	@python3 scripts/samples.py $(BUILD)/tarn --write
 
 # The variant whose -train trains a network: build/train/tarn, for this machine alone.
 train_:

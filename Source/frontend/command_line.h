@@ -29,6 +29,10 @@ struct CommandLine {
     TrainingRequest training;  // read by the training variant alone
 };
 
-// Applies the switches to `settings` (and the strength target to `search_control`), left to right. False when a
+// Prints what --help or --version asks for. False when none of them is there: they stop everything else.
+bool answer_command_line(int count, const char* const* arguments);
+
+// Applies the switches to `settings` (and the strength target to `search_control`), left to right. What
+// nothing matches and switches without their values are skipped, each with one line on the error stream. False when a
 // tool lacks its arguments: the program then ends with status 1.
 bool read_command_line(int count, const char* const* arguments, CommandLine& command_line);

@@ -6,6 +6,7 @@
 #include "frontend/settings.h"
 #include "search/search_control.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -52,20 +53,23 @@ void apply_line(std::string_view line) {
 
 }  // namespace
 
-void load_config() {
-    if (refused) return;
+bool load_config() {
+    if (refused) return true;
     if (nesting == MAX_NESTING) {
         print_line("info string configuration files are nested too deeply");
         refused = true;
-        return;
+        return true;
     }
     std::FILE* file = std::fopen(settings.config_file, "r");
-    if (!file) return;
+    if (!file) return false;
     print_format("info string loading parameters from %s", settings.config_file);
     ++nesting;
     for (std::string line; read_line(file, line);) apply_line(line);
+    const int error = std::ferror(file) ? errno : 0;
     --nesting;
     std::fclose(file);
     if (nesting == 0) refused = false;
     default_settings = settings;
+    errno = error;
+    return error == 0;
 }

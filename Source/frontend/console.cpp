@@ -4,6 +4,7 @@
 #include "book/book_probe.h"
 #include "frontend/console_line.h"
 #include "frontend/game_stack.h"
+#include "frontend/help_line.h"
 #include "frontend/options.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
@@ -186,41 +187,65 @@ void book_command(const ConsoleLine&) {
 
 void no_effect(const ConsoleLine&) {}
 
+void stop_command(const ConsoleLine&) {
+    search_control.stop = 1;
+}
+
+void quit_command(const ConsoleLine&) {
+    settings.quit = 1;
+    if (search_control.think_flags != 0) stop_search();
+}
+
+void help_command(const ConsoleLine&);
+
 struct Command {
     const char* word;
+    const char* values;
+    const char* meaning;
     void (*run)(const ConsoleLine& line);
+    bool any_time = false;  // obeyed while a search runs
 };
 
 constexpr Command COMMANDS[] = {
-    {"new", new_command},
-    {"fen", fen_command},
-    {"mv", play_command},
-    {"go", analyse_command},
-    {"an", analyse_command},
-    {"bd", board_command},
-    {"self", self_play_command},
-    {"get", get_command},
-    {"pv", line_command},
-    {"trace", no_effect},
-    {"ev", [](const ConsoleLine&) { show_evaluation(); }},
-    {"ev2", network_report_command},
-    {"sp", parameter_command},
-    {"lmr", [](const ConsoleLine&) { print_search_parameters(); }},
-    {"undo", undo_command},
-    {"[", undo_command},
-    {"]", redo_command},
-    {"load", load_command},
-    {"save", save_command},
-    {"jump", jump_command},
-    {"edit", edit_command},
-    {"book", book_command},
-    {"tag", no_effect},
-    {"perft", perft_command},
-    {"swap", swap_command},
-    {"reverse", reverse_command},
-    {"set", set_command},
-    {"move", move_command},
+    {"new", "", "start position", new_command},
+    {"fen", "FEN", "set a position", fen_command},
+    {"edit", "", "board editor", edit_command},
+    {"get", "ID", "take the position with that id from test.epd", get_command},
+    {"reverse", "", "mirror the board and swap the colours", reverse_command},
+    {"bd", "", "show the board", board_command},
+    {"move", "MOVE", "make a move: e2e4, Nf3; the word `move` may be left out", move_command},
+    {"undo", "", "take a move back", undo_command},
+    {"[", "", "the same", undo_command},
+    {"]", "", "play it again", redo_command},
+    {"jump", "N", "go to move number N of the game", jump_command},
+    {"load", "FILE.pgn TAG", "load the first game with the word TAG in a header line", load_command},
+    {"save", "", "append the game to tmp.pgn", save_command},
+    {"mv", "", "let the engine play a move, from the books or after thinking", play_command},
+    {"self", "", "let it play both sides to the end of the game", self_play_command},
+    {"go", "[N]", "analyse without playing, to depth N", analyse_command},
+    {"an", "[N]", "the same", analyse_command},
+    {".", "", "stop the search", stop_command, true},
+    {"book", "", "moves of the position in the two books", book_command},
+    {"pv", "", "line in the transposition table", line_command},
+    {"ev", "", "evaluation, term by term", [](const ConsoleLine&) { show_evaluation(); }},
+    {"ev2", "", "contributions of the network's nodes", network_report_command},
+    {"sp", "", "hand-crafted evaluation with all its weights", parameter_command},
+    {"swap", "", "exchange value of every attacked piece", swap_command},
+    {"perft", "N", "count the leaves of the move tree of depth N", perft_command},
+    {"lmr", "", "margins and reductions of the search", [](const ConsoleLine&) { print_search_parameters(); }},
+    {"trace", "N", "accepted, no effect", no_effect},
+    {"tag", "", "accepted, no effect", no_effect},
+    {"set", "NAME VALUE", "change a setting, see below", set_command},
+    {"help", "", "show this", help_command},
+    {"quit", "", "end the program", quit_command, true},
 };
+
+void help_command(const ConsoleLine&) {
+    for (const Command& command : COMMANDS) print_help_line(command.word, command.values, command.meaning);
+    print_help_line("uci", "", "change to the UCI protocol for good");
+    print_line("\nSettings of `set`:");
+    print_settings_help();
+}
 
 }  // namespace
 
@@ -239,15 +264,10 @@ void console_command(std::string_view text) {
     const std::string& word = line.words[0];
     if (word.empty()) return;
     const bool searching = search_control.think_flags != 0;
-    if (word == "quit") {
-        settings.quit = 1;
-        if (searching) stop_search();
-    } else if (word == ".") {
-        search_control.stop = 1;
-    } else if (!searching) {
-        for (const Command& command : COMMANDS) {
-            if (word == command.word) return command.run(line);
-        }
-        play_text(word);
+    for (const Command& command : COMMANDS) {
+        if (word != command.word) continue;
+        if (!searching || command.any_time) command.run(line);
+        return;
     }
+    if (!searching) play_text(word);
 }

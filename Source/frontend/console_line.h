@@ -12,6 +12,7 @@ struct ConsoleLine {
 
 // Shows a setting's new value or changes the search and play settings as a whole: console_settings.cpp.
 void set_command(const ConsoleLine& line);
+void print_settings_help();
 // The board editor, and the position mirrored with colours exchanged: console_editor.cpp.
 void edit_command(const ConsoleLine& line);
 void reverse_command(const ConsoleLine& line);

@@ -1,6 +1,7 @@
 // The console's `set`.
 #include "eval/evaluate.h"
 #include "frontend/console_line.h"
+#include "frontend/help_line.h"
 #include "frontend/options.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
@@ -87,44 +88,56 @@ void set_selectivity(const ConsoleLine& line) {
 
 struct Setting {
     const char* name;
+    const char* values;
+    const char* meaning;
     void (*set)(const ConsoleLine& line);
     bool anywhere = false;  // any name that contains it
 };
 
 // Only the first match acts.
 constexpr Setting SETTINGS[] = {
-    {"hash",
+    {"hash", "N", "transposition table off (0), cleared before each go (1), kept (2)",
      [](const ConsoleLine& line) {
          search_control.hash_enabled = read_byte(line.words[2]);
-         search_control.hash_suspended = 0;
+         search_control.hash_suspended = 0;  // a later size no longer changes the switch
      }},
-    {"noise", [](const ConsoleLine& line) { settings.noise = static_cast<float>(read_number(line.words[2], 0, 1e9)); }},
-    {"multipv", [](const ConsoleLine& line) { settings.multipv = read_byte(line.words[2]); }, true},
-    {"debug", [](const ConsoleLine& line) { settings.debug = read_byte(line.words[2]); }},
-    {"frc", [](const ConsoleLine& line) { settings.chess960 = read_byte(line.words[2]); }},
-    {"level", set_level},
-    {"depth",
+    {"noise", "S", "show info lines only after S seconds of a search",
+     [](const ConsoleLine& line) { settings.noise = static_cast<float>(read_number(line.words[2], 0, 1e9)); }},
+    {"multipv", "N", "best lines to show", [](const ConsoleLine& line) { settings.multipv = read_byte(line.words[2]); },
+     true},
+    {"debug", "N", "show the evaluation after every move (1) or not (0)",
+     [](const ConsoleLine& line) { settings.debug = read_byte(line.words[2]); }},
+    {"frc", "N", "Chess960: castling written as king takes rook (1) or not (0)",
+     [](const ConsoleLine& line) { settings.chess960 = read_byte(line.words[2]); }},
+    {"level", "MOVES TIME INC", "clock: MOVES in TIME (seconds or minutes:seconds), INC seconds a move", set_level},
+    {"depth", "N", "deepest search",
      [](const ConsoleLine& line) {
          settings.depth_limit = static_cast<std::int8_t>(read_int(line.words[2], 0, MAX_DEPTH));
      }},
-    {"nodes",
+    {"nodes", "N", "nodes of a search",
      [](const ConsoleLine& line) {
          settings.node_limit = static_cast<std::uint64_t>(read_integer(line.words[2], 0, INT64_MAX));
          settings.depth_limit = MAX_DEPTH;
      }},
-    {"target_nps", set_target_speed},
-    {"ss", set_selectivity},
+    {"target_nps", "X", "strength of a machine that searches X nodes a second", set_target_speed},
+    {"ss", "N", "all settings back to their defaults (1), or selectivity off", set_selectivity},
 };
 
 struct NumberSetting {
     const char* name;
+    const char* meaning;
     std::int16_t Settings::*field;
 };
 
 constexpr NumberSetting NUMBER_SETTINGS[] = {
-    {"NMP_depth", &Settings::nmp_depth}, {"SEP_depth", &Settings::sep_depth}, {"FP_depth", &Settings::fp_depth},
-    {"LMP_depth", &Settings::lmp_depth}, {"LMR_depth", &Settings::lmr_depth}, {"Selectivity", &Settings::selectivity},
-    {"contempt", &Settings::contempt},   {"ponder", &Settings::ponder},
+    {"contempt", "centipawns, as the option", &Settings::contempt},
+    {"ponder", "as the option (1 or 0)", &Settings::ponder},
+    {"Selectivity", "percent, as the option", &Settings::selectivity},
+    {"NMP_depth", "depth from which null moves are tried", &Settings::nmp_depth},
+    {"SEP_depth", "depth up to which static evaluation prunes", &Settings::sep_depth},
+    {"FP_depth", "depth up to which futile moves are pruned", &Settings::fp_depth},
+    {"LMP_depth", "depth up to which late moves are pruned", &Settings::lmp_depth},
+    {"LMR_depth", "depth from which late moves are reduced", &Settings::lmr_depth},
 };
 
 }  // namespace
@@ -143,4 +156,9 @@ void set_command(const ConsoleLine& line) {
         settings.*setting.field = static_cast<std::int16_t>(value);
         print_format("%s set to %d", name.c_str(), value);
     }
+}
+
+void print_settings_help() {
+    for (const Setting& setting : SETTINGS) print_help_line(setting.name, setting.values, setting.meaning);
+    for (const NumberSetting& setting : NUMBER_SETTINGS) print_help_line(setting.name, "N", setting.meaning);
 }

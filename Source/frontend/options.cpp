@@ -12,10 +12,13 @@
 #include "syzygy/tbprobe.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <span>
 
 namespace {
+
+constexpr std::string_view EMPTY_TEXT = "<empty>";  // UCI has no other way to write it
 
 enum class OptionKind { CHECK, SPIN, STRING, BUTTON };
 
@@ -31,6 +34,7 @@ struct Option {
     int (*get)(const Settings&) = nullptr;
     void (*set)(Settings&, int) = nullptr;
     std::span<char> (*text)(Settings&) = nullptr;
+    bool may_be_empty = false;                                       // takes the protocol's word for the empty text
     void (*after)(int value) = nullptr;                              // work that a new value entails
     void (*list)(const Option&) = nullptr;                           // listing that differs from its kind's
     void (*apply)(const Option&, std::string_view value) = nullptr;  // setting that differs from its kind's
@@ -71,6 +75,14 @@ template <auto FIELD>
 constexpr Option string(const char* name, Listed listed = Listed::DEFAULT_COPY) {
     Option option{name, OptionKind::STRING, 0, 0, listed};
     option.text = text_field<FIELD>;
+    return option;
+}
+
+// The name of a file or of folders that may be given up again.
+template <auto FIELD>
+constexpr Option path(const char* name) {
+    Option option = string<FIELD>(name);
+    option.may_be_empty = true;
     return option;
 }
 
@@ -136,7 +148,7 @@ void forget_scores() {
 }
 
 void reallocate_hash(int) {
-    if (!hash_allocate()) std::exit(-1);
+    if (!resize_hash_table()) std::exit(-1);
 }
 
 void reload_network(int) {
@@ -174,7 +186,7 @@ void apply_option(const Option& option, std::string_view value) {
     if (option.apply) return option.apply(option, value);
     int number = 0;
     if (option.kind == OptionKind::STRING) {
-        copy_text(option.text(settings), value);
+        copy_text(option.text(settings), option.may_be_empty && value == EMPTY_TEXT ? "" : value);
         print_format("info string %s set to '%s'", option.name, option.text(settings).data());
     } else {
         number = option.kind == OptionKind::CHECK ? value.find("true") != std::string_view::npos
@@ -192,19 +204,19 @@ constexpr Option with_apply(Option option, void (*apply)(const Option&, std::str
 
 // In the order of the listing.
 constexpr Option OPTIONS[] = {
-    with_after(string<&Settings::config_file>("ConfigFilePath"), [](int) { load_config(); }),
+    with_after(path<&Settings::config_file>("ConfigFilePath"), [](int) { load_config(); }),
     with_after(spin<&Settings::hash_mb>("Hash", 0, 32768, Listed::CURRENT), reallocate_hash),
     with_list(spin<&Settings::threads>("Threads", 0, 160), list_threads),
     with_apply({"Clear Hash", OptionKind::BUTTON}, press_clear_hash),
     with_after(string<&Settings::nn_file>("NN_File", Listed::CURRENT), reload_network),
     with_apply(check<&Settings::use_nn>("Use_NN_eval", Listed::CURRENT), apply_use_nn),
     check<&Settings::own_book>("OwnBook"),
-    string<&Settings::book_file>("OwnBook_File"),
+    path<&Settings::book_file>("OwnBook_File"),
     spin<&Settings::book_depth>("OwnBook_Depth", 0, 60),
-    string<&Settings::book2_file>("OwnBook2_File"),
+    path<&Settings::book2_file>("OwnBook2_File"),
     spin<&Settings::book2_depth>("OwnBook2_Depth", 0, 60),
     spin<&Settings::book_variety>("OwnBook_Variety", 0, 100),
-    with_after(string<&Settings::syzygy_path>("SyzygyPath"), [](int) { tb_init(); }),
+    with_after(path<&Settings::syzygy_path>("SyzygyPath"), [](int) { tb_init(); }),
     with_after(spin<&Settings::syzygy_probe_depth>("SyzygyProbeDepth6", -5, 100), widen_seven_piece_depth),
     with_after(check<&Settings::log>("Log"), [](int) { open_log(); }),
     check<&Settings::ponder>("Ponder"),
@@ -235,6 +247,12 @@ void print_option_list() {
 
 void print_option_check(const char* name, bool value) {
     print_format("option name %s type check default %s", name, value ? "true" : "false");
+}
+
+bool resize_hash_table() {
+    if (hash_allocate()) return true;
+    std::fprintf(stderr, "no memory for a transposition table of %d MB\n", settings.hash_mb);
+    return false;
 }
 
 void clear_hash_table() {

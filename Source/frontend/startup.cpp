@@ -9,9 +9,11 @@
 #include "frontend/config_file.h"
 #include "frontend/game_stack.h"
 #include "frontend/input.h"
+#include "frontend/options.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "platform/clock.h"
+#include "platform/file_reports.h"
 #include "platform/process.h"
 #include "position/bitboard.h"
 #include "search/hash_table.h"
@@ -29,6 +31,7 @@
 #include "tools/training_data.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -46,6 +49,7 @@ void prepare_process() {
 
 bool create_game_record() {
     game_record = create_search_thread(GAME_RECORD_INDEX);
+    if (!game_record) std::fputs("no memory for the record of the game\n", stderr);
     return game_record != nullptr;
 }
 
@@ -58,13 +62,26 @@ void set_timer_resolution() {
     if (const char* failure = begin_timer_resolution()) print_line(failure);
 }
 
+// Books are opened at every probe, and a missing one is a book without moves. Only here can a mistyped name be noticed.
+void check_book(const char* name) {
+    std::FILE* const file = std::fopen(name, "rb");
+    if (!file || (std::getc(file) == EOF && std::ferror(file))) report_unreadable(name, errno);
+    if (file) std::fclose(file);
+}
+
+// The files that the command line names.
+void read_named_files() {
+    if (settings.book_file[0] != '\0') check_book(settings.book_file);
+    if (settings.config_file[0] != '\0' && !load_config()) report_unreadable(settings.config_file, errno);
+}
+
 // Everything that needs memory or files. False when the program cannot go on.
 bool bring_up_subsystems() {
     print_format("info string Hello from %s", ENGINE_NAME);
     settings.hash_mb = capped_hash_mb(settings.hash_mb, settings.depth_limit, settings.node_limit);
-    if (!hash_allocate()) return false;
+    if (!resize_hash_table()) return false;
     set_timer_resolution();
-    if (settings.config_file[0] != '\0') load_config();
+    read_named_files();
     open_log();
     init_eval_params();
     load_network();
@@ -195,6 +212,7 @@ int capped_hash_mb(int hash_mb, int depth_limit, std::uint64_t node_limit) {
 
 int run_program(int count, const char* const* arguments) {
     prepare_process();
+    if (answer_command_line(count, arguments)) return 0;
     if (!create_game_record()) return 1;
     build_tables();
     default_settings = settings;

@@ -8,7 +8,7 @@ display of that position, "* MOVE SCORE" the report of a finished search.
 import pathlib
 import re
 
-from cases import Session, check, run_tests
+from cases import Session, check, run, run_tests
 
 GAMES = """[Event "match"]
 [White "Morphy"]
@@ -259,9 +259,20 @@ selectivity set to OFF
 set default Settings
 > set levels 1 2 3
 > set
+> fen 4k3/8/8/8/8/8/4P3/4K3 w - -
+= 4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
+> help
+  new                   start position
+...
+  LMR_depth N           depth from which late moves are reduced
+> bd
+= 4k3/8/8/8/8/8/4P3/4K3 w - - 0 0
+> new
+= rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0
 > set noise 99999
 > go
 > e2e4
+> help
 > new
 > .
 * ~ ~
@@ -298,6 +309,23 @@ def is_line(line, expected):
     """Whether a line reads as expected: any blanks around "~", a number or, for a move, a word."""
     parts = re.sub(r"\s*~", "~", expected).split("~") if "~" in expected else [expected]
     return re.fullmatch(r" *[-+a-z0-9.]+".join(map(re.escape, parts)), line)
+
+
+COMMANDS = """new fen edit get reverse bd move undo [ ] jump load save mv self go an . book pv ev ev2 sp swap perft lmr
+trace tag set help quit uci""".split()
+SETTINGS = """hash noise multipv debug frc level depth nodes target_nps ss NMP_depth SEP_depth FP_depth LMP_depth LMR_depth
+Selectivity contempt ponder""".split()
+
+
+def test_help_lists_the_whole_language():
+    lines = run("-c", text="help\n").lines
+    lines = lines[lines.index("white") + 2:-1]
+    check("Settings of `set`:" in lines, f"no help: {lines}")
+    middle = lines.index("Settings of `set`:")
+    for title, expected, found in (("commands", COMMANDS, lines[:middle - 1]), ("settings", SETTINGS, lines[middle + 1:])):
+        names = [line.split()[0] for line in found]
+        check(sorted(names) == sorted(expected), f"{title} differ in {set(names) ^ set(expected)}")
+        check(all(re.match(r"  \S.{20} \S", line) and len(line) <= 100 for line in found), f"{title}: {found}")
 
 
 def test_session():

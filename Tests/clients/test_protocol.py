@@ -3,6 +3,7 @@
 import os
 import pathlib
 import re
+import resource
 import subprocess
 import time
 
@@ -340,7 +341,10 @@ def test_switches_select_what_runs():
         check(run(*arguments.split()) == (["Need to compile with 'make train_'", ""], "", 1), arguments)
     for arguments in ("-train", "-train f", "-train f 0", "-train f word", "-c -train2", "-c -train2 f", "-mkbook2",
                       "-gentraindata", "-gentraindata f", "-gentraindata f 0"):
-        check(run(*arguments.split()) == ([""], "", 1), arguments)
+        lines, errors, status = run(*arguments.split())
+        name = next(word for word in arguments.split() if word not in ("-c", "f"))
+        said = re.fullmatch(f"(missing|bad) value: {name} FILE.*\n", errors)
+        check((lines, status) == ([""], 1) and said, f"{arguments}: {lines}, {errors!r}, {status}")
     lines, _, status = run("-mkconfig")
     check(status == 0 and count(lines, "info string et=") == 0, f"calibration for -mkconfig: {lines}")
     check("info string loaded embedded network" in lines, "-mkconfig: no complete start-up")
@@ -350,6 +354,91 @@ def test_switches_select_what_runs():
     check("info string allocated 1 Mbytes for hash table" in lines, "table not capped")
     lines = run("-n", "1000", "-mpv", "0").lines
     check(any(re.search(r"calibration nps= [1-9]", line) for line in lines), "calibration under -n and -mpv 0")
+
+
+# Every switch there is, and whether a value follows it.
+SWITCHES = """-uci -c -log -numa -noise= -quiet -cfg= -d= -t= -n= -nps= -hash= -threads= -book= -tbpath= -tbx -use_hce
+-use_nn -o= -mpv= -ss= -anepd= -scan_pgn= -bench -pbench -mkconfig -mkbook= -mkbook2= -epd2bin= -bin2epd= -prune_nn=
+-gentraindata= -mktraindata= -train= -train2= -lr= -mbatch= -h --help --version""".split()
+
+
+def test_help_and_version_come_before_everything():
+    text, errors, status = run("--help")
+    check((errors, status) == ("", 0) and len(text) < 60 and max(map(len, text)) <= 100, f"{len(text)} lines, {status}")
+    listed = re.findall(r"^  (-\S+)( [A-Z[].*?)?  +\S.*\S$", "\n".join(text), re.MULTILINE)
+    found = sorted(name + "=" * bool(value) for name, value in listed)
+    check(found == sorted(SWITCHES), f"differ in {set(found) ^ set(SWITCHES)}")
+    for arguments in ("-h", "-log -nps 62000 -x -h", "-c -hash --version --help", "-train -h 0 -h --version"):
+        check(run(*arguments.split()) == (text, "", 0), f"{arguments}: no help alone")
+    for arguments in ("--version", "-bench -nps 62000 --version --help"):
+        check(run(*arguments.split()) == (["Tarn 7.00", ""], "", 0), f"{arguments}: no version alone")
+    check(run("--version", text="go infinite\n").lines == ["Tarn 7.00", ""], "input was read")
+    check(not os.path.exists("tarn.log"), "the log came first")
+    for arguments in ("-mkconfig -o --help", "-mkconfig -scan_pgn -h -mkconfig", "-mkconfig -cfg --version"):
+        check(run(*arguments.split()).lines[0] == "info string Hello from Tarn 7.00", f"{arguments}: a value was obeyed")
+
+
+def test_mistyped_words_are_told_on_the_error_stream_alone():
+    pathlib.Path("there.cfg").write_text("MultiPV = 2\n")
+    pathlib.Path("folder").mkdir()
+    hint = "(tarn --help lists the switches)"
+    cases = {
+        "-foo": [f"unknown switch -foo {hint}"],
+        "bar --hash -Hash 5": [f"unknown argument bar {hint}", f"unknown switch --hash {hint}",
+                               f"unknown switch -Hash {hint}", f"unknown argument 5 {hint}"],
+        "-o -foo -lr bar -book there.cfg -numa": [],
+        "-hash": ["missing value: -hash MB"],
+        "-book none.bin": ["can't read none.bin: No such file or directory"],
+        "-book folder": ["can't read folder: Is a directory"],
+        "-cfg none.cfg": ["can't read none.cfg: No such file or directory"],
+    }
+    plain = run("-mkconfig").lines
+    for arguments, errors in cases.items():
+        found = run("-mkconfig", *arguments.split())
+        check(found == (plain, "".join(line + "\n" for line in errors), 0), f"{arguments}: {found}")
+    lines, errors, _ = run("-mkconfig", "-cfg", "there.cfg")
+    check("info string MultiPV set to 2" in lines and errors == "", f"{lines}, {errors!r}")
+    errors = run("-mkconfig", "-cfg", "folder").errors
+    check(errors == "can't read folder: Is a directory\n", f"-cfg folder: {errors!r}")
+    found = run(text="setoption name ConfigFilePath value none.cfg\nsetoption name OwnBook_File value none.bin\n")
+    check(found.errors == "", f"not named on the command line: {found.errors!r}")
+
+
+def test_memory_that_is_not_there_is_told():
+    if PATIENCE > 1:
+        return  # sanitizers reserve more than the limit
+    limits = [(resource.RLIMIT_AS, 2000 << 20)]
+    line = "no memory for a transposition table of {} MB\n"
+    lines, errors, status = run("-hash", 4000, limits=limits)
+    check((lines[1:], errors, status) == ([""], line.format(4000), 1), f"start-up: {lines}, {errors!r}, {status}")
+    lines, errors, status = run(text="setoption name Hash value 32768\nisready\n", limits=limits)
+    check((lines[-2:], errors, status) == (["info string Hash set to 32768", ""], line.format(32768), 255),
+          f"option: {lines}, {errors!r}, {status}")
+
+
+# A Polyglot book whose start position has the one move a2a4.
+ODD_BOOK = bytes.fromhex("463b96181691fc9c" "0218" "0001" "00000000")
+
+
+def test_books_and_tables_are_off_after_the_empty_text():
+    pathlib.Path("odd.bin").write_bytes(ODD_BOOK)
+    options = {"OwnBook_File": "odd.bin", "OwnBook2_File": "odd.bin", "SyzygyPath": str(DATA / "syzygy")}
+    with Session() as tarn:
+        def search(position):
+            tarn.send("position " + position, "go depth 3")
+            return tarn.wait_for("bestmove")
+
+        tarn.send("setoption name OwnBook value true", "setoption name OwnBook2_Depth value 20")
+        for value in options, dict.fromkeys(options, "<empty>"):
+            tarn.send(*(f"setoption name {name} value {text}" for name, text in value.items()))
+            lines = tarn.ready()
+            for name, text in value.items():
+                said = f"info string {name} set to '{text.replace('<empty>', '')}'"
+                check(said in lines, f"no {said!r} in {lines}")
+            answer = search("startpos")[-1]
+            check((answer == "bestmove a2a4") == (value is options), f"{value}: {answer}")
+            hits = [int(n) for n in re.findall(r"tbhits (\d+)", "".join(search("fen 8/8/8/4k3/8/8/8/KQ6 w - - 0 1")))]
+            check(hits and (max(hits) > 0) == (value is options), f"{value}: tbhits {hits}")
 
 
 def test_log_holds_commands_and_answers():

@@ -32,6 +32,9 @@ TEST_F(Options, values_are_clamped_reported_and_stored) {
         {"UCI_Opponent", "none 2500 computer X", "opponent_elo set to 2500", [] { return settings.opponent_elo; },
          2500},
         {"UCI_Opponent", "GM 9000 human Z", "opponent_elo set to 4000", [] { return settings.opponent_elo; }, 4000},
+        {"OwnBook_File", "<empty>", "OwnBook_File set to ''", [] { return settings.book_file[0]; }, 0},
+        {"ConfigFilePath", "<empty>", "ConfigFilePath set to ''", [] { return settings.config_file[0]; }, 0},
+        {"OwnBook_File", "<Empty>", "OwnBook_File set to '<Empty>'", [] { return settings.book_file[7]; }, 0},
         {"OwnBook_File", "a b.bin ", "OwnBook_File set to 'a b.bin '", [] { return settings.book_file[8]; }, 0},
     };
     for (const auto& c : cases) {
