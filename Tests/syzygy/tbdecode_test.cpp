@@ -123,6 +123,24 @@ TEST_F(SyzygyDecoding, block_numbers_beyond_the_file_are_found_at_set_up) {
     }
 }
 
+// Another program may write to a mapped file. Values may then be wrong, but nothing is read outside the file.
+TEST_F(SyzygyDecoding, bytes_that_change_after_set_up_are_read_within_their_bounds) {
+    use_path(data_file("syzygy"));
+    std::mt19937_64 random(11);
+    for (const TableFile& file : all_tables()) {
+        const Block block(file.bytes);
+        TableData table;
+        ASSERT_TRUE(set_up_table(table, block.map, file.material, file.kind)) << file.name;
+        EXPECT_TRUE(is_whole(table)) << file.name;
+        std::uint8_t* const bytes = block.memory.get();
+        for (const int fill : {0xFF, 0x55, -1, -1, 0}) {  // -1: random bytes
+            std::generate(bytes, bytes + file.bytes.size(), [&] { return fill < 0 ? random() : fill; });
+            EXPECT_TRUE(values_in_range(table, file.kind, random, 40)) << file.name << ' ' << fill;
+            EXPECT_FALSE(is_whole(table)) << file.name << ' ' << fill;
+        }
+    }
+}
+
 // Large tables have value maps of 16-bit words. Here they follow the piece orders of a small one, in which every
 // position is stored as 1: set 0 has bytes, an odd number of them, set 1 words.
 TEST_F(SyzygyDecoding, wide_value_maps_are_read_as_words) {
