@@ -4,6 +4,9 @@
 #include <errno.h>
 #include <signal.h>
 #include <sys/mman.h>
+#if defined(__linux__)
+#include <sys/syscall.h>
+#endif
 #include <unistd.h>
 
 #include <atomic>
@@ -21,6 +24,17 @@ std::atomic<Guard*> guards = nullptr;
 std::uintptr_t page_size = 0;  // 0: no handler yet
 struct sigaction previous_action;
 
+// Past ThreadSanitizer where that is possible, which takes mmap for a write to pages that other threads read.
+bool map_zeros(std::uintptr_t begin, std::uintptr_t end) {
+    constexpr int FLAGS = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
+#if defined(__linux__) && defined(__LP64__)
+    return syscall(SYS_mmap, begin, end - begin, PROT_READ, FLAGS, -1L, 0L) == static_cast<long>(begin);
+#else
+    void* const place = reinterpret_cast<void*>(begin);
+    return mmap(place, end - begin, PROT_READ, FLAGS, -1, 0) == place;
+#endif
+}
+
 // False when the address lies in no guarded mapping, or the system refuses.
 bool put_zeros_from(std::uintptr_t address) {
     for (const Guard* guard = guards; guard; guard = guard->next) {
@@ -28,9 +42,7 @@ bool put_zeros_from(std::uintptr_t address) {
         const std::uintptr_t end = guard->end;
         if (begin == 0 || address < begin || address >= end) continue;
         if (guard->begin != begin) continue;  // `end` may be another mapping's
-        const std::uintptr_t page = address & ~(page_size - 1);
-        void* const place = reinterpret_cast<void*>(page);
-        return mmap(place, end - page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == place;
+        return map_zeros(address & ~(page_size - 1), end);
     }
     return false;
 }
