@@ -153,14 +153,16 @@ bool read_pairs_header(Cursor& in, PairsData& pairs, int& flags) {
 
     const int symbols = static_cast<int>(in.u16());
     if (symbols < 1 || symbols > MAX_SYMBOLS) return false;
-    pairs.symbols = in.take(3 * static_cast<std::uint64_t>(symbols));
-    if (!pairs.symbols) return false;
+    const std::size_t symbol_bytes = 3 * static_cast<std::size_t>(symbols);
+    const std::uint8_t* const symbol_area = in.take(symbol_bytes);
+    if (!symbol_area) return false;
+    pairs.symbols.assign(symbol_area, symbol_area + symbol_bytes);
     in.align(2);
 
     pairs.symbol_lengths.assign(static_cast<std::size_t>(symbols), 0);
     std::vector<bool> measured(static_cast<std::size_t>(symbols), false);
     for (int symbol = 0; symbol < symbols; ++symbol) {
-        if (!measure_symbol(pairs.symbols, pairs.symbol_lengths, measured, symbol, 0)) return false;
+        if (!measure_symbol(pairs.symbols.data(), pairs.symbol_lengths, measured, symbol, 0)) return false;
     }
     return set_up_codes(pairs, lengths, symbols) && in.sound;
 }
@@ -223,6 +225,13 @@ bool block_numbers_fit(const EncodingSet& set) {
     return values >= set.order.positions;
 }
 
+void set_mark(TableData& table) {
+    std::size_t end = table.size;
+    while (end > sizeof table.marked && table.file[end - 1] == 0) --end;
+    table.mark = table.file + end - sizeof table.marked;
+    std::memcpy(&table.marked, table.mark, sizeof table.marked);
+}
+
 // ---- Lookup ----
 
 // Finds the block of an index and the place of its value in it. Only damaged tables lead out of the blocks.
@@ -276,16 +285,16 @@ int find_symbol(const PairsData& pairs, const std::uint8_t* bits, const std::uin
 // Follows the pairs down to the leaf at the place.
 int expand_symbol(const PairsData& pairs, int symbol, int place) {
     while (pairs.symbol_lengths[static_cast<std::size_t>(symbol)] != 0) {
-        const int left = left_half(pairs.symbols, symbol);
+        const int left = left_half(pairs.symbols.data(), symbol);
         const int left_values = pairs.symbol_lengths[static_cast<std::size_t>(left)] + 1;
         if (place < left_values) {
             symbol = left;
         } else {
             place -= left_values;
-            symbol = right_half(pairs.symbols, symbol);
+            symbol = right_half(pairs.symbols.data(), symbol);
         }
     }
-    return left_half(pairs.symbols, symbol);
+    return left_half(pairs.symbols.data(), symbol);
 }
 
 }  // namespace
@@ -318,6 +327,7 @@ bool set_up_table(TableData& table, const FileMap& map, const Material& material
         in.align(2);
     }
     take_areas(in, table.sets);
+    set_mark(table);
     return in.sound && std::all_of(table.sets.begin(), table.sets.end(), [](const EncodingSet& set) {
                return set.pairs.constant >= 0 || block_numbers_fit(set);
            });

@@ -4,6 +4,7 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "platform/file_ops.h"
+#include "platform/map_guard.h"
 #include "syzygy/tbprobe.h"
 
 #include <algorithm>
@@ -88,6 +89,7 @@ bool has_file(const std::string& name, TableKind kind) {
 }
 
 void let_go(FileMap& map) {
+    release_guard(map);
     const UnmapErrors errors = unmap_file(map);
     if (errors.view != 0) std::fprintf(stderr, "unmap failed, error code %lu\n", errors.view);
     if (errors.handle != 0) std::fprintf(stderr, "CloseHandle failed, error code %lu\n", errors.handle);
@@ -239,8 +241,9 @@ bool load_table(TableEntry& entry, TableKind kind) {
             if (error.step == MapError::OPENING) return false;
             cannot_map(error, entry.name, kind);
         }
+        guard_map(map);
         auto data = std::make_unique<TableData>();
-        if (set_up_table(*data, map, entry.material, kind)) {
+        if (read_layout(*data, map, path, entry.material, kind)) {
             entry.data[kind] = std::move(data);
             return true;
         }
@@ -303,4 +306,16 @@ const TableData* table_data(TableEntry& entry, TableKind kind) {
         }
     }
     return entry.data[kind].get();
+}
+
+bool read_layout(TableData& data, const FileMap& map, const std::string& path, const Material& material,
+                 TableKind kind) {
+    // The size is asked for last: a file that has it now had all its bytes while they were read.
+    return set_up_table(data, map, material, kind) && file_size(path.c_str()) == static_cast<std::int64_t>(map.size);
+}
+
+void give_up_table(TableEntry& entry, TableKind kind) {
+    if (entry.rejected.exchange(true)) return;
+    std::fprintf(stderr, "Tablebase file %s%s was truncated and is no longer used.\n", entry.name.c_str(),
+                 EXTENSIONS[kind]);
 }

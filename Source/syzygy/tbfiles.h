@@ -16,7 +16,7 @@ struct TableEntry {
     Material material;
     bool has_dtm;  // a valid .rtbm file exists; such files are only counted
     bool has_dtz;
-    std::atomic<bool> rejected;  // a file was damaged or is gone: the material is unknown; any thread
+    std::atomic<bool> rejected;  // a file is damaged, truncated or gone: the material is unknown; any thread
     std::atomic<bool> ready[3];  // by TableKind: the data below can be read; any thread
     FileMap maps[3];
     std::unique_ptr<TableData> data[3];
@@ -31,3 +31,12 @@ TableEntry* find_table(std::uint64_t key);
 // Data of one kind of the entry's files, mapped and checked on first use; nullptr rejects the whole entry.
 // Any thread.
 const TableData* table_data(TableEntry& entry, TableKind kind);
+
+// Reads the layout of a guarded mapping of the file at `path`. False when the table is damaged, or was truncated since
+// it was mapped.
+bool read_layout(TableData& data, const FileMap& map, const std::string& path, const Material& material,
+                 TableKind kind);
+
+// Rejects an entry, one of whose files was truncated after it had been mapped, and says so on the error stream, once.
+// Any thread.
+void give_up_table(TableEntry& entry, TableKind kind);

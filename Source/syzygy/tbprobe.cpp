@@ -207,7 +207,8 @@ int probe_table(const ProbePosition& position, int wdl, int& success, bool dtz) 
     if (!entry || (dtz && !entry->has_dtz)) return fail(success);
     const Material& material = entry->material;
     if (popcount(occ) != material.pieces) return fail(success);
-    const TableData* const table = table_data(*entry, dtz ? DTZ_TABLE : WDL_TABLE);
+    const TableKind kind = dtz ? DTZ_TABLE : WDL_TABLE;
+    const TableData* const table = table_data(*entry, kind);
     if (!table) return fail(success);
 
     // Turn the board so that the side named first is White, and White to move where both are alike.
@@ -234,9 +235,13 @@ int probe_table(const ProbePosition& position, int wdl, int& success, bool dtz) 
     }
     const std::uint64_t index = position_index(set.order, material, squares);
     const int stored = stored_value(*table, set, index);
-    if (!dtz) return stored >= 0 && stored <= 4 ? stored - 2 : fail(success);
-    const int plies = stored >= 0 ? mapped_dtz(*table, set.dtz, stored, wdl) : -1;
-    return plies >= 0 ? plies : fail(success);
+    const int value = dtz && stored >= 0 ? mapped_dtz(*table, set.dtz, stored, wdl) : stored;
+    if (!is_whole(*table)) {
+        give_up_table(*entry, kind);
+        return fail(success);
+    }
+    if (dtz) return value >= 0 ? value : fail(success);
+    return value >= 0 && value <= 4 ? value - 2 : fail(success);
 }
 
 int probe_wdl(const ProbePosition& position, int& success) {

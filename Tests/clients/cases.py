@@ -68,9 +68,9 @@ def interrupt(*arguments, file, size=1, sent=signal.SIGINT, program=PROGRAM):
 class Session:
     """One running program whose lines are read as they come."""
 
-    def __init__(self, *arguments):
+    def __init__(self, *arguments, errors=subprocess.DEVNULL):
         self.process = subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=subprocess.DEVNULL)
+                                        stderr=errors)
         self.lines = queue.Queue()
         self.seen = []
         threading.Thread(target=self._read, daemon=True).start()

@@ -105,11 +105,14 @@ TEST_F(SyzygyDecoding, block_numbers_beyond_the_file_are_found_at_set_up) {
     TableData table;
     ASSERT_TRUE(set_up_table(table, whole.map, file.material, WDL_TABLE));
     const PairsData& pairs = table.sets[1].pairs;
+    const std::uint8_t* const end = whole.map.data + whole.map.size;
+    const std::uint8_t* const symbols = std::search(whole.map.data, end, pairs.symbols.begin(), pairs.symbols.end());
+    ASSERT_NE(symbols, end);
     const std::pair<const char*, const std::uint8_t*> places[] = {
         {"block number of a span", pairs.index_table + 3},
         {"middle of a span", pairs.index_table + 4},
         {"size of a block", pairs.size_table},
-        {"left symbol of a pair", pairs.symbols + 3 * (pairs.symbol_lengths.size() - 1)},
+        {"left symbol of a pair", symbols + 3 * (pairs.symbol_lengths.size() - 1)},
     };
     for (const auto& [what, place] : places) {
         std::vector<std::uint8_t> bytes = file.bytes;
@@ -117,6 +120,24 @@ TEST_F(SyzygyDecoding, block_numbers_beyond_the_file_are_found_at_set_up) {
         const Block block(bytes);
         TableData damaged;
         EXPECT_FALSE(set_up_table(damaged, block.map, file.material, WDL_TABLE)) << what;
+    }
+}
+
+// Another program may write to a mapped file. Values may then be wrong, but nothing is read outside the file.
+TEST_F(SyzygyDecoding, bytes_that_change_after_set_up_are_read_within_their_bounds) {
+    use_path(data_file("syzygy"));
+    std::mt19937_64 random(11);
+    for (const TableFile& file : all_tables()) {
+        const Block block(file.bytes);
+        TableData table;
+        ASSERT_TRUE(set_up_table(table, block.map, file.material, file.kind)) << file.name;
+        EXPECT_TRUE(is_whole(table)) << file.name;
+        std::uint8_t* const bytes = block.memory.get();
+        for (const int fill : {0xFF, 0x55, -1, -1, 0}) {  // -1: random bytes
+            std::generate(bytes, bytes + file.bytes.size(), [&] { return fill < 0 ? random() : fill; });
+            EXPECT_TRUE(values_in_range(table, file.kind, random, 40)) << file.name << ' ' << fill;
+            EXPECT_FALSE(is_whole(table)) << file.name << ' ' << fill;
+        }
     }
 }
 
