@@ -147,6 +147,7 @@ TEST_F(Console, a_game_that_cannot_be_saved_is_told_on_the_error_stream) {
     for (const char* folder : {"tmp.pgn", "folder.pgn"}) std::filesystem::create_directory(folder);
     std::filesystem::create_symlink("/dev/full", "full.pgn");
     for (const auto& c : cases) {
+        if (std::string_view(c.command) == "save full.pgn" && !std::filesystem::exists("/dev/full")) continue;
         run(c.setup);
         EXPECT_EQ(errors([&] { EXPECT_EQ(run(c.command), "") << c.command; }), c.error);
     }

@@ -38,7 +38,7 @@ TEST(Perft, a_stopped_count_counts_nothing_and_leaves_the_board_alone) {
     EXPECT_EQ(perft_until(board.position, 4, [] { return ++looks > 1; }), 4'085'603u);
     EXPECT_EQ(looks, 1);
     looks = 0;
-    EXPECT_EQ(perft_until(board.position, 6, [] { return ++looks == 3; }), std::nullopt);
+    EXPECT_EQ(perft_until(board.position, 5, [] { return ++looks == 3; }), std::nullopt);
     EXPECT_EQ(looks, 3) << "the rest of the tree was searched";
     EXPECT_EQ(bytes_of(board.position), before);
     EXPECT_EQ(board.game->game_ply, 0);
