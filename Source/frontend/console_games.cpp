@@ -138,7 +138,11 @@ std::string pgn_game() {
     const char* const result = termination_marker();
     const int count = game_record->game.game_ply;
     take_back_game();
-    const bool playable = is_playable(board());
+    if (!is_playable(board())) {
+        while (game_record->game.game_ply < count) make_game_move(redo_move());
+        std::fprintf(stderr, "illegal position, nothing was saved\n");
+        return {};
+    }
     const std::string tags = game_tags(result);
     WordLines moves;
     int number = first_move_number();
@@ -148,10 +152,6 @@ std::string pgn_game() {
         if (!white) ++number;
         add_word(moves, move_to_pgn(board(), redo_move()));
         make_game_move(redo_move());
-    }
-    if (!playable) {
-        std::fprintf(stderr, "illegal position, nothing was saved\n");
-        return {};
     }
     add_word(moves, result);
     return tags + '\n' + moves.text + "\n\n";
