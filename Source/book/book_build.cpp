@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <iterator>
 #include <span>
@@ -205,8 +206,12 @@ void append_record(std::string& bytes, std::uint64_t key, const WeighedMove& ent
     append(0, 4);
 }
 
-// Returns the number of records written, or -1.
+// Returns the number of records written, or -1. An older book is worth more than an empty one.
 int write_book(std::span<const MoveStatistics> moves) {
+    if (std::ranges::none_of(moves, is_kept) && file_exists(BUILT_BOOK)) {
+        std::fprintf(stderr, "no move for a book was found, %s was left as it was\n", BUILT_BOOK);
+        return 0;
+    }
     delete_file(BUILT_BOOK);
     OutputFile file;
     if (!create_output(file, BUILT_BOOK)) return -1;
@@ -232,7 +237,7 @@ int write_book(std::span<const MoveStatistics> moves) {
 int build_book(Position& board) {
     const char* const name = settings.pgn_file;
     TextReader file;
-    if (!is_other_file(name, BUILT_BOOK)) return 1;
+    if (!is_other_file(name, BUILT_BOOK)) return 0;
     if (!open_text(file, name)) return report_missing(name, errno);
     catch_interrupts();
     print_format(" Creating file %s from games in %s", BUILT_BOOK, name);

@@ -219,7 +219,7 @@ constexpr Command COMMANDS[] = {
     {"]", "", "play it again", redo_command},
     {"jump", "N", "go to move number N of the game", jump_command},
     {"load", "FILE.pgn TAG", "load the first game with the word TAG in a header line", load_command},
-    {"save", "", "append the game to tmp.pgn", save_command},
+    {"save", "[FILE.pgn]", "append the game: its moves to tmp.pgn, or a whole game to FILE.pgn", save_command},
     {"mv", "", "let the engine play a move, from the books or after thinking", play_command},
     {"self", "", "let it play both sides to the end of the game", self_play_command},
     {"go", "[N]", "analyse without playing, to depth N", analyse_command},

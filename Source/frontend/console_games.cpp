@@ -1,7 +1,10 @@
-// The console's game files: one game loaded, the game on the board saved.
+// The console's game files: one game loaded, the game on the board saved, in short form or as other programs read it.
 #include "frontend/console_line.h"
 #include "frontend/game_stack.h"
 #include "frontend/output.h"
+#include "frontend/settings.h"
+#include "platform/file_reports.h"
+#include "platform/output_file.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "position/notation.h"
@@ -19,6 +22,7 @@ constexpr std::size_t SHORTEST_TAG_TEXT = 3;
 constexpr std::size_t SHORTEST_GAME = 21;  // characters
 constexpr const char* SAVE_FILE = "tmp.pgn";
 constexpr int MOVES_PER_SAVED_LINE = 11;
+constexpr std::size_t LONGEST_PGN_LINE = 79;
 
 Position& board() {
     return game_record->position;
@@ -55,37 +59,119 @@ void load_game(const std::string& file, const std::string& tag_text) {
     print_raw("read %d games\n\n", game.game_count);
 }
 
-bool has_legal_move() {
-    for (const MoveEntry* entry = gen_all(board()); entry->move != END_OF_LIST; ++entry) {
-        if (is_legal(board(), board().side, entry->move)) return true;
+// The game in the short form: a tag, and the moves without their numbers.
+std::string short_game() {
+    std::string text = "[Event \"Unknown\"]\n";
+    const int count = game_record->game.game_ply;
+    take_back_game();
+    while (game_record->game.game_ply < count) {
+        text += move_to_san(board(), redo_move()).san + ' ';
+        make_game_move(redo_move());
+        if (game_record->game.game_ply % MOVES_PER_SAVED_LINE == 0) text += '\n';
     }
-    return false;
+    return text + "\n\n";
 }
 
 // How the game on the board stands. Other programs take a game without this for a broken one.
 const char* termination_marker() {
     if (!is_playable(board())) return "*";
-    if (has_legal_move()) return is_draw(board(), 0) ? "1/2-1/2" : "*";
+    if (has_legal_move(board())) return is_draw(board(), 0) ? "1/2-1/2" : "*";
     const int c = board().side;
     if (!is_attacked(board(), board().king_square[c], c ^ 1)) return "1/2-1/2";
     return c == WHITE ? "0-1" : "1-0";
 }
 
-std::string game_text() {
-    std::string text = "[Event \"Unknown\"]\n";
+// True when a king or rook with castling rights stands elsewhere than in the usual start position.
+bool has_chess960_castling() {
+    for (int right = 0; right < 4; ++right) {
+        if (!(board().castling & 1 << right)) continue;
+        const int first = (right >> 1) == WHITE ? 0 : 56;  // a1 or a8
+        const int corner = first + ((right & 1) == CASTLE_K ? 7 : 0);
+        if (board().king_square[right >> 1] != first + 4 || board().castle_rook[right] != corner) return true;
+    }
+    return false;
+}
+
+void add_tag(std::string& text, const char* name, std::string_view value) {
+    text += format_text("[%s \"%.*s\"]\n", name, static_cast<int>(value.size()), value.data());
+}
+
+// The tags of a game that begins with the position on the board. The outermost rook is the only one that can have a
+// castling right, so that the letters KQkq name it for readers of either notation.
+std::string game_tags(const char* result) {
+    std::string text;
+    add_tag(text, "Event", "Unknown");
+    add_tag(text, "Site", "?");
+    add_tag(text, "Date", "????.??.??");
+    for (const char* name : {"Round", "White", "Black"}) add_tag(text, name, "?");
+    add_tag(text, "Result", result);
+    const bool chess960 = settings.chess960 || has_chess960_castling();
+    const std::string start =
+        format_text("%s %d %d", position_to_fen(board(), false).c_str(), board().rule50, first_move_number());
+    if (chess960) add_tag(text, "Variant", "Chess960");
+    if (chess960 || start != std::string(START_FEN) + " 0 1") {
+        add_tag(text, "SetUp", "1");
+        add_tag(text, "FEN", start);
+    }
+    return text;
+}
+
+// Words in lines of at most LONGEST_PGN_LINE characters.
+struct WordLines {
+    std::string text;
+    std::size_t column = 0;
+};
+
+void add_word(WordLines& lines, const std::string& word) {
+    if (lines.column + 1 + word.size() > LONGEST_PGN_LINE) {
+        lines.text += '\n';
+        lines.column = 0;
+    }
+    if (lines.column > 0) lines.text += ' ';
+    lines.column += word.size() + (lines.column > 0 ? 1 : 0);
+    lines.text += word;
+}
+
+// The game as other programs read it; empty, after one line on the error stream, when it does not begin with a position
+// that can be played.
+std::string pgn_game() {
+    const char* const result = termination_marker();
     const int count = game_record->game.game_ply;
     take_back_game();
-    // Without it the moves of a game from another position could not be read back.
-    const std::string start = position_to_fen(board(), false);
-    if (start != START_FEN) {
-        text += format_text("[SetUp \"1\"]\n[FEN \"%s %d 1\"]\n", start.c_str(), board().rule50);
+    if (!is_playable(board())) {
+        while (game_record->game.game_ply < count) make_game_move(redo_move());
+        std::fprintf(stderr, "illegal position, nothing was saved\n");
+        return {};
     }
+    const std::string tags = game_tags(result);
+    WordLines moves;
+    int number = first_move_number();
     while (game_record->game.game_ply < count) {
-        text += move_to_pgn(board(), redo_move()) + ' ';
+        const bool white = board().side == WHITE;
+        if (white || game_record->game.game_ply == 0) add_word(moves, std::to_string(number) + (white ? "." : "..."));
+        if (!white) ++number;
+        add_word(moves, move_to_pgn(board(), redo_move()));
         make_game_move(redo_move());
-        if (game_record->game.game_ply % MOVES_PER_SAVED_LINE == 0) text += '\n';
     }
-    return text + termination_marker() + "\n\n";
+    add_word(moves, result);
+    return tags + '\n' + moves.text + "\n\n";
+}
+
+// True when a game can follow: nothing or an empty line comes before it.
+bool ends_with_empty_line(const std::string& name) {
+    std::FILE* const file = std::fopen(name.c_str(), "rb");
+    if (!file) return true;
+    std::string last = "\n\n";
+    if (std::fseek(file, -2, SEEK_END) == 0) last.resize(std::fread(last.data(), 1, last.size(), file));
+    std::fclose(file);
+    return last == "\n\n";
+}
+
+void append_game(const std::string& name, const std::string& game) {
+    OutputFile file;
+    if (!append_output(file, name)) return;
+    put(file, game);
+    close_output(file);
 }
 
 }  // namespace
@@ -98,10 +184,12 @@ void load_command(const ConsoleLine& line) {
     reset_clocks();
 }
 
-void save_command(const ConsoleLine&) {
-    std::FILE* const file = std::fopen(SAVE_FILE, "a");
-    if (!file) return;
-    const std::string text = game_text();
-    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (std::fclose(file) != 0 || !written) print_format("cannot write %s", SAVE_FILE);
+void save_command(const ConsoleLine& line) {
+    const std::string& name = line.words[1];
+    if (name.empty()) {
+        append_game(SAVE_FILE, short_game());
+    } else if (has_extension(name, ".pgn")) {
+        const std::string game = pgn_game();
+        if (!game.empty()) append_game(name, (ends_with_empty_line(name) ? "" : "\n\n") + game);
+    }
 }

@@ -4,6 +4,7 @@
 #include "eval/network.h"
 #include "frontend/console_line.h"
 #include "frontend/game_stack.h"
+#include "frontend/input.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "frontend/words.h"
@@ -19,6 +20,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +45,19 @@ void show_last_move() {
     print_raw(board().side == BLACK ? "%d. %s%s\n" : "%d... %s%s\n", (ply + 1) / 2, square_names[move_from(move)],
               square_names[move_to(move)]);
 }
+
+// The moves that were taken back can still be replayed after a command that makes moves of its own on the game record.
+class UndoneMoves {
+public:
+    UndoneMoves() : from_(game().game_ply), kept_(game().game_stack + from_, std::end(game().game_stack)) {}
+    ~UndoneMoves() { std::copy(kept_.begin(), kept_.end(), game().game_stack + from_); }
+    UndoneMoves(const UndoneMoves&) = delete;
+    UndoneMoves& operator=(const UndoneMoves&) = delete;
+
+private:
+    const int from_;
+    const std::vector<UndoRecord> kept_;
+};
 
 // A search of depth 0 leaves the root's static values behind.
 void search_depth_zero() {
@@ -115,6 +131,7 @@ void swap_command(const ConsoleLine&) {
 }
 
 void line_command(const ConsoleLine&) {
+    const UndoneMoves undone;
     Move line[LINE_SIZE] = {};
     if (is_playable(board())) extend_line_from_hash(*game_record, 1, line);
     game().search_ply = 1;
@@ -134,12 +151,15 @@ void line_command(const ConsoleLine&) {
 void perft_command(const ConsoleLine& line) {
     if (!require_playable()) return;
     const int depth = read_int(line.words[1], 1, MAX_PERFT_DEPTH);
-    // Counting makes moves on the game record: those that were taken back must still be there to replay.
-    UndoRecord* const undone = game().game_stack + game().game_ply;
-    const std::vector<UndoRecord> kept(undone, game().game_stack + GAME_STACK_SIZE);
+    const UndoneMoves undone;
+    watch_input();
     const double start = monotonic_seconds();
-    const auto nodes = static_cast<double>(perft(board(), depth));
+    const std::optional<std::uint64_t> leaves = perft_until(board(), depth, must_stop_command);
     const double seconds = monotonic_seconds() - start + 0.0001;
-    std::copy(kept.begin(), kept.end(), undone);
+    if (!leaves) {
+        std::fprintf(stderr, "perft stopped\n");
+        return;
+    }
+    const auto nodes = static_cast<double>(*leaves);
     print_format("visited %0.0f nodes in %0.3f seconds, nps= %0.0f", nodes, seconds, nodes / (seconds + 0.001));
 }

@@ -1,12 +1,39 @@
 // The front end's game record: a thin layer over making moves that keeps its stack within bounds.
 #include "frontend/game_stack.h"
 
+#include "frontend/words.h"
 #include "position/make_move.h"
 #include "search/search_thread.h"
 
 #include <cstring>
 
+namespace {
+
+constexpr int POSITION_FIELDS = 4;  // of a FEN, before its two counters
+constexpr int LARGEST_MOVE_NUMBER = 9999;
+
+int move_number = 1;
+
+bool is_number(std::string_view word) {
+    return !word.empty() && word.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// Other words may follow a position where its counters are left out.
+int number_in(std::string_view fen) {
+    for (int field = 0; field < POSITION_FIELDS; ++field) next_word(fen);
+    const std::string_view clock = next_word(fen);
+    const std::string_view number = next_word(fen);
+    return is_number(clock) && is_number(number) ? read_int(number, 1, LARGEST_MOVE_NUMBER) : 1;
+}
+
+}  // namespace
+
+int first_move_number() {
+    return move_number;
+}
+
 void set_game_position(std::string_view fen) {
+    move_number = number_in(fen);
     set_position(game_record->position, fen);
     clear_redo_move();
 }

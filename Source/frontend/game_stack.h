@@ -11,6 +11,9 @@ constexpr int MAX_GAME_MOVES = 800;
 // Sets up the game record's position with an empty game and no move to redo.
 void set_game_position(std::string_view fen);
 
+// Full-move number of the position that was set up last: that of its FEN, else 1.
+int first_move_number();
+
 // Makes a move on the game record, back at the root ply. The caller keeps the game within MAX_GAME_MOVES.
 void make_game_move(Move move);
 // Takes back the last move; there must be one.

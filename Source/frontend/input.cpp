@@ -5,6 +5,7 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "frontend/uci.h"
+#include "frontend/words.h"
 #include "platform/clock.h"
 #include "platform/console_input.h"
 #include "search/search_control.h"
@@ -17,8 +18,11 @@ namespace {
 constexpr char SEPARATOR = '@';
 constexpr std::size_t CHUNK = 65536;
 constexpr double NO_TIME_LIMIT = -1;
+constexpr double SECONDS_TO_SETTLE = 0.1;  // faster than anybody types an answer to what a command prints
+constexpr double SECONDS_AFTER_END = 600;
 
 LineBuffer buffered;
+InputWatch watch;
 bool opened = false;
 bool input_ended = false;
 bool end_quits = true;
@@ -135,4 +139,33 @@ bool wait_for_line(std::string& line) {
 
 void ignore_end_of_input() {
     end_quits = false;
+}
+
+Wish look_at_input(InputWatch& watched, const LineBuffer& buffer, bool input_ended, double now) {
+    const std::string_view pending = buffer.pending;
+    if (!watched.settled) {
+        watched.settled = now >= watched.start + SECONDS_TO_SETTLE;
+        watched.unseen = pending.rfind(SEPARATOR) + 1;  // 0 when there is none
+    }
+    for (std::size_t end; (end = pending.find(SEPARATOR, watched.unseen)) != std::string_view::npos;) {
+        std::string_view line = pending.substr(watched.unseen, end - watched.unseen);
+        watched.unseen = end + 1;
+        const std::string_view word = next_word(line);
+        if (word == "quit") return Wish::QUIT;
+        if (word == ".") return Wish::STOP;
+    }
+    if (!input_ended) return Wish::NONE;
+    if (watched.end_of_input == 0) watched.end_of_input = now;
+    return now < watched.end_of_input + SECONDS_AFTER_END ? Wish::NONE : Wish::STOP;
+}
+
+void watch_input() {
+    watch = {.start = monotonic_seconds()};
+}
+
+bool must_stop_command() {
+    if (!input_ended && buffered.pending.size() < MAX_LINE) read_chunk();
+    const Wish wish = look_at_input(watch, buffered, input_ended, monotonic_seconds());
+    if (wish == Wish::QUIT) settings.quit = 1;
+    return wish != Wish::NONE;
 }

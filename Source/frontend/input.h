@@ -30,3 +30,23 @@ void append_input(LineBuffer& buffer, const char* bytes, std::size_t size);
 // Takes the next complete, non-empty line, at the end of the input also an unfinished last one. Adds the
 // number of lines dropped on the way to `too_long`.
 bool take_line(LineBuffer& buffer, bool end_of_input, std::string& line, int& too_long);
+
+// While a console command works for long, input is watched, not handled: what has come with the command waits for its
+// end, so that a script gets its answers. A "." or "quit" typed later asks for the end, and so do ten minutes after the
+// end of the input, when nobody is left to type one.
+struct InputWatch {
+    double start = 0;         // of the command, monotonic seconds
+    bool settled = false;     // what came with the command is there
+    std::size_t unseen = 0;   // index in `pending` of the first line typed later that was not looked at
+    double end_of_input = 0;  // when the end was seen; 0: not yet
+};
+
+enum class Wish { NONE, STOP, QUIT };
+
+// One look at what has come up to the time `now`.
+Wish look_at_input(InputWatch& watch, const LineBuffer& buffer, bool input_ended, double now);
+
+// Begins to watch standard input.
+void watch_input();
+// True when the command must end. The program is told to quit when that was asked for.
+bool must_stop_command();

@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 namespace {
 
@@ -32,6 +34,15 @@ bool create_output(OutputFile& output, const std::string& name) {
     output.whole = 0;
     output.failed = false;
     return open_file(output, "wb");
+}
+
+bool append_output(OutputFile& output, const std::string& name) {
+    output = OutputFile{};
+    output.name = name;
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(name, error);
+    if (!error) output.whole = size;
+    return open_file(output, "ab");
 }
 
 bool put(OutputFile& output, std::string_view item) {

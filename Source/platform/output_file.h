@@ -17,6 +17,8 @@ struct OutputFile {
 
 // Creates the file, or empties an existing one. False after one line on the error stream.
 bool create_output(OutputFile& output, const std::string& name);
+// Opens the file to go on at its end, or creates it. False after one line on the error stream.
+bool append_output(OutputFile& output, const std::string& name);
 // Adds one item; it is written together with others. False once a write has failed.
 bool put(OutputFile& output, std::string_view item);
 // Hands what is pending to the system; false once a write has failed.

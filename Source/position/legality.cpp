@@ -88,6 +88,13 @@ bool is_legal_near_king(const Position& position, int c, Move move) {
     return !uncovers_king(position, c, king, from, to);
 }
 
+bool has_legal_move(Position& position) {
+    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
+        if (is_legal(position, position.side, entry->move)) return true;
+    }
+    return false;
+}
+
 int move_flags(const Position& position, int c, const MoveEntry& entry) {
     const int to = move_to(entry.move);
     const int type = type_of(entry.piece);

@@ -248,18 +248,6 @@ void unmake_null_move(Position& position) {
     position.key = undo.key;
 }
 
-namespace {
-
-bool has_legal_move(Position& position) {
-    const int c = position.side;
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        if (is_legal(position, c, entry->move)) return true;
-    }
-    return false;
-}
-
-}  // namespace
-
 bool is_draw(Position& position, int plies_since_root) {
     if (position.rule50 <= 3) return false;
     if (position.rule50 >= 100) return has_legal_move(position);

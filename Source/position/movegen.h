@@ -48,6 +48,9 @@ inline bool is_legal(const Position& position, int c, Move move, bool in_check) 
     return is_legal_near_king(position, c, move);
 }
 
+// True when the side to move has a legal move. Overwrites the move list of the current search_ply.
+bool has_legal_move(Position& position);
+
 // Bits of move_flags.
 enum : int {
     MOVE_IS_CAPTURE = 1,

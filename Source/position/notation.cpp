@@ -5,6 +5,7 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "position/castling.h"
+#include "position/make_move.h"
 #include "position/movegen.h"
 
 #include <algorithm>
@@ -124,33 +125,56 @@ MoveForms move_to_san(const Position& position, Move move) {
     return forms;
 }
 
-std::string move_to_pgn(Position& position, Move move) {
-    const MoveForms forms = move_to_san(position, move);
-    const int c = position.side;
-    const int piece = position.board[move_from(move)];
-    if (is_castling(position, move)) return forms.alternate;
-    if (type_of(piece) == PAWN || move == NULL_MOVE) return forms.san;
-
-    Bitboard twins = 0;
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        const bool same_target = entry->piece == piece && move_to(entry->move) == move_to(move);
-        if (same_target && entry->move != move && is_legal(position, c, entry->move))
-            twins |= bit(move_from(entry->move));
-    }
-    const int from = move_from(move);
-    const bool on_file = twins & (FILE_A << file_of(from));
-    const bool on_rank = twins & (Bitboard{0xFF} << (rank_of(from) * 8));
-    if (!twins) return forms.alternate.substr(0, 1) + forms.alternate.substr(2);
-    if (!on_file) return forms.alternate;
-    if (!on_rank) return forms.alternate2;
-    return forms.alternate.substr(0, 2) + forms.alternate2.substr(1);
-}
-
 namespace {
 
 std::string_view without_check_sign(std::string_view text) {
     return text.substr(0, text.find('+'));
 }
+
+// Where the other pieces stand that could legally make the same move.
+Bitboard legal_twins(Position& position, Move move) {
+    Bitboard twins = 0;
+    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
+        const bool same_target = move_to(entry->move) == move_to(move) && entry->move != move;
+        if (same_target && entry->piece == position.board[move_from(move)] &&
+            is_legal(position, position.side, entry->move)) {
+            twins |= bit(move_from(entry->move));
+        }
+    }
+    return twins;
+}
+
+// The standard's text of the move without a check sign.
+std::string plain_san(Position& position, Move move) {
+    const Bitboard twins = legal_twins(position, move);
+    const MoveForms forms = move_to_san(position, move);
+    if (is_castling(position, move)) return forms.alternate;
+    if (type_of(position.board[move_from(move)]) == PAWN) return forms.san;
+    if (!twins) return forms.alternate.substr(0, 1) + forms.alternate.substr(2);
+    const int from = move_from(move);
+    if (!(twins & (FILE_A << file_of(from)))) return forms.alternate;
+    if (!(twins & (Bitboard{0xFF} << (rank_of(from) * 8)))) return forms.alternate2;
+    return forms.alternate.substr(0, 2) + forms.alternate2.substr(1);
+}
+
+// Of the position after the move, so that a castling rook's check counts too.
+const char* check_sign(Position& position, Move move) {
+    make_move(position, move);
+    const int c = position.side;
+    const bool check = is_attacked(position, position.king_square[c], c ^ 1);
+    const bool mate = check && !has_legal_move(position);
+    unmake_move(position);
+    return mate ? "#" : check ? "+" : "";
+}
+
+}  // namespace
+
+std::string move_to_pgn(Position& position, Move move) {
+    std::string text(without_check_sign(plain_san(position, move)));
+    return text += check_sign(position, move);
+}
+
+namespace {
 
 // Brings the typed text to the spelling of the forms: no check sign, "=Q" for any way to write a promotion,
 // castling with lower-case letters.

@@ -21,8 +21,9 @@ struct MoveForms {
 };
 MoveForms move_to_san(const Position& position, Move move);
 
-// The text of a legal move as other programs expect it in a game file: castling with capital letters, and origin file,
-// rank or both when another legal move needs them to differ. Overwrites the current move list.
+// The text of a legal move as other programs expect it in a game file: castling with capital letters, origin file, rank
+// or both when another legal move needs them to differ, signs for check and mate. Makes the move and takes it back, and
+// overwrites the move lists from the current search_ply on.
 std::string move_to_pgn(Position& position, Move move);
 
 // Reads SAN, coordinate notation and common variants against the legal moves of `position` (whose current

@@ -195,13 +195,13 @@ bool analyse_position(AnalysisFiles& files, const std::string& text, const EpdLi
 
 // ---- The run -------------------------------------------------------------------------------------------------
 
-// Opens all three and returns 0, or the exit status to end with. Nothing is created or emptied before the input is
-// known to be there and to be another file.
+// Opens all three. Otherwise `output` stays closed, and the exit status to end with is returned. Nothing is created or
+// emptied before the input is known to be there and to be another file.
 int open_files(AnalysisFiles& files, const char* input) {
     if (!open_lines(files.input, input, LONGEST_LINE)) return report_missing(input, errno);
-    if (!is_other_file(input, settings.output_file) || !is_other_file(input, CANDIDATE_FILE)) return 1;
+    if (!is_other_file(input, settings.output_file) || !is_other_file(input, CANDIDATE_FILE)) return 0;
     if (!create_output(files.candidates, CANDIDATE_FILE)) return FAILED;
-    if (!is_other_file(CANDIDATE_FILE, settings.output_file)) return 1;
+    if (!is_other_file(CANDIDATE_FILE, settings.output_file)) return 0;
     return create_output(files.output, settings.output_file) ? 0 : FAILED;
 }
 
@@ -286,10 +286,9 @@ int analyse_epd(const char* input, Candidates candidates, InputPoller poll) {
 }
 
 int build_opening_tree(const char* input, InputPoller poll) {
-    if (!is_other_file(input, settings.output_file)) return 1;
+    if (!is_other_file(input, settings.output_file)) return 0;
     print_format("copy %s %s", input, WORKING_FILE);
-    if (!same_file(input, WORKING_FILE)) copy_or_report(input, WORKING_FILE);
-    if (!file_exists(WORKING_FILE)) return 0;
+    if (!same_file(input, WORKING_FILE) && !copy_or_report(input, WORKING_FILE)) return FAILED;
     for (const std::uint8_t lines : LINES_BY_PASS) {
         settings.multipv = lines;
         const int status = analyse_epd(WORKING_FILE, Candidates::COLLECTED, poll);

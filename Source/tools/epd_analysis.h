@@ -22,11 +22,12 @@ enum class Candidates { IGNORED, COLLECTED };
 // Analyses the positions of the file `input` with the limits of `settings`, writes them to settings.output_file
 // ("analysis.epd" when that is empty) and prints the totals. "tmp_0.epd" takes the positions after the moves that are
 // at most 30 centipawns worse than the best of settings.multipv lines, when they are collected, and is left empty
-// otherwise. Returns the exit status: 0, also when there is no such input; 1 when the input cannot be read or would be
-// overwritten, or an interrupt ended the run; -1 when something cannot be created or written. What went wrong has been
-// reported.
+// otherwise. Returns the exit status: 0, also when nothing was done because there is no such input or a file would be
+// overwritten; 1 when the input cannot be read or an interrupt ended the run; -1 when something cannot be created or
+// written. What went wrong has been reported.
 int analyse_epd(const char* input, Candidates candidates, InputPoller poll);
 
 // Grows a tree of opening positions: copies the file to "tmp_1.epd" and analyses that with fewer lines in each of 12
-// passes, the positions collected in one pass being the input of the next. Returns the exit status as above.
+// passes, the positions collected in one pass being the input of the next. Returns the exit status as above; -1
+// also when a file, the first one included, cannot be copied.
 int build_opening_tree(const char* input, InputPoller poll);

@@ -151,11 +151,11 @@ bool is_training_position(const SearchedPosition& searched, double result) {
 }
 
 int make_train_data(const char* input_name, const char* output_name) {
-    if (!has_extension(input_name, ".epd") || !has_extension(output_name, ".epd")) return 1;
-    if (!is_other_file(input_name, output_name)) return 1;
+    if (!has_extension(input_name, ".epd") || !has_extension(output_name, ".epd")) return 0;
+    if (!is_other_file(input_name, output_name)) return 0;
     print_raw("infile= %s, outfile= %s\n", input_name, output_name);
     LineReader reader;
-    if (!open_lines(reader, input_name, EPD_LINE)) return report_unreadable(input_name, errno);
+    if (!open_lines(reader, input_name, EPD_LINE)) return report_missing(input_name, errno);
     OutputFile output;
     if (!create_output(output, output_name)) {
         close_lines(reader);

@@ -10,6 +10,7 @@
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "tools/pgn_reader.h"
+#include "tools/progress.h"
 
 #include <algorithm>
 #include <cctype>
@@ -203,7 +204,7 @@ int scan_pgn(Position& board) {
     const char* const input = settings.pgn_file;
     const char* const output = settings.output_file;
     if (!has_extension(input, ".pgn") || !has_extension(output, ".epd")) return 0;
-    if (!is_other_file(input, output)) return 1;
+    if (!is_other_file(input, output)) return 0;
     PgnReader reader;
     if (!open_pgn(reader, input)) return report_missing(input, errno);
     OutputFile epd;
@@ -213,13 +214,16 @@ int scan_pgn(Position& board) {
     }
 
     catch_interrupts();
+    Progress progress{"games read"};
     PgnGame game;
     while (!epd.failed && !interrupted() && next_game(reader)) {
         if (reader.finished && reader.text.size() < SHORTEST_LAST_GAME) break;
+        show_progress(progress, static_cast<std::size_t>(game.game_count));
         game.annotator_eval = 0;  // the scores of a game are its own
         parse_pgn_game(game, reader.text);
         put(epd, game_to_epd(game, board));
     }
+    end_progress(progress);
     put(epd, "\n");
     close_pgn(reader);
     if (!close_output(epd)) return -1;

@@ -41,7 +41,7 @@ Move read_game_move(const PgnGame& game, int ply, Position& board);
 std::string game_to_epd(const PgnGame& game, Position& board);
 
 // Writes the positions of all games of settings.pgn_file to settings.output_file. Returns the exit status: 0,
-// also when nothing was done because the names lack ".pgn" and ".epd" or there is no such input; 1 when the input
-// cannot be read or would be overwritten, or an interrupt ended the scan; -1 when the output cannot be created or
+// also when nothing was done because the names lack ".pgn" and ".epd", there is no such input, or it would be
+// overwritten; 1 when the input cannot be read or an interrupt ended the scan; -1 when the output cannot be created or
 // written. What went wrong has been reported.
 int scan_pgn(Position& board);

@@ -56,21 +56,27 @@ bool prepare(Workspace& work) {
     return work.values != nullptr;
 }
 
-// Returns the number of positions evaluated.
-std::size_t collect_statistics(const TrainingBuffer& buffer, Workspace& work) {
+// Adds the position's contributions to the statistics. False when memory ran out, which has been reported.
+bool evaluate_into(Workspace& work, const Position& position) {
+    return prepare(work) && add_contributions(game_record->eval.network, position, work.statistics.get());
+}
+
+// Counts the positions evaluated. False when memory ran out, which has been reported.
+bool collect_statistics(const TrainingBuffer& buffer, Workspace& work, std::size_t& evaluated) {
     Progress progress{"positions evaluated"};
-    std::size_t evaluated = 0;
-    for (std::size_t i = 0; i < buffer.count; ++i) {
+    bool enough_memory = true;
+    for (std::size_t i = 0; i < buffer.count && enough_memory; ++i) {
         if (i % PROGRESS_STEP == 0) {
             show_progress(progress, i);
             if (interrupted()) break;
         }
         Position& position = game_record->position;
-        if (!record_to_position(buffer.records[i], position) || !is_playable(position) || !prepare(work)) continue;
-        if (add_contributions(game_record->eval.network, position, work.statistics.get())) ++evaluated;
+        if (!record_to_position(buffer.records[i], position) || !is_playable(position)) continue;
+        enough_memory = evaluate_into(work, position);
+        if (enough_memory) ++evaluated;
     }
     end_progress(progress);
-    return evaluated;
+    return enough_memory;
 }
 
 bool write_network(const std::int16_t* values, std::int32_t count) {
@@ -145,15 +151,17 @@ int prune_network(const char* training_file) {
         std::fprintf(stderr, "no complete network to prune\n");
         return 1;
     }
-    if (!is_other_file(positions, PRUNED_NAME) || !is_other_file(settings.nn_file, PRUNED_NAME)) return 1;
+    if (!is_other_file(positions, PRUNED_NAME) || !is_other_file(settings.nn_file, PRUNED_NAME)) return 0;
     catch_interrupts();
     TrainingBuffer buffer;
-    if (read_training_file(positions.c_str(), buffer) != 0) return 1;
+    const TrainingRead read = read_training_file(positions.c_str(), buffer);
+    if (read != TrainingRead::COMPLETE) return exit_status(read);
 
     print_line("Collecting stats ...\n");
     const bool wide = network.hidden > PRUNED_WIDTH;
     Workspace work;
-    const std::size_t evaluated = wide ? collect_statistics(buffer, work) : 0;
+    std::size_t evaluated = 0;
+    if (wide && !collect_statistics(buffer, work, evaluated)) return 1;
     if (interrupted()) return report_interrupted(evaluated);
     print_line("Writing pruned net to pruned.bin ...\n");
     if (!wide) return 0;

@@ -125,20 +125,21 @@ bool epd_to_record(const EpdLine& epd, Position& position, TrainingRecord& recor
 }
 
 int epd_to_bin(const char* input_name) {
-    if (!has_extension(input_name, ".epd")) return 1;
+    if (!has_extension(input_name, ".epd")) return 0;
     std::string output_name = input_name;
     output_name.replace(output_name.find(".epd"), std::string::npos, ".bin");
-    if (!is_other_file(input_name, output_name)) return 1;
+    if (!is_other_file(input_name, output_name)) return 0;
     catch_interrupts();
     LineReader reader;
-    if (!open_lines(reader, input_name, EPD_LINE)) return report_unreadable(input_name, errno);
+    if (!open_lines(reader, input_name, EPD_LINE)) return report_missing(input_name, errno);
 
     TrainingBuffer buffer;
-    bool packed = false;
-    if (allocate_training_buffer(buffer)) {
-        print_raw("reading positions from file %s.\n", input_name);
-        packed = pack_lines(reader, input_name, buffer);
+    if (!allocate_training_buffer(buffer)) {
+        close_lines(reader);
+        return 0;
     }
+    print_raw("reading positions from file %s.\n", input_name);
+    const bool packed = pack_lines(reader, input_name, buffer);
     close_lines(reader);
     if (!packed) return 1;
     print_raw("read %.0f positions.\n\n", static_cast<double>(buffer.count));
@@ -148,13 +149,14 @@ int epd_to_bin(const char* input_name) {
 }
 
 int bin_to_epd(const char* input_name) {
-    if (!has_extension(input_name, ".bin")) return 1;
+    if (!has_extension(input_name, ".bin")) return 0;
     std::string output_name = input_name;
     output_name.replace(output_name.find(".bin"), 4, ".epd");
-    if (!is_other_file(input_name, output_name)) return 1;
+    if (!is_other_file(input_name, output_name)) return 0;
     catch_interrupts();
     TrainingBuffer buffer;
-    if (read_training_file(input_name, buffer) != 0) return 1;
+    const TrainingRead read = read_training_file(input_name, buffer);
+    if (read != TrainingRead::COMPLETE) return exit_status(read);
     OutputFile output;
     if (!create_output(output, output_name)) return -1;
 
@@ -187,11 +189,12 @@ int material_bucket(const Position& position) {
 
 int gen_train_data(const char* input_name) {
     for (int bucket = 0; bucket < BUCKETS; ++bucket) {
-        if (!is_other_file(input_name, bucket_name(bucket))) return 1;
+        if (!is_other_file(input_name, bucket_name(bucket))) return 0;
     }
     catch_interrupts();
     TrainingBuffer buffer;
-    if (read_training_file(input_name, buffer) != 0) return 1;
+    const TrainingRead read = read_training_file(input_name, buffer);
+    if (read != TrainingRead::COMPLETE) return exit_status(read);
     OutputFile outputs[BUCKETS];
     for (int bucket = 0; bucket < BUCKETS; ++bucket) {
         if (!create_output(outputs[bucket], bucket_name(bucket))) return -1;

@@ -1,7 +1,8 @@
 // The batch tools that prepare training data: searched and filtered EPD lines, the packed form and back, and the split
-// by material. Each runs once on the game record's position and returns the program's exit status: 0; 1 when there was
-// nothing to do or it was interrupted; -1 when an output file could not be created or written. Faults are reported on
-// the error stream, one line each.
+// by material. Each runs once on the game record's position and returns the program's exit status: 0, also when nothing
+// was done because a name lacks its extension, there is no such input, or it would be overwritten; 1 when the input
+// could not be read to its end or the run was interrupted; -1 when an output file could not be created or written.
+// Faults are reported on the error stream, one line each.
 #pragma once
 
 #include "tools/epd.h"

@@ -18,9 +18,8 @@ namespace {
 constexpr std::size_t FIRST_RECORDS = 16384;
 constexpr std::size_t READ_RECORDS = 65536;
 
-int fail(const char* name, const char* why) {
+void report(const char* name, const char* why) {
     std::fprintf(stderr, "can't read %s: %s\n", name, why);
-    return -1;
 }
 
 void seed_generators() {
@@ -38,7 +37,7 @@ bool read_records(const char* name, std::FILE* file, TrainingBuffer& buffer) {
         const std::size_t wanted = std::min(READ_RECORDS, MAX_TRAINING_RECORDS - buffer.count);
         if (!reserve_records(buffer, wanted)) {
             end_progress(progress);
-            fail(name, "out of memory");
+            report(name, "out of memory");
             return false;
         }
         char* const target = reinterpret_cast<char*>(buffer.records + buffer.count);
@@ -50,11 +49,11 @@ bool read_records(const char* name, std::FILE* file, TrainingBuffer& buffer) {
     }
     end_progress(progress);
     if (std::ferror(file)) {
-        fail(name, std::strerror(errno));
+        report(name, std::strerror(errno));
         return false;
     }
     if (interrupted()) {
-        fail(name, "interrupted");
+        report(name, "interrupted");
         return false;
     }
     if (left_over != 0) std::fprintf(stderr, "%s ends inside a record\n", name);
@@ -97,15 +96,22 @@ bool append_record(TrainingBuffer& buffer, const TrainingRecord& record) {
     return true;
 }
 
-int read_training_file(const char* name, TrainingBuffer& buffer) {
-    if (!allocate_training_buffer(buffer)) return -1;
+int exit_status(TrainingRead read) {
+    return read == TrainingRead::BROKEN_OFF ? 1 : 0;
+}
+
+TrainingRead read_training_file(const char* name, TrainingBuffer& buffer) {
+    if (!allocate_training_buffer(buffer)) return TrainingRead::NO_FILE;
     seed_generators();
-    if (!std::strstr(name, ".bin")) return fail(name, "a training file has .bin in its name");
-    std::FILE* const file = std::fopen(name, "rb");
-    if (!file) return fail(name, std::strerror(errno));
+    const bool named = std::strstr(name, ".bin");
+    std::FILE* const file = named ? std::fopen(name, "rb") : nullptr;
+    if (!file) {
+        report(name, named ? std::strerror(errno) : "a training file has .bin in its name");
+        return TrainingRead::NO_FILE;
+    }
     const bool read = read_records(name, file, buffer);
     std::fclose(file);
-    if (!read) return -1;
+    if (!read) return TrainingRead::BROKEN_OFF;
     print_raw("read %d positions from %s.\n\n", static_cast<int>(buffer.count), name);
-    return 0;
+    return TrainingRead::COMPLETE;
 }

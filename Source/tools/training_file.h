@@ -29,7 +29,15 @@ bool reserve_records(TrainingBuffer& buffer, std::size_t more);
 // False when the buffer is full or memory is not to be had.
 bool append_record(TrainingBuffer& buffer, const TrainingRecord& record);
 
-// Reads a file whose name contains ".bin" and prints what it read; also seeds the random generators from the wall
-// clock, for users that draw from the records. 0, or -1 with a line on the error stream for another name, a file that
-// cannot be read, or too little memory.
-int read_training_file(const char* name, TrainingBuffer& buffer);
+enum class TrainingRead {
+    COMPLETE,
+    NO_FILE,    // nothing was read: another name, no such file, no memory at all
+    BROKEN_OFF  // a read failed, memory ran out, or an interrupt came
+};
+
+// The exit status of a tool that ends because of it: 0 when there was nothing to work on, 1 when work was broken off.
+int exit_status(TrainingRead read);
+
+// Reads a file whose name contains ".bin" and prints what it read, or one line on the error stream; also seeds the
+// random generators from the wall clock, for users that draw from the records.
+TrainingRead read_training_file(const char* name, TrainingBuffer& buffer);

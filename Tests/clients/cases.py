@@ -65,6 +65,23 @@ def interrupt(*arguments, file, size=1, sent=signal.SIGINT, program=PROGRAM):
     return Run(output.split("\n"), errors, process.returncode)
 
 
+def shown_on_terminal(*arguments):
+    """What a run of the program writes to an error stream that is a terminal, and its standard output."""
+    import pty
+    master, terminal = pty.openpty()
+    done = subprocess.run([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=terminal, timeout=3 * TIMEOUT)
+    os.close(terminal)
+    shown = ""
+    try:
+        while part := os.read(master, 65536):  # a terminal hands its output over in pieces
+            shown += part.decode()
+    except OSError:  # how Linux tells that the other end is closed
+        pass
+    os.close(master)
+    return shown, done.stdout.decode("latin-1")
+
+
 class Session:
     """One running program whose lines are read as they come."""
 

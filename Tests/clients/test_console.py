@@ -7,8 +7,10 @@ display of that position, "* MOVE SCORE" the report of a finished search.
 """
 import pathlib
 import re
+import subprocess
+import time
 
-from cases import Session, check, run, run_tests
+from cases import TIMEOUT, Session, check, run, run_tests
 
 GAMES = """[Event "match"]
 [White "Morphy"]
@@ -206,10 +208,20 @@ PV:
 > a6
 1. move a6
 = 7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
+> Kf5
+1. move Kf5
+= 7k/5Q2/p7/5K2/8/8/8/8 b - - 1 2
+> undo
+= 7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
 > pv
 PV: Qg7+
 
 = 7k/6Q1/p4K2/8/8/8/8/8 b - - 1 2
+> ]
+1. move f6f5
+= 7k/5Q2/p7/5K2/8/8/8/8 b - - 1 2
+> undo
+= 7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
 > bd
 = 7k/5Q2/p4K2/8/8/8/8/8 w - - 0 1
 > go 0
@@ -352,7 +364,30 @@ def test_session():
         rest, status = tarn.finish()
         check(rest == [] and status == 0, f"after {typed!r}: {rest}, exit status {status}")
     saved = pathlib.Path("tmp.pgn").read_text()
-    check(saved == '[Event "Unknown"]\ne4 e5 Nf3 Nc6 *\n\n', f"saved game: {saved!r}")
+    check(saved == '[Event "Unknown"]\ne4 e5 Nf3 Nc6 \n\n', f"saved game: {saved!r}")
+
+
+def test_long_counts_end_when_asked():
+    """Perft would take years. What came together with it waits for its end instead."""
+    with Session("-c", errors=subprocess.STDOUT) as console:
+        console.wait_for("white")
+        check(console.next_line() == "", "the board ends with an empty line")
+        for word in (".", "quit"):
+            console.send("e2e4", "undo", "perft 20")
+            console.wait_for("black")
+            console.wait_for("white")
+            check(console.next_line() == "", "the board ends with an empty line")
+            deadline = time.monotonic() + TIMEOUT
+            while (line := console.next_line(timeout=0.2)) is None:
+                check(time.monotonic() < deadline, f"{word!r} does not end perft")
+                console.send(word)
+            check(line == "perft stopped", f"after {word!r}: {line!r}")
+        rest, status = console.finish()
+        check(rest == [] and status == 0, f"{rest}, exit status {status}")
+    for text in ("perft 5\n.\nquit\n", "perft 5\nquit", "perft 5\n"):
+        lines, errors, status = run("-c", text=text)
+        check(errors == "" and status == 0 and any(line.startswith("visited 4865609 nodes in ") for line in lines),
+              f"{text!r}: {lines[-3:]}, {errors!r}, {status}")
 
 
 if __name__ == "__main__":

@@ -3,11 +3,10 @@
 import os
 import pathlib
 import re
-import subprocess
 
 from with_chess import chess
 
-from cases import DATA, PROGRAM, TIMEOUT, Session, check, interrupt, run, run_tests
+from cases import DATA, Session, check, interrupt, run, run_tests, shown_on_terminal
 
 BRATKO_KOPEC = DATA / "epd" / "bratko-kopec.epd"
 
@@ -70,21 +69,10 @@ def test_interrupt_and_full_disk_leave_whole_lines_and_totals():
 def test_progress_is_for_terminals():
     if os.name != "posix":
         return
-    import pty
-    master, terminal = pty.openpty()
-    done = subprocess.run([PROGRAM, "-anepd", BRATKO_KOPEC, "-t", "0.1"], stdin=subprocess.DEVNULL,
-                          stdout=subprocess.PIPE, stderr=terminal, timeout=3 * TIMEOUT)
-    os.close(terminal)
-    shown = ""
-    try:
-        while part := os.read(master, 65536):  # a terminal hands its output over in pieces
-            shown += part.decode()
-    except OSError:  # how Linux tells that the other end is closed
-        pass
-    os.close(master)
+    shown, output = shown_on_terminal("-anepd", BRATKO_KOPEC, "-t", "0.1")
     check(re.search(r"\r\d+ positions analysed", shown), f"{shown!r}")
     check(shown.endswith("\r") and "\n" not in shown, f"the counter's line is not cleared: {shown[-60:]!r}")
-    check(b"analysed" not in done.stdout, "the counter is in the output")
+    check("analysed" not in output, "the counter is in the output")
 
 
 def test_opening_tree_goes_on_with_the_positions_after_the_best_moves():

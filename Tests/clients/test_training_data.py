@@ -134,7 +134,7 @@ def test_failed_writes_are_never_announced():
     check(found == ("can't create tmp__5.bin: Is a directory\n", 255), f"{found}")
 
 
-def test_inputs_are_never_destroyed():
+def test_runs_with_nothing_to_do_say_so_and_destroy_nothing():
     sample = Sample(10, 14)
     contents = {"a.epd": sample.epd.encode(), "b.bin": sample.bin, "tmp__2.bin": sample.bin, "pruned.bin": sample.bin}
     for name, content in contents.items():
@@ -163,9 +163,28 @@ def test_inputs_are_never_destroyed():
     ]
     for arguments, fault in cases:
         _, errors, status = switch(arguments)
-        check(errors.endswith(fault + "\n") and errors.count("\n") == 1 and status == 1, f"{arguments}: {errors!r}")
+        check(errors.endswith(fault + "\n") and errors.count("\n") == 1 and status == 0,
+              f"{arguments}: {errors!r}, {status}")
     found = {path.name: path.read_bytes() for path in pathlib.Path().iterdir()}
     check(found == contents | {"a.bin": contents["a.epd"], "b.epd": sample.bin}, f"files changed: {list(found)}")
+
+
+def test_runs_that_cannot_go_on_end_with_status_1():
+    for name in ("folder.epd", "folder.bin"):
+        pathlib.Path(name).mkdir()
+    unreadable = "Is a directory\n"
+    cases = [
+        # arguments, end of the error
+        ("-epd2bin folder.epd", "folder.epd: Is a directory, nothing was stored\n"),
+        ("-bin2epd folder.bin", unreadable),
+        ("-gentraindata folder.bin 1", unreadable),
+        ("-mktraindata folder.epd -d 1 -o out.epd", unreadable),
+        ("-prune_nn folder.bin", unreadable),
+        ("-gentraindata folder.bin", ""),  # the number is missing
+    ]
+    for arguments, fault in cases:
+        _, errors, status = switch(arguments)
+        check(errors.endswith(fault) and status == 1, f"{arguments}: {errors!r}, {status}")
 
 
 def write_openings(count, results):

@@ -87,19 +87,71 @@ TEST_F(Console, saved_games_end_with_how_they_stand) {
         const char* move;
         const char* line;
     } cases[] = {
-        {"7k/5Q2/5K2/8/8/8/8/8 w - -", "Qg7", "Qg7+ 1-0"},
-        {"8/8/8/8/8/5k2/5q2/7K b - -", "Qg2", "Qg2+ 0-1"},
-        {"7k/8/5KQ1/8/8/8/8/8 w - -", "Kf7", "Kf7 1/2-1/2"},
-        {"6k1/8/8/8/8/4K3/8/R7 w - - 99 80", "Kf3", "Kf3 1/2-1/2"},
-        {"8/8/8/8/8/8/8/8 w - -", "", "*"},
+        {"7k/5Q2/5K2/8/8/8/8/8 w - -", "Qg7", "1. Qg7# 1-0"},
+        {"8/8/8/8/8/5k2/5q2/7K b - - 0 30", "Qg2", "30... Qg2# 0-1"},
+        {"7k/8/5KQ1/8/8/8/8/8 w - -", "Kf7", "1. Kf7 1/2-1/2"},
+        {"6k1/8/8/8/8/4K3/8/R7 w - - 99 80", "Kf3", "80. Kf3 1/2-1/2"},
+        {"6k1/8/8/8/8/4K3/8/R7 w - -", "Kf3", "1. Kf3 *"},
     };
     for (const auto& c : cases) {
-        std::filesystem::remove("tmp.pgn");
+        std::filesystem::remove("game.pgn");
         run(std::string("fen ") + c.fen);
-        if (*c.move) run(c.move);
-        run("save");
-        EXPECT_EQ(read_lines("tmp.pgn")[3], c.line) << c.fen;
+        run(c.move);
+        EXPECT_EQ(run("save game.pgn"), "") << c.fen;
+        const std::vector<std::string> lines = read_lines("game.pgn");
+        ASSERT_GT(lines.size(), 9u);
+        EXPECT_EQ(lines[lines.size() - 2], c.line) << c.fen;
+        const std::string result = std::string(c.line).substr(std::string(c.line).rfind(' ') + 1);
+        EXPECT_EQ(lines[6], "[Result \"" + result + "\"]") << c.fen;
     }
+}
+
+// The game, its tag, nothing else: castling in small letters, the knight from f3 like that from b1, no mate sign, a
+// line feed after every eleventh move. Saving again appends.
+TEST_F(Console, save_alone_writes_the_short_form) {
+    const struct {
+        const char* fen;
+        const char* moves;
+        const char* text;
+    } cases[] = {
+        {START_FEN, "Nf3 Nf6 g3 g6 Bg2 Bg7 O-O O-O d3 d6 Nfd2 c5", "Nf3 Nf6 g3 g6 Bg2 Bg7 o-o o-o d3 d6 Nd2 \nc5 \n\n"},
+        {START_FEN, "", "\n\n"},
+        {"6k1/4Pppp/8/8/8/8/8/4K3 w - - 3 9", "e8Q", "e8=Q+ \n\n"},
+        {"4k3/8/8/8/1b6/2N5/8/4K1N1 w - -", "Ne2 Bxc3 Nxc3", "Ne2 Bxc3+ Nxc3 \n\n"},
+    };
+    std::string saved;
+    for (const auto& c : cases) {
+        run(std::string("fen ") + c.fen);
+        std::istringstream moves(c.moves);
+        for (std::string move; moves >> move;) run(move);
+        const std::string before = fen();
+        EXPECT_EQ(run("save"), "");
+        EXPECT_EQ(fen(), before);
+        saved += std::string("[Event \"Unknown\"]\n") + c.text;
+        EXPECT_EQ(read("tmp.pgn"), saved);
+    }
+}
+
+TEST_F(Console, a_game_that_cannot_be_saved_is_told_on_the_error_stream) {
+    const struct {
+        const char* setup;
+        const char* command;
+        const char* error;
+    } cases[] = {
+        {"new", "save", "can't create tmp.pgn: Is a directory\n"},
+        {"new", "save folder.pgn", "can't create folder.pgn: Is a directory\n"},
+        {"new", "save full.pgn", "can't write full.pgn: No space left on device\n"},
+        {"new", "save game", "game: the name of this file needs .pgn\n"},
+        {"fen 8/8/8/8/8/8/8/8 w - -", "save game.pgn", "illegal position, nothing was saved\n"},
+    };
+    for (const char* folder : {"tmp.pgn", "folder.pgn"}) std::filesystem::create_directory(folder);
+    std::filesystem::create_symlink("/dev/full", "full.pgn");
+    for (const auto& c : cases) {
+        if (std::string_view(c.command) == "save full.pgn" && !std::filesystem::exists("/dev/full")) continue;
+        run(c.setup);
+        EXPECT_EQ(errors([&] { EXPECT_EQ(run(c.command), "") << c.command; }), c.error);
+    }
+    EXPECT_FALSE(std::filesystem::exists("game.pgn"));
 }
 
 TEST_F(Console, load_plays_the_first_game_with_the_tag) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -52,5 +53,46 @@ TEST(LineBuffer, finds_lines_and_drops_those_beyond_a_mebibyte_whole) {
             EXPECT_TRUE(lines_of(c.text, piece, too_long) == c.lines) << c.name << ", pieces of " << piece;
             EXPECT_EQ(too_long, c.too_long) << c.name << ", pieces of " << piece;
         }
+    }
+}
+
+// Pieces of input "seconds:text", looked at as they come; "/" stands for a line end and "$" for the end of the input.
+TEST(InputWatch, finds_what_is_typed_after_the_command) {
+    const struct {
+        std::vector<std::pair<double, std::string>> pieces;
+        Wish wish;  // of the last look
+    } cases[] = {
+        {{{0.01, "quit/"}, {0.2, ""}, {5, "$"}}, Wish::NONE},  // a script that was sent in one piece
+        {{{0.01, "./qu"}, {0.05, "it/"}, {0.15, "bd/"}, {3, "e4/"}}, Wish::NONE},
+        {{{0.01, ""}, {0.15, ""}, {0.3, "quit/"}}, Wish::QUIT},
+        {{{0.15, "quit/"}, {1, "bd/ quit now/"}}, Wish::QUIT},
+        {{{0.15, "bd/"}, {1, "go/"}, {2, "./quit/"}}, Wish::STOP},
+        {{{0.15, ""}, {1, "qu"}, {2, "it"}}, Wish::NONE},
+        {{{0.15, ""}, {1, "qu"}, {2, "it/"}}, Wish::QUIT},
+        {{{0.15, ""}, {1, "quite/..//"}}, Wish::NONE},
+        {{{0.15, "quit$"}, {2, ""}, {599, ""}}, Wish::NONE},  // an unfinished last line was sent with the rest
+        {{{0.15, "quit$"}, {2, ""}, {602.1, ""}}, Wish::STOP},
+        {{{0.15, ""}, {3600, ""}, {7200, ""}}, Wish::NONE},
+    };
+    for (const auto& c : cases) {
+        InputWatch watch;
+        LineBuffer buffer;
+        bool ended = false;
+        Wish wish = Wish::NONE;
+        std::string seen;
+        for (const auto& [seconds, text] : c.pieces) {
+            EXPECT_EQ(wish, Wish::NONE) << seen;
+            for (const char sign : text) {
+                const char byte = sign == '/' ? '\n' : sign;
+                if (sign == '$') {
+                    ended = true;
+                } else {
+                    append_input(buffer, &byte, 1);
+                }
+            }
+            wish = look_at_input(watch, buffer, ended, seconds);
+            seen += text + '|';
+        }
+        EXPECT_EQ(wish, c.wish) << seen;
     }
 }

@@ -168,14 +168,15 @@ TEST_F(EpdAnalysis, opening_tree_feeds_each_pass_with_the_positions_of_the_last)
     EXPECT_EQ(settings.multipv, 3);
     EXPECT_EQ(read("tree.epd"), root);
 
-    // A copy that fails is reported; what "tmp_1.epd" holds is analysed, if there is one.
-    write("tmp_1.epd", MATE_IN_ONE + "\n");
-    EXPECT_EQ(build_tree("missing.epd"), 0);
-    EXPECT_NE(complaints.find("missing.epd"), std::string::npos) << complaints;
-    EXPECT_NE(output.find("\n0 / 1 correct best moves\n"), std::string::npos) << output;
-    std::filesystem::remove("tmp_1.epd");
-    EXPECT_EQ(build_tree("missing.epd"), 0);
+    // A copy that fails ends the run, whatever "tmp_1.epd" holds.
+    EXPECT_EQ(build_tree("missing.epd"), -1);
+    EXPECT_EQ(complaints, "can't copy missing.epd to tmp_1.epd\n");
     EXPECT_EQ(output, "copy missing.epd tmp_1.epd\n");
+    std::filesystem::remove("tmp_1.epd");
+    std::filesystem::create_directory("tmp_1.epd");
+    EXPECT_EQ(build_tree("tree.epd"), -1);
+    EXPECT_EQ(complaints, "can't copy tree.epd to tmp_1.epd\n");
+    EXPECT_EQ(output, "copy tree.epd tmp_1.epd\n");
 }
 
 TEST_F(EpdAnalysis, runs_that_cannot_work_lose_no_file) {
@@ -188,11 +189,11 @@ TEST_F(EpdAnalysis, runs_that_cannot_work_lose_no_file) {
         const char* reported;
     } cases[] = {
         {"no such input", "missing.epd", "old.epd", 0, "can't read missing.epd: No such file"},
-        {"input is output", "in.epd", "in.epd", 1, "in.epd"},
-        {"the same by another name", "in.epd", "./in.epd", 1, "in.epd"},
+        {"input is output", "in.epd", "in.epd", 0, "in.epd is input and output"},
+        {"the same by another name", "in.epd", "./in.epd", 0, "./in.epd is input and output"},
         {"output cannot be created", "in.epd", "no/such/folder.epd", -1, "no/such/folder.epd"},
-        {"output is the candidate file", "in.epd", "tmp_0.epd", 1, "tmp_0.epd"},
-        {"input is the candidate file", "tmp_0.epd", "new.epd", 1, "tmp_0.epd"},
+        {"output is the candidate file", "in.epd", "tmp_0.epd", 0, "tmp_0.epd"},
+        {"input is the candidate file", "tmp_0.epd", "new.epd", 0, "tmp_0.epd"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -200,12 +201,14 @@ TEST_F(EpdAnalysis, runs_that_cannot_work_lose_no_file) {
         copy_text(settings.output_file, c.output);
         EXPECT_EQ(analyse(c.input), c.status);
         EXPECT_EQ(output, "");
-        EXPECT_NE(complaints.find(c.reported), std::string::npos) << complaints;
+        EXPECT_TRUE(complaints.find(c.reported) != std::string::npos) << complaints;
+        EXPECT_EQ(std::ranges::count(complaints, '\n'), 1) << complaints;
         EXPECT_EQ(read("old.epd"), suite);
-        EXPECT_EQ(read(c.input), c.status == 0 ? "" : suite);
+        EXPECT_EQ(read(c.input), std::filesystem::exists(c.input) ? suite : "");
     }
     copy_text(settings.output_file, "in.epd");
-    EXPECT_EQ(build_tree("in.epd"), 1);
+    EXPECT_EQ(build_tree("in.epd"), 0);
+    EXPECT_EQ(complaints, "in.epd is input and output\n");
     EXPECT_EQ(read("in.epd"), suite);
 
     settings.output_file[0] = '\0';
