@@ -46,9 +46,9 @@ void watch_clock() {
 // Past its node limit the main thread goes on while it has no result yet or is failing low, but not for ever: where
 // queens check each other, either can explode.
 [[gnu::cold]] bool ends_on_node_limit(const SearchThread& thread) {
-    if (thread.iteration_depth < 2) return thread.nodes >= thread.node_limit + NODE_SPARE;
+    if (thread.result_depth <= 1) return thread.nodes >= thread.node_limit + NODE_SPARE;
     if (thread.root_state == ROOT_FAILING_LOW) return thread.nodes >= 2 * thread.node_limit + NODE_SPARE;
-    return thread.result_depth > 1;
+    return true;
 }
 
 void init_stack_entry(SearchThread& thread, int ply, int alpha, int beta, int node_type) {

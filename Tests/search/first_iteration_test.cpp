@@ -47,13 +47,6 @@ std::string composed_position(std::mt19937& random) {
     return board + (random() % 2 ? " w - -" : " b - -");
 }
 
-bool has_legal_move(Position& position) {
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        if (is_legal(position, position.side, entry->move)) return true;
-    }
-    return false;
-}
-
 std::vector<std::string> explosive_positions() {
     std::vector<std::string> fens(std::begin(KNOWN), std::end(KNOWN));
     std::mt19937 random(SEED);
