@@ -24,7 +24,6 @@ enum : int {
 constexpr int STAGE_MASK = 15;
 
 constexpr int HASH_MOVE_SCORE = 255;
-constexpr int GOOD_SCORE = 150;    // tactical moves above this come before the quiet moves
 constexpr int UNSORTED_SCORE = 2;  // moves up to this are not worth sorting
 constexpr int QUIET_CHECK_SCORE = 100;
 constexpr int GOOD_CAPTURE_SEE = -49;  // an exchange result from here on is a good capture

@@ -10,6 +10,9 @@ enum : int {
     PICK_QUIET_CHECKS = 0x80,  // after the tactical moves, quiet checks
 };
 
+// Ordering score above which a tactical move counts as good: it comes before the quiet moves and is hardly reduced.
+constexpr int GOOD_SCORE = 150;
+
 // The next move of the node at the thread's search_ply, or nullptr when there are no more. The caller sets
 // stage (mode flags alone) and hash_move before the first call.
 MoveEntry* next_move(SearchThread& thread);

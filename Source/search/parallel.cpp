@@ -4,6 +4,7 @@
 #include "frontend/settings.h"
 #include "platform/console_input.h"
 #include "search/hash_table.h"
+#include "search/info_lines.h"
 #include "search/root_search.h"
 #include "search/search_thread.h"
 #include "search/time_manager.h"

@@ -1,5 +1,5 @@
-// The root: preparation, iterative deepening with aspiration windows for one or several principal
-// variations, and the reports of progress.
+// The root: preparation, then iterative deepening with aspiration windows for one or several principal variations.
+// What is printed of it: info_lines.
 #include "search/root_search.h"
 
 #include "eval/evaluate.h"
@@ -8,15 +8,13 @@
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "position/notation.h"
-#include "search/hash_table.h"
+#include "search/info_lines.h"
 #include "search/move_picker.h"
 #include "search/parallel.h"
 #include "search/search.h"
-#include "search/time_manager.h"
 #include "syzygy/tbprobe.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <span>
 #include <string>
@@ -218,22 +216,6 @@ bool prepare_root(SearchThread& thread) {
 
 // ---- Iterative deepening -------------------------------------------------------------------------------
 
-// Shows which root move is being searched, in long searches.
-void print_current_move(const MoveEntry& entry, int number) {
-    sum_statistics();
-    if (number == 1) {
-        const double seconds = search_control.elapsed;
-        const double nodes = static_cast<double>(search_control.nodes);
-        print_format("info depth %d time %.0f nodes %.0f nps %.0f hashfull %.0f",
-                     static_cast<int>(search_control.iteration_depth), seconds * 1000, nodes, nodes / (seconds + 0.002),
-                     hash_fill() * 1000.0);
-    }
-    if (settings.multipv == 1) {
-        print_format("info currmove %s%s currmovenumber %d", square_names[move_from(entry.move)],
-                     square_names[move_to(entry.move)], number);
-    }
-}
-
 // Late quiet moves of the main thread are scouted one ply shallower.
 int root_reduction(const SearchThread& thread, int depth, int best) {
     const StackEntry& root = thread.stack[ROOT_PLY];
@@ -295,6 +277,11 @@ void accept_root_move(SearchThread& thread, const MoveEntry& entry, int score, i
     if (report) report_best(thread);
 }
 
+// True when it is time to show what is being searched.
+bool shows_current_move() {
+    return settings.uci_mode && search_control.elapsed > CURRMOVE_SECONDS && search_control.elapsed > settings.noise;
+}
+
 // One pass over the root moves from `first` on with the window (alpha, beta). Returns the best score, 0 when
 // the search was stopped.
 int search_window(SearchThread& thread, MoveEntry* first, int pv_index, int depth, int alpha, int beta) {
@@ -305,25 +292,28 @@ int search_window(SearchThread& thread, MoveEntry* first, int pv_index, int dept
     int raised_alpha = alpha;
 
     for (MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
+        // Step 1. The best of the moves that are left; one that the tablebases refute is passed over.
         select_best(entry);
         if (entry->move == NULL_MOVE) continue;
         thread.game.current[ROOT_PLY] = entry;
         root.move_class = static_cast<std::uint16_t>(move_flags(thread.position, thread.position.side, *entry));
 
-        if (reporting && settings.uci_mode && search_control.elapsed > CURRMOVE_SECONDS &&
-            search_control.elapsed > settings.noise) {
-            print_current_move(*entry, root.move_count + 1);
-        }
+        if (reporting && shows_current_move()) print_current_move(entry->move, root.move_count + 1);
+
+        // Step 2. Search it, a late quiet move one ply shallower.
         const int reduction = root_reduction(thread, depth, best);
         const int score = search_root_move(thread, *entry, depth, alpha, beta, raised_alpha, reduction, child_line);
         if (search_control.stop) return 0;
 
+        // Step 3. A new best move is the thread's result at once, even if its score lies outside the window.
         ++root.move_count;
         if (score > best) {
             raised_alpha = std::max(raised_alpha, score);
             accept_root_move(thread, *entry, score, depth, child_line, reporting);
             best = score;
         }
+
+        // Step 4. How the window fares; a fail high ends the pass, and the moves not searched go to the end.
         if (best <= alpha) {
             thread.root_state = ROOT_FAILING_LOW;
         } else if (best >= beta) {
@@ -341,6 +331,8 @@ int search_window(SearchThread& thread, MoveEntry* first, int pv_index, int dept
 void search_variation(SearchThread& thread, MoveEntry* first, int pv_index, int depth) {
     StackEntry& root = thread.stack[ROOT_PLY];
     const Position& position = thread.position;
+
+    // Step 1. The window around the score of the iteration before, wider while iterations are young.
     const int previous = thread.best_score;
     int width = std::abs(previous) / 16 + 25 + (depth < 7 ? 70 - 10 * depth : 0);
     int alpha = depth < 2 ? NO_SCORE : previous - width;
@@ -348,6 +340,7 @@ void search_variation(SearchThread& thread, MoveEntry* first, int pv_index, int 
     thread.root_state = ROOT_INSIDE;
 
     for (int attempt = 0; attempt < MAX_WINDOWS; ++attempt) {
+        // Step 2. A bound far out is no bound. The root entry starts anew.
         if (alpha < -OPEN_WINDOW) alpha = NO_SCORE;
         if (beta > OPEN_WINDOW) beta = -NO_SCORE;
         root.alpha = static_cast<std::int16_t>(alpha);
@@ -358,9 +351,12 @@ void search_variation(SearchThread& thread, MoveEntry* first, int pv_index, int 
             least_attacker(position, position.king_square[position.side], position.side ^ 1, occupancy(position)));
         root.in_check = root.checker_square != NO_SQUARE;
 
+        // Step 3. Search the moves; what they scored orders them for the next pass.
         const int best = search_window(thread, first, pv_index, depth, alpha, beta);
         sort_moves(first);
         if (search_control.stop || (alpha < best && best < beta)) return;
+
+        // Step 4. Widen the side that failed, twice as far each time.
         if (best <= alpha) {
             alpha = std::min(alpha - width, best);
         } else {
@@ -418,6 +414,7 @@ void deepen(SearchThread& thread) {
     const int lines = variation_count(thread);
 
     for (int depth = 1;; ++depth) {
+        // Step 1. The depth: secondary threads may skip ahead, and search in another order.
         if (!main_thread && std::abs(thread.best_score) < 3000) {
             depth = secondary_depth(depth);
             perturb_root_order(thread);
@@ -426,6 +423,7 @@ void deepen(SearchThread& thread) {
         if (main_thread) search_control.iteration_depth = static_cast<std::int8_t>(depth);
         if (main_thread && depth == 2) release_secondary_threads();
 
+        // Step 2. The variations, each from the moves that those before it left.
         int first_score = thread.best_score;
         for (int k = 0; k < lines && !search_control.stop; ++k) {
             search_variation(thread, root_list(thread) + k, k, depth);
@@ -437,6 +435,8 @@ void deepen(SearchThread& thread) {
                 search_control.multipv_score[k] = thread.best_score;
             }
         }
+
+        // Step 3. Statistics of the iteration.
         {
             const SharedLock lock;
             search_control.nodes_by_depth[depth] += thread.nodes;
@@ -445,6 +445,8 @@ void deepen(SearchThread& thread) {
             search_control.last_iteration_time = static_cast<float>(search_control.elapsed);
             search_control.completed_depth = thread.iteration_depth;
         }
+
+        // Step 4. The end: stopped, a mate within the depth, or a limit reached.
         if (iterations_finished(thread, depth, first_score)) break;
     }
 }
@@ -464,48 +466,6 @@ void ensure_best_move(SearchThread& thread) {
     search_control.best_line[2] = NULL_MOVE;
 }
 
-// ---- Reports -------------------------------------------------------------------------------------------
-
-constexpr int CONSOLE_MOVES_PER_LINE = 8;
-constexpr int CONSOLE_WRAPS = 3;
-constexpr const char* CONSOLE_INDENT = "\n                              ";
-
-// The moves of a line in coordinate notation; in the console wrapped after every eighth move. A fixed buffer:
-// nothing is allocated while a search runs.
-struct LineText {
-    char text[1024];
-};
-
-LineText line_text(const Relaxed<Move>* line, int max_moves, bool wrap) {
-    const Position& root = search_threads[0]->position;
-    LineText result;
-    std::size_t length = 0;
-    const auto append = [&](const char* text) {
-        for (; *text && length + 1 < sizeof result.text; ++text) result.text[length++] = *text;
-    };
-    int side = search_control.root_side;
-    for (int i = 1; i <= max_moves && line[i] != NULL_MOVE; ++i) {
-        const bool new_line =
-            wrap && (i - 1) % CONSOLE_MOVES_PER_LINE == 0 && (i - 1) / CONSOLE_MOVES_PER_LINE <= CONSOLE_WRAPS;
-        if (i > 1) append(new_line ? CONSOLE_INDENT : " ");
-        append(move_to_text_raw(root, side, line[i]).c_str());
-        side ^= 1;
-    }
-    result.text[length] = '\0';
-    return result;
-}
-
-// "multipv 2 " when several lines are searched, else empty.
-struct MultipvText {
-    char text[16] = "";
-};
-
-MultipvText multipv_text(int index) {
-    MultipvText result;
-    if (settings.multipv > 1) std::snprintf(result.text, sizeof result.text, "multipv %d ", index);
-    return result;
-}
-
 }  // namespace
 
 void root_search(int thread_index) {
@@ -515,74 +475,4 @@ void root_search(int thread_index) {
         if (thread_index == 0) ensure_best_move(thread);
     }
     if (thread_index == 0) search_control.stop = 1;
-}
-
-void report_best(SearchThread& thread) {
-    const int depth = thread.result_depth;
-    if (best_move(thread) != search_control.best_line[1]) search_control.change_depth = thread.result_depth;
-    search_control.score = thread.best_score;
-    search_control.result_depth = thread.result_depth;
-    for (int i = 0; i < LINE_SIZE; ++i) search_control.best_line[i] = thread.root_line[i];
-    search_control.score_by_depth[depth] = thread.best_score;
-    search_control.best_by_depth[depth] = best_move(thread);
-    if (depth > 1 && settings.multipv == 1) {
-        print_info(thread.thread_index, 0, depth, thread.best_score, search_control.best_line);
-    }
-}
-
-ScoreText score_text(int score) {
-    ScoreText result;
-    const char* format = "cp %d";
-    if (score >= 9900) {
-        format = "mate %d";
-        score = (MATE - score) / 2;
-    } else if (score < -9900) {
-        format = "mate -%d";
-        score = (MATE + score) / 2;
-    }
-    std::snprintf(result.text, sizeof result.text, format, score);
-    return result;
-}
-
-void print_info(int thread_index, int multipv_index, int depth, int score, const Relaxed<Move>* line) {
-    refresh_elapsed();
-    sum_statistics();
-    const bool due = search_control.stop || search_control.elapsed >= settings.noise;
-    if (!due || settings.noise == SILENT || depth == 0 || line[1] == NULL_MOVE) return;
-    if (depth > 6) hash_fill();
-
-    const double seconds = search_control.elapsed;
-    const double nodes = static_cast<double>(search_control.nodes);
-    if (settings.uci_mode) {
-        const double nps = seconds + 0.002 > 0.02 ? nodes / (seconds + 0.002) : 0.0;
-        print_format(
-            "info %sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f tbhits %.0f hashfull %.0f pv %s",
-            multipv_text(multipv_index).text, depth, search_control.seldepth - 1, score_text(score).text,
-            seconds * 1000, nodes, nps, static_cast<double>(search_control.tb_hits), search_control.hash_fill * 1000.0,
-            line_text(line, MAX_DEPTH, false).text);
-    } else {
-        const int max_moves = search_control.stop ? 32 : 8;
-        print_format("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_index, depth, multipv_index == 0 ? ' ' : '.',
-                     seconds, nodes / 1000, score, line_text(line, max_moves, true).text,
-                     thread_index == 0 && multipv_index == settings.multipv ? "\n" : "");
-    }
-}
-
-void sum_statistics() {
-    SearchControl& control = search_control;
-    control.nodes = control.tb_hits = control.eval_probes = control.eval_hits = 0;
-    control.tt_probes = control.tt_hits = control.pawn_probes = control.pawn_hits = 0;
-    if (search_threads[0]) control.seldepth = search_threads[0]->seldepth;
-    for (int i = 0; i < search_control.threads; ++i) {
-        const SearchThread* thread = search_threads[i];
-        if (!thread || thread->result_depth <= 1) continue;
-        control.nodes += thread->nodes;
-        control.tb_hits += thread->tb_hits;
-        control.eval_probes += thread->eval.probes;
-        control.eval_hits += thread->eval.hits;
-        control.tt_probes += thread->tt_probes;
-        control.tt_hits += thread->tt_hits;
-        control.pawn_probes += thread->eval.hce.pawn_probes;
-        control.pawn_hits += thread->eval.hce.pawn_hits;
-    }
 }

@@ -16,13 +16,11 @@
 
 namespace {
 
-constexpr int MIN_HASH_DEPTH = -5;    // below this remaining depth the table is left alone
 constexpr int LAST_PLY = 79;          // deeper nodes are not searched
 constexpr int NO_DEPTH_LIMIT = 256;   // for tablebase probes below a tablebase position
 constexpr int TB_EVAL_BIAS = 4000;    // moves static scores of won and lost tablebase positions
 constexpr int NULL_MOVE_MARGIN = 14;  // the static score must exceed beta by more than this
 constexpr int IMPROVING_BONUS = 3;    // further late moves allowed when the static score rises
-constexpr int GOOD_SCORE = 150;       // ordering score above which a tactical move counts as good
 constexpr int MAX_LMR_INDEX = 30;
 constexpr std::uint64_t CLOCK_NODES = 256;       // nodes between two looks of the main thread at the clock
 constexpr std::uint64_t NODE_SPARE = 1'000'000;  // nodes beyond the limit for a first result, or to stop failing low
@@ -178,14 +176,6 @@ LateMove judge_late_move(const SearchThread& thread, int depth, int node_type, c
     return LateMove::SEARCH;
 }
 
-// Appends the child's continuation after the node's own move.
-void copy_line(Move* line, const Move* child, int ply) {
-    for (int i = ply + 1; i <= MAX_DEPTH; ++i) {
-        line[i] = child[i];
-        if (child[i] == NULL_MOVE) break;
-    }
-}
-
 }  // namespace
 
 int search(SearchThread& thread, int side, int ply, int depth, int alpha, int beta, int node_type, Move* line) {
@@ -313,6 +303,7 @@ int search_moves(SearchThread& thread, int side, int ply, int depth, int alpha, 
     Move best_move = NULL_MOVE;
     bool hash_move_seen = false;
 
+    // Step 1. Start the list of moves; nothing is generated before the hash move has been tried.
     line[ply] = NULL_MOVE;
     entry.alpha = static_cast<std::int16_t>(alpha);
     entry.beta = static_cast<std::int16_t>(beta);
@@ -320,6 +311,7 @@ int search_moves(SearchThread& thread, int side, int ply, int depth, int alpha, 
     entry.stage = PICK_HASH_MOVE | PICK_MAIN;
 
     while (const MoveEntry* picked = next_move(thread)) {
+        // Step 2. The next legal move, the hash move only once.
         const MoveEntry& move = *picked;
         if (move.move == entry.hash_move) {
             if (hash_move_seen) continue;
@@ -330,13 +322,14 @@ int search_moves(SearchThread& thread, int side, int ply, int depth, int alpha, 
         if (!is_legal(position, side, move.move, in_check)) continue;
         entry.move_class = static_cast<std::uint16_t>(move_flags(position, side, move));
 
-        // Pruning and reductions, once a move has been found that does not lose to a mate.
+        // Step 3. Late-move pruning and reductions, once a move has been found that does not lose to a mate.
         int reduction = 0;
         if (best >= -MATE_BOUND &&
             judge_late_move(thread, depth, node_type, entry, move, reduction) == LateMove::SKIP) {
             continue;
         }
 
+        // Step 4. Search the move: the first one with the whole window, later ones with a null window first.
         make_move(position, move.move);
         int score;
         if (entry.move_count == 0 || depth <= 1) {
@@ -352,6 +345,7 @@ int search_moves(SearchThread& thread, int side, int ply, int depth, int alpha, 
         if (search_control.stop) return 0;
         ++entry.move_count;
 
+        // Step 5. History, best move and line; a fail high ends the loop.
         if (move.captured == 0 && depth > 0) update_history(thread, ply, move, depth, score > alpha);
 
         if (score > best) {
@@ -367,7 +361,8 @@ int search_moves(SearchThread& thread, int side, int ply, int depth, int alpha, 
         }
     }
 
+    // Step 6. Mate, stalemate (or everything pruned), and the table.
     if (best_move == NULL_MOVE) best = in_check ? ply - MATE : 0;
-    if (depth >= MIN_HASH_DEPTH) { hash_store(position, ply, depth, best_move, entry.eval, best, start_alpha, beta); }
+    if (depth >= MIN_HASH_DEPTH) hash_store(position, ply, depth, best_move, entry.eval, best, start_alpha, beta);
     return best;
 }

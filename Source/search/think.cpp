@@ -8,7 +8,6 @@
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "search/hash_table.h"
-#include "search/root_search.h"
 #include "search/search_thread.h"
 #include "search/time_manager.h"
 

@@ -4,7 +4,7 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "search/hash_table.h"
-#include "search/root_search.h"
+#include "search/info_lines.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
 

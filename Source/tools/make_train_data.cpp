@@ -22,7 +22,7 @@
 namespace {
 
 constexpr int SETTLING_DEPTH = 2;
-constexpr int MIN_HASH_DEPTH = 3;              // shallower searches gain nothing from the transposition table
+constexpr int LEAST_HASHED_DEPTH = 3;              // shallower searches gain nothing from the transposition table
 constexpr std::size_t REOPEN_INTERVAL = 4096;  // lines between closing and reopening the output
 constexpr int MAX_LABEL = 1'000'000;
 
@@ -138,7 +138,7 @@ void prepare_settings() {
     settings.noise = SILENT;
     settings.calibration_nps = 1e7f;
     settings.max_elo = 4000.0f;
-    if (settings.depth_limit < MIN_HASH_DEPTH) search_control.hash_enabled = 0;
+    if (settings.depth_limit < LEAST_HASHED_DEPTH) search_control.hash_enabled = 0;
     if (settings.depth_limit == MAX_DEPTH && settings.node_limit == 0) {
         std::fprintf(stderr, "searching each position to depth %d: -d or -n would set a limit\n", MAX_DEPTH);
     }

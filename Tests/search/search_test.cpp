@@ -7,8 +7,8 @@
 #include "position/movegen.h"
 #include "position/notation.h"
 #include "search/engine_fixture.h"
+#include "search/info_lines.h"
 #include "search/move_picker.h"
-#include "search/root_search.h"
 #include "search/search_params.h"
 #include "search/think.h"
 
