@@ -2,6 +2,7 @@
 #include "frontend/console_line.h"
 #include "frontend/game_stack.h"
 #include "frontend/output.h"
+#include "platform/file_ops.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "position/notation.h"
@@ -99,7 +100,7 @@ void load_command(const ConsoleLine& line) {
 }
 
 void save_command(const ConsoleLine&) {
-    std::FILE* const file = std::fopen(SAVE_FILE, "a");
+    std::FILE* const file = open_file(SAVE_FILE, "a");
     if (!file) return;
     const std::string text = game_text();
     const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();

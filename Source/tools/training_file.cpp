@@ -2,6 +2,7 @@
 #include "tools/training_file.h"
 
 #include "frontend/output.h"
+#include "platform/file_ops.h"
 #include "platform/interrupts.h"
 #include "search/search_thread.h"
 #include "tools/progress.h"
@@ -101,7 +102,7 @@ int read_training_file(const char* name, TrainingBuffer& buffer) {
     if (!allocate_training_buffer(buffer)) return -1;
     seed_generators();
     if (!std::strstr(name, ".bin")) return fail(name, "a training file has .bin in its name");
-    std::FILE* const file = std::fopen(name, "rb");
+    std::FILE* const file = open_file(name, "rb");
     if (!file) return fail(name, std::strerror(errno));
     const bool read = read_records(name, file, buffer);
     std::fclose(file);
