@@ -7,7 +7,7 @@ import subprocess
 
 from with_chess import chess
 
-from cases import DATA, PROGRAM, TIMEOUT, Session, check, interrupt, run, run_tests
+from cases import COMMAND, DATA, IS_POSIX_PROGRAM, TIMEOUT, Session, check, interrupt, needs, run, run_tests
 
 BRATKO_KOPEC = DATA / "epd" / "bratko-kopec.epd"
 
@@ -54,8 +54,7 @@ def test_stop_goes_on_and_quit_ends():
 
 
 def test_interrupt_and_full_disk_leave_whole_lines_and_totals():
-    if os.name != "posix":
-        return
+    needs(IS_POSIX_PROGRAM, "a program that takes POSIX signals and limits")
     import resource
     lines, errors, status = interrupt("-anepd", BRATKO_KOPEC, "-d", 6, "-t", 0.2, file="tmp0.epd")
     positions = check_whole("tmp0.epd", lines)
@@ -68,11 +67,10 @@ def test_interrupt_and_full_disk_leave_whole_lines_and_totals():
 
 
 def test_progress_is_for_terminals():
-    if os.name != "posix":
-        return
+    needs(IS_POSIX_PROGRAM, "a POSIX terminal, which shows bytes as they are written")
     import pty
     master, terminal = pty.openpty()
-    done = subprocess.run([PROGRAM, "-anepd", BRATKO_KOPEC, "-t", "0.1"], stdin=subprocess.DEVNULL,
+    done = subprocess.run([*COMMAND, "-anepd", BRATKO_KOPEC, "-t", "0.1"], stdin=subprocess.DEVNULL,
                           stdout=subprocess.PIPE, stderr=terminal, timeout=3 * TIMEOUT)
     os.close(terminal)
     shown = ""

@@ -6,7 +6,7 @@ import re
 import subprocess
 import time
 
-from cases import DATA, PATIENCE, PROGRAM, TIMEOUT, Failure, Session, check, count, run, run_tests
+from cases import COMMAND, DATA, PATIENCE, TIMEOUT, Failure, Session, check, count, needs, run, run_tests, to_text
 
 LATENCY = 0.5 * PATIENCE
 
@@ -178,11 +178,10 @@ def test_too_long_line_is_dropped_whole():
 
 
 def test_closed_input_and_output_end_the_program():
-    if os.name != "posix":
-        return
-    done = subprocess.run(["sh", "-c", 'exec "$0" <&-', PROGRAM], stdout=subprocess.PIPE, timeout=TIMEOUT)
+    needs(os.name == "posix", "a POSIX shell")
+    done = subprocess.run(["sh", "-c", 'exec "$@" <&-', "sh", *COMMAND], stdout=subprocess.PIPE, timeout=TIMEOUT)
     check(done.stdout.count(b"error reading input") == 1 and done.returncode == 0, f"{done}")
-    process = subprocess.Popen([PROGRAM], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    process = subprocess.Popen(COMMAND, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     process.stdout.readline()
     process.stdout.close()
     process.stdin.write(b"uci\ngo depth 5\n")
@@ -191,8 +190,7 @@ def test_closed_input_and_output_end_the_program():
 
 
 def test_idle_program_rests():
-    if not os.path.exists("/proc/self/stat"):
-        return
+    needs(os.path.exists("/proc/self/stat"), "/proc")
     with Session() as tarn:
         tarn.ready()
 
@@ -230,7 +228,7 @@ def test_log_holds_commands_and_answers():
 
 
 def bad_lines(name):
-    lines = (DATA / "badinput" / name).read_bytes().decode("latin-1").split("\n")
+    lines = to_text((DATA / "badinput" / name).read_bytes()).split("\n")
     return [line for line in lines if line.strip()]
 
 
