@@ -3,6 +3,7 @@
 #   make signature   after a change that means to alter the search, the evaluation or the network
 #   make samples     renews the program's output in README.md and docs/
 #   make install [PREFIX=/usr/local]     make clean
+#   make test-windows   the Windows program, built with MinGW-w64 and tested under wine
 # Development tools: make selfplay (training games)   make tune_, make duel (hand-crafted evaluation)   make train_ (network)
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
@@ -20,7 +21,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test bench install lint format clean tune_ duel signature samples selfplay train_
+.PHONY: tarn run test test-windows bench install lint format clean tune_ duel signature samples selfplay train_
 
 tarn:
 	@$(SETUP) build
@@ -41,6 +42,22 @@ test:
 	@cmake --preset release -DTARN_TESTS=ON -DPython3_EXECUTABLE="$(PYTHON)"
 	@cmake --build $(BUILD) -j $(JOBS)
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+# Conversations with the Windows programs, which wine runs in a folder of its own. CLIENTS=protocol runs those alone.
+CLIENTS ?= $(patsubst Tests/clients/test_%.py,%,$(wildcard Tests/clients/test_*.py))
+test-windows: export TARN_RUNNER ?= wine
+test-windows: export WINEPREFIX ?= $(CURDIR)/build/wine
+test-windows: export WINEDEBUG ?= -all
+test-windows: export LC_ALL ?= C.UTF-8
+test-windows:
+	@$(SETUP) build test windows
+	@cmake --preset windows
+	@cmake --build build/windows --target tarn tarn_selfplay tarn_duel -j $(JOBS)
+	@[ -d "$(WINEPREFIX)" ] || wineboot -i >/dev/null 2>&1
+	@failed=; for client in $(CLIENTS); do \
+	    echo "== $$client"; \
+	    $(PYTHON) Tests/clients/test_$$client.py build/windows/tarn.exe || failed="$$failed $$client"; \
+	done; [ -z "$$failed" ] || { echo "failed:$$failed"; exit 1; }
 
 bench:
 	@$(SETUP) build bench

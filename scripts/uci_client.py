@@ -2,6 +2,7 @@
 
 Times are seconds of time.perf_counter, taken when a line arrives, so that a client can keep exact clocks.
 """
+import os
 import queue
 import shlex
 import subprocess
@@ -69,11 +70,14 @@ class UciEngine:
         `patience` is the longest wait in seconds for anything but a search. `trace`, a text stream, receives
         every line of the conversation.
         """
+        self.command = command
         self.patience = patience
         self.trace = trace
         self.lines = queue.SimpleQueue()
         # A session of its own: Ctrl-C at the terminal is the client's to handle.
-        self.process = subprocess.Popen(shlex.split(command), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+        # Windows splits a command itself, and its paths have backslashes.
+        words = command if os.name == "nt" else shlex.split(command)
+        self.process = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         bufsize=0, start_new_session=True)
         threading.Thread(target=self._read, daemon=True).start()
         self.send("uci")
@@ -105,7 +109,7 @@ class UciEngine:
         try:
             self.process.stdin.write(line.encode() + b"\n")
         except OSError as error:
-            raise EngineDied(f"{self.process.args[0]}: input closed, {self._status()}") from error
+            raise EngineDied(f"{self.command}: input closed, {self._status()}") from error
         self._note(sent, ">", line)
         return sent
 
@@ -120,10 +124,10 @@ class UciEngine:
         try:
             arrived, line = self.lines.get(timeout=max(0.0, seconds))
         except queue.Empty:
-            raise EngineSilent(f"{self.process.args[0]}: nothing for {seconds:.1f} s") from None
+            raise EngineSilent(f"{self.command}: nothing for {seconds:.1f} s") from None
         if line is None:
             self.lines.put((arrived, None))
-            raise EngineDied(f"{self.process.args[0]}: output closed, {self._status()}")
+            raise EngineDied(f"{self.command}: output closed, {self._status()}")
         return arrived, line
 
     def wait_for(self, word, seconds):
@@ -137,7 +141,7 @@ class UciEngine:
 
     def set_option(self, name, value):
         if name not in self.options:
-            raise ValueError(f"{self.process.args[0]} has no option {name}")
+            raise ValueError(f"{self.command} has no option {name}")
         self.send(f"setoption name {name} value {value}" if value is not None else f"setoption name {name}")
 
     def ready(self):

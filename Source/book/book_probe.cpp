@@ -5,6 +5,7 @@
 #include "book/book_key.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
+#include "platform/file_path.h"
 #include "position/movegen.h"
 
 #include <algorithm>
@@ -169,7 +170,7 @@ bool can_be_played(Position& position, Move move) {
 
 Move book_probe(Position& position, const char* name) {
     if (!*name) return NULL_MOVE;
-    std::ifstream file(name, std::ios::binary);
+    std::ifstream file(file_path(name), std::ios::binary);
     if (!file) return NULL_MOVE;
     BookEntries found;
     read_entries(file, book_key(position), found);

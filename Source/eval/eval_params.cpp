@@ -4,6 +4,7 @@
 #include "eval/hce.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
+#include "platform/file_ops.h"
 
 #include <algorithm>
 #include <charconv>
@@ -198,7 +199,7 @@ void load_default_params() {
 }
 
 bool load_params_file(const char* name) {
-    std::FILE* file = std::fopen(name, "rb");
+    std::FILE* file = open_file(name, "rb");
     if (!file) return false;
     // Several times the longest sensible text: a larger file is something else.
     constexpr std::size_t largest = 65536;

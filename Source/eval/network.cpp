@@ -5,6 +5,7 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "platform/file_map.h"
+#include "platform/file_ops.h"
 #include "platform/memory.h"
 
 #include <cstddef>
@@ -102,7 +103,7 @@ void load_embedded() {
 }
 
 void load_file(const char* name) {
-    std::FILE* file = std::fopen(name, "rb");
+    std::FILE* file = open_file(name, "rb");
     if (!file) {
         print_format("info string can't open %s", name);
         std::exit(0);

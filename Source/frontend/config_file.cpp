@@ -4,6 +4,7 @@
 #include "frontend/options.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
+#include "platform/file_ops.h"
 #include "search/search_control.h"
 
 #include <cerrno>
@@ -18,6 +19,7 @@ constexpr std::size_t MAX_NAME = 100;
 constexpr std::size_t MAX_VALUE = 200;
 constexpr std::size_t SHORTEST_LINE = 4;  // line feed included
 constexpr int MAX_NESTING = 8;
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";  // some editors begin a file with it
 
 int nesting = 0;
 bool refused = false;  // too deep once: the files of this load load no others, or loops would multiply
@@ -39,6 +41,7 @@ bool read_line(std::FILE* file, std::string& line) {
 }
 
 void apply_line(std::string_view line) {
+    if (line.starts_with(BYTE_ORDER_MARK)) line.remove_prefix(BYTE_ORDER_MARK.size());
     if (line.size() < SHORTEST_LINE) return;
     line = line.substr(0, line.find_first_of("#\n"));
     const std::size_t equals = line.find('=');
@@ -60,7 +63,7 @@ bool load_config() {
         refused = true;
         return true;
     }
-    std::FILE* file = std::fopen(settings.config_file, "r");
+    std::FILE* file = open_file(settings.config_file, "r");
     if (!file) return false;
     print_format("info string loading parameters from %s", settings.config_file);
     ++nesting;

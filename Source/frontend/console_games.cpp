@@ -3,6 +3,7 @@
 #include "frontend/game_stack.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
+#include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/output_file.h"
 #include "position/make_move.h"
@@ -159,7 +160,7 @@ std::string pgn_game() {
 
 // True when a game can follow: nothing or an empty line comes before it.
 bool ends_with_empty_line(const std::string& name) {
-    std::FILE* const file = std::fopen(name.c_str(), "rb");
+    std::FILE* const file = open_file(name.c_str(), "rb");
     if (!file) return true;
     std::string last = "\n\n";
     if (std::fseek(file, -2, SEEK_END) == 0) last.resize(std::fread(last.data(), 1, last.size(), file));

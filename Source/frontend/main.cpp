@@ -1,6 +1,8 @@
 // The program's entry.
 #include "frontend/startup.h"
+#include "platform/process.h"
 
 int main(int count, char** arguments) {
-    return run_program(count, arguments);
+    const Arguments taken = begin_process(count, arguments);
+    return run_program(taken.count, taken.words);
 }

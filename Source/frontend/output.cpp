@@ -55,6 +55,14 @@ std::string format_long(std::size_t size, const char* format, std::va_list argum
     return text;
 }
 
+std::string format_list(const char* format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const int size = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    return size < 0 ? std::string() : format_long(static_cast<std::size_t>(size), format, arguments);
+}
+
 }  // namespace
 
 void print_line(std::string_view text) {
@@ -90,21 +98,17 @@ void print_format(const char* format, ...) {
 std::string format_text(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::va_list again;
-    va_copy(again, arguments);
-    const int size = std::vsnprintf(nullptr, 0, format, arguments);
+    std::string text = format_list(format, arguments);
     va_end(arguments);
-    std::string text = size < 0 ? std::string() : format_long(static_cast<std::size_t>(size), format, again);
-    va_end(again);
     return text;
 }
 
 void print_raw(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::vprintf(format, arguments);
+    const std::string text = format_list(format, arguments);
     va_end(arguments);
-    std::fflush(stdout);
+    write_flushed(stdout, text.data(), text.size());
 }
 
 bool output_is_lost() {
@@ -118,7 +122,7 @@ void open_log() {
         settings.log = 0;
         return;
     }
-    log_file = std::fopen(LOG_NAME, "w");
+    log_file = open_file(LOG_NAME, "w");
     if (!log_file) settings.log = 0;
 }
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-constexpr const char* ENGINE_NAME = "Tarn 7.00";
+constexpr const char* ENGINE_NAME = "Tarn " TARN_VERSION;  // the version is that of CMakeLists.txt
 constexpr const char* ENGINE_AUTHOR = "Mara Vellaby";
 constexpr float SILENT = 99999.0f;  // value of `noise` that suppresses all info lines
 

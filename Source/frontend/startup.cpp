@@ -13,6 +13,7 @@
 #include "frontend/output.h"
 #include "frontend/settings.h"
 #include "platform/clock.h"
+#include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/process.h"
 #include "position/bitboard.h"
@@ -64,7 +65,7 @@ void set_timer_resolution() {
 
 // Books are opened at every probe, and a missing one is a book without moves. Only here can a mistyped name be noticed.
 void check_book(const char* name) {
-    std::FILE* const file = std::fopen(name, "rb");
+    std::FILE* const file = open_file(name, "rb");
     if (!file || (std::getc(file) == EOF && std::ferror(file))) report_unreadable(name, errno);
     if (file) std::fclose(file);
 }

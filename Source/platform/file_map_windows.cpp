@@ -1,12 +1,15 @@
 // Read-only file mapping on Windows.
 #include "platform/file_map.h"
 
+#include "platform/utf8_windows.h"
+
 #include <windows.h>
 
 namespace {
 
 HANDLE open_for_reading(const char* name) {
-    return CreateFileA(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_FLAG_RANDOM_ACCESS, nullptr);
+    return CreateFileW(wide_text(name).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                       FILE_FLAG_RANDOM_ACCESS, nullptr);
 }
 
 }  // namespace
@@ -21,7 +24,7 @@ bool map_file(const char* name, FileMap& map, MapError& error) {
     LARGE_INTEGER size{};
     HANDLE mapping = nullptr;
     const void* address = nullptr;
-    if (GetFileSizeEx(file, &size)) mapping = CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
+    if (GetFileSizeEx(file, &size)) mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
     if (mapping) address = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0);
     if (!address) error = {mapping ? MapError::VIEWING : MapError::MAPPING, GetLastError()};
     CloseHandle(file);  // the mapping keeps the file

@@ -1,8 +1,11 @@
-// The few file operations outside the standard library's streams.
+// Opening files, and the few file operations outside the standard library's streams. Every name is UTF-8 text.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 
+// Opens a file as fopen does, except that line ends are never translated: "r" and "rb" mean the same everywhere.
+std::FILE* open_file(const char* name, const char* mode);
 bool file_exists(const char* name);
 // Removes a file; true when it is gone.
 bool delete_file(const char* name);

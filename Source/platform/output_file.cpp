@@ -2,6 +2,7 @@
 #include "platform/output_file.h"
 
 #include "platform/file_ops.h"
+#include "platform/file_path.h"
 
 #include <cerrno>
 #include <cstring>
@@ -18,8 +19,8 @@ bool report(OutputFile& output, const char* what) {
     return false;
 }
 
-bool open_file(OutputFile& output, const char* mode) {
-    output.file = std::fopen(output.name.c_str(), mode);
+bool open_output(OutputFile& output, const char* mode) {
+    output.file = open_file(output.name.c_str(), mode);
     if (!output.file) return report(output, "create");
     // The library's own buffer would cut items where it happens to be full.
     std::setvbuf(output.file, nullptr, _IONBF, 0);
@@ -33,14 +34,14 @@ bool create_output(OutputFile& output, const std::string& name) {
     output.pending.clear();
     output.whole = 0;
     output.failed = false;
-    return open_file(output, "wb");
+    return open_output(output, "wb");
 }
 
 bool append_output(OutputFile& output, const std::string& name) {
     output = OutputFile{};
     output.name = name;
     std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(name, error);
+    const std::uintmax_t size = std::filesystem::file_size(file_path(name), error);
     if (!error) output.whole = size;
     return open_file(output, "ab");
 }
@@ -65,7 +66,7 @@ bool flush_output(OutputFile& output) {
 }
 
 bool reopen_output(OutputFile& output) {
-    return close_output(output) && open_file(output, "ab");
+    return close_output(output) && open_output(output, "ab");
 }
 
 bool close_output(OutputFile& output) {

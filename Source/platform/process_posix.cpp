@@ -4,6 +4,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+Arguments begin_process(int count, const char* const* arguments) {
+    return {count, arguments};
+}
+
 void survive_closed_output() {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);

@@ -1,6 +1,8 @@
 // Pieces are views into one block that is refilled when too little of it is left.
 #include "platform/text_reader.h"
 
+#include "platform/file_ops.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -45,7 +47,7 @@ std::string_view cut_after_blank(std::string_view line, std::size_t longest) {
 }  // namespace
 
 bool open_text(TextReader& reader, const char* name) {
-    reader.file = std::fopen(name, "rb");
+    reader.file = open_file(name, "rb");
     if (!reader.file) return false;
     reader.block.resize(BLOCK_BYTES);
     reader.begin = reader.end = 0;

@@ -22,7 +22,7 @@
 namespace {
 
 constexpr int SETTLING_DEPTH = 2;
-constexpr int LEAST_HASHED_DEPTH = 3;              // shallower searches gain nothing from the transposition table
+constexpr int LEAST_HASHED_DEPTH = 3;          // shallower searches gain nothing from the transposition table
 constexpr std::size_t REOPEN_INTERVAL = 4096;  // lines between closing and reopening the output
 constexpr int MAX_LABEL = 1'000'000;
 

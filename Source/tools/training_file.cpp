@@ -2,6 +2,7 @@
 #include "tools/training_file.h"
 
 #include "frontend/output.h"
+#include "platform/file_ops.h"
 #include "platform/interrupts.h"
 #include "search/search_thread.h"
 #include "tools/progress.h"
@@ -104,7 +105,7 @@ TrainingRead read_training_file(const char* name, TrainingBuffer& buffer) {
     if (!allocate_training_buffer(buffer)) return TrainingRead::NO_FILE;
     seed_generators();
     const bool named = std::strstr(name, ".bin");
-    std::FILE* const file = named ? std::fopen(name, "rb") : nullptr;
+    std::FILE* const file = named ? open_file(name, "rb") : nullptr;
     if (!file) {
         report(name, named ? std::strerror(errno) : "a training file has .bin in its name");
         return TrainingRead::NO_FILE;

@@ -6,7 +6,8 @@ import re
 
 from with_chess import chess
 
-from cases import DATA, Session, check, interrupt, run, run_tests, shown_on_terminal
+from cases import (DATA, IS_POSIX_PROGRAM, Session, check, interrupt, needs, run, run_tests,
+                   shown_on_terminal)
 
 BRATKO_KOPEC = DATA / "epd" / "bratko-kopec.epd"
 
@@ -53,8 +54,7 @@ def test_stop_goes_on_and_quit_ends():
 
 
 def test_interrupt_and_full_disk_leave_whole_lines_and_totals():
-    if os.name != "posix":
-        return
+    needs(IS_POSIX_PROGRAM, "a program that takes POSIX signals and limits")
     import resource
     lines, errors, status = interrupt("-anepd", BRATKO_KOPEC, "-d", 6, "-t", 0.2, file="tmp0.epd")
     positions = check_whole("tmp0.epd", lines)
@@ -67,8 +67,7 @@ def test_interrupt_and_full_disk_leave_whole_lines_and_totals():
 
 
 def test_progress_is_for_terminals():
-    if os.name != "posix":
-        return
+    needs(IS_POSIX_PROGRAM, "a POSIX terminal, which shows bytes as they are written")
     shown, output = shown_on_terminal("-anepd", BRATKO_KOPEC, "-t", "0.1")
     check(re.search(r"\r\d+ positions analysed", shown), f"{shown!r}")
     check(shown.endswith("\r") and "\n" not in shown, f"the counter's line is not cleared: {shown[-60:]!r}")

@@ -10,7 +10,7 @@ import subprocess
 
 from with_chess import chess, plain_fen, read_games
 
-from cases import DATA, TIMEOUT, Session, check, interrupt, run, run_tests, shown_on_terminal
+from cases import DATA, IS_POSIX_PROGRAM, TIMEOUT, Session, check, interrupt, run, run_tests, shown_on_terminal
 
 GAMES = DATA / "pgn"
 
@@ -54,7 +54,7 @@ def test_long_runs_end_whole():
     check(status == 1 and found and int(found.group(1)) < 24000, f"status {status}, {errors!r}")
     text = pathlib.Path("out.epd").read_text(encoding="ascii")
     check(re.fullmatch(r"(\S+ [wb] \S+ \S+ ce \S+; gr [01]\.[05];\n)+\n", text), f"a torn line: {text[-200:]!r}")
-    if os.name == "posix":
+    if IS_POSIX_PROGRAM:
         shown, output = shown_on_terminal("-scan_pgn", "many.pgn", "-o", "out.epd")
         check(re.search(r"\r\d+ games read", shown) and shown.endswith("\r") and "\n" not in shown, f"{shown[-80:]!r}")
         check(output.endswith("\nread 24000 games\n\n") and "games read" not in output, f"{output!r}")

@@ -6,12 +6,13 @@ The misbehaving engines are this file itself, started as `test_match.py --play F
 """
 import io
 import os
+import shlex
 import sys
 import time
 
 from with_chess import chess
 
-from cases import PROGRAM, check, run_tests
+from cases import COMMAND, check, run_tests
 import calibration
 import match
 
@@ -103,7 +104,7 @@ def test_real_games_have_legal_moves_in_time():
     ]
     for story, fen, options, chess960, ponder, tolerance in cases:
         rules = match.Rules(chess960=chess960, tolerance=tolerance, patience=20.0)
-        outcome, bad_ends = play_game([(PROGRAM, "tarn")] * 2, "0.3+0.01", ponder, rules, fen, {"Hash": "8", **options})
+        outcome, bad_ends = play_game([(shlex.join(COMMAND), "tarn")] * 2, "0.3+0.01", ponder, rules, fen, {"Hash": "8", **options})
         check(not outcome.culprit and not bad_ends, f"{story}: {outcome.culprit} {bad_ends}")
         check(outcome.replies > 0 or not ponder, f"{story}: no pondered move was ever played")
 

@@ -7,7 +7,8 @@ import resource
 import subprocess
 import time
 
-from cases import DATA, PATIENCE, PROGRAM, TIMEOUT, Failure, Session, check, count, run, run_tests
+from cases import (COMMAND, DATA, IS_POSIX_PROGRAM, PATIENCE, TIMEOUT, Failure, Session, check, count, needs, run,
+                   run_tests, to_text)
 
 LATENCY = 0.5 * PATIENCE
 
@@ -179,11 +180,10 @@ def test_too_long_line_is_dropped_whole():
 
 
 def test_closed_input_and_output_end_the_program():
-    if os.name != "posix":
-        return
-    done = subprocess.run(["sh", "-c", 'exec "$0" <&-', PROGRAM], stdout=subprocess.PIPE, timeout=TIMEOUT)
+    needs(os.name == "posix", "a POSIX shell")
+    done = subprocess.run(["sh", "-c", 'exec "$@" <&-', "sh", *COMMAND], stdout=subprocess.PIPE, timeout=TIMEOUT)
     check(done.stdout.count(b"error reading input") == 1 and done.returncode == 0, f"{done}")
-    process = subprocess.Popen([PROGRAM], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    process = subprocess.Popen(COMMAND, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     process.stdout.readline()
     process.stdout.close()
     process.stdin.write(b"uci\ngo depth 5\n")
@@ -193,10 +193,9 @@ def test_closed_input_and_output_end_the_program():
 
 def test_search_that_nobody_waits_for_ends():
     """Input and output are both closed, in either order, before the search and while it runs."""
-    if os.name != "posix":
-        return
+    needs(IS_POSIX_PROGRAM, "pipes whose reader can be asked after")
     for output_first, pause in ((True, 0), (True, 0.3), (False, 0.3)):
-        process = subprocess.Popen([PROGRAM], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        process = subprocess.Popen(COMMAND, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         process.stdout.readline()
         process.stdin.write(b"go depth 60\n")
         process.stdin.flush()
@@ -213,13 +212,12 @@ def test_search_that_nobody_waits_for_ends():
 def run_to_file(name, text):
     """The exit status of a run whose output goes to the file."""
     with open(name, "wb") as output:
-        return subprocess.run([PROGRAM], input=text.encode(), stdout=output, timeout=2 * PATIENCE).returncode
+        return subprocess.run(COMMAND, input=text.encode(), stdout=output, timeout=2 * PATIENCE).returncode
 
 
 def test_threads_that_cannot_be_created_end_the_program():
     """A search thread's stack is 8 MiB; the limit lets the program start, and the second search thread fail or both."""
-    if os.name != "posix":
-        return
+    needs(IS_POSIX_PROGRAM, "a program that takes POSIX limits")
     import resource
     for threads, limits in ((1, range(16, 44, 3)), (3, range(28, 70, 3))):
         failed = 0
@@ -238,8 +236,7 @@ def test_threads_that_cannot_be_created_end_the_program():
 
 def test_idle_program_sleeps():
     """Idle, and pondering at the end of its search: no processor time, no waking up (a table of a mate ends at once)."""
-    if not os.path.exists("/proc/self/stat"):
-        return
+    needs(IS_POSIX_PROGRAM and os.path.exists("/proc/self/stat"), "/proc")
 
     def used(pid):
         fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
@@ -449,7 +446,7 @@ def test_log_holds_commands_and_answers():
 
 
 def bad_lines(name):
-    lines = (DATA / "badinput" / name).read_bytes().decode("latin-1").split("\n")
+    lines = to_text((DATA / "badinput" / name).read_bytes()).split("\n")
     return [line for line in lines if line.strip()]
 
 

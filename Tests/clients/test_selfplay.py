@@ -11,7 +11,7 @@ import struct
 
 from with_chess import RESULT_SCORES, chess, pack, read_games, split_records, unpack
 
-from cases import DATA, PROGRAM, check, interrupt, run, run_tests
+from cases import DATA, IS_POSIX_PROGRAM, PROGRAM, check, interrupt, needs, run, run_tests
 
 SELFPLAY = pathlib.Path(PROGRAM).with_name("tarn_selfplay" + pathlib.Path(PROGRAM).suffix)
 TABLES = DATA / "syzygy"
@@ -222,6 +222,7 @@ def test_interrupt_leaves_whole_games():
 
 
 def test_processes_share_the_games():
+    needs(IS_POSIX_PROGRAM, "worker processes, which Windows does not have")
     output = selfplay("--output p --games 7 --processes 3 --nodes 100 --seed 8 --format bin,pgn")[0]
     games = [games_of(f"p.{i}.pgn") for i in range(3)]
     check([len(g) for g in games] == [3, 2, 2], f"{[len(g) for g in games]} games")

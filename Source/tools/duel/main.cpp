@@ -2,6 +2,7 @@
 #include "eval/kpk.h"
 #include "frontend/settings.h"
 #include "platform/clock.h"
+#include "platform/file_ops.h"
 #include "platform/interrupts.h"
 #include "platform/process.h"
 #include "platform/workers.h"
@@ -172,7 +173,7 @@ bool finish_climb(const DuelOptions& options, const Player& start) {
     set_point(end, start, families, point, 0, Signs{});
     std::copy(end.params.begin(), end.params.end(), std::begin(eval_params));
     const std::string text = params_text(TableChange{});
-    std::FILE* file = std::fopen(options.climb.c_str(), "wb");
+    std::FILE* file = open_file(options.climb.c_str(), "wb");
     bool good = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
     if (file && std::fclose(file) != 0) good = false;
     std::printf(good ? "wrote %s\n" : "cannot write %s\n", options.climb.c_str());
@@ -222,8 +223,9 @@ int run(const DuelOptions& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    const Arguments taken = begin_process(count, arguments);
     DuelOptions options;
-    if (!read_duel_options(count, arguments, options)) {
+    if (!read_duel_options(taken.count, taken.words, options)) {
         print_duel_usage();
         return 1;
     }

@@ -43,7 +43,7 @@ bool set_option(DuelOptions& options, std::string_view name, const char* value) 
 
 }  // namespace
 
-bool read_duel_options(int count, char** arguments, DuelOptions& options) {
+bool read_duel_options(int count, const char* const* arguments, DuelOptions& options) {
     for (int i = 1; i < count; ++i) {
         const std::string_view argument = arguments[i];
         if (!argument.starts_with("--")) {

@@ -19,6 +19,6 @@ struct DuelOptions {
 };
 
 // Reads the command line; false when it makes no sense.
-bool read_duel_options(int count, char** arguments, DuelOptions& options);
+bool read_duel_options(int count, const char* const* arguments, DuelOptions& options);
 
 void print_duel_usage();

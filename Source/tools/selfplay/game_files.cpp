@@ -3,6 +3,7 @@
 #include "tools/selfplay/game_files.h"
 
 #include "platform/file_ops.h"
+#include "platform/file_path.h"
 #include "tools/selfplay/game_text.h"
 
 #include <cinttypes>
@@ -26,7 +27,7 @@ bool complain(const std::string& name, const char* message) {
 bool GameFiles::write_state() const {
     const std::string name = prefix_ + ".state";
     const std::string fresh = name + ".new";
-    std::FILE* const file = std::fopen(fresh.c_str(), "wb");
+    std::FILE* const file = open_file(fresh.c_str(), "wb");
     if (!file) return complain(fresh, "cannot be written");
     std::fprintf(file, "seed %" PRIu64 "\ngames %" PRIu64 "\n", seed_, games_);
     for (int format = 0; format < FORMATS; ++format) {
@@ -35,7 +36,7 @@ bool GameFiles::write_state() const {
     const bool written = std::ferror(file) == 0;
     if (std::fclose(file) != 0 || !written) return complain(fresh, "cannot be written");
     std::error_code error;
-    std::filesystem::rename(fresh, name, error);
+    std::filesystem::rename(file_path(fresh), file_path(name), error);
     return error ? complain(name, "cannot be replaced") : true;
 }
 
@@ -43,7 +44,7 @@ bool GameFiles::write_state() const {
 bool GameFiles::read_state() {
     const std::string name = prefix_ + ".state";
     if (!file_exists(name.c_str())) return true;
-    std::FILE* const file = std::fopen(name.c_str(), "rb");
+    std::FILE* const file = open_file(name.c_str(), "rb");
     if (!file) return complain(name, "cannot be opened");
     bool has_games = false;
     char word[32];
@@ -69,18 +70,18 @@ bool GameFiles::open_format(int format) {
     std::error_code error;
     std::uint64_t size = 0;
     if (file_exists(name.c_str())) {
-        size = std::filesystem::file_size(name, error);
+        size = std::filesystem::file_size(file_path(name), error);
         if (error) return complain(name, "has no size");
     }
     if (size < sizes_[format])
         return complain(name, "is shorter than its .state file says; without both, a new run begins");
     if (size > sizes_[format]) {
         if (!known_[format]) return complain(name, "is there already and not of this run; choose another prefix");
-        std::filesystem::resize_file(name, sizes_[format], error);
+        std::filesystem::resize_file(file_path(name), sizes_[format], error);
         if (error) return complain(name, "cannot be cut to its whole games");
     }
     known_[format] = true;
-    files_[format] = std::fopen(name.c_str(), "ab");
+    files_[format] = open_file(name.c_str(), "ab");
     return files_[format] ? true : complain(name, "cannot be written");
 }
 

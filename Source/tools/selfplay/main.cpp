@@ -222,8 +222,9 @@ int run_selfplay(const SelfplayOptions& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    const Arguments taken = begin_process(count, arguments);
     SelfplayOptions options;
-    switch (read_options(count, arguments, options)) {
+    switch (read_options(taken.count, taken.words, options)) {
         case OptionsResult::HELP: print_usage(); return 0;
         case OptionsResult::BAD: return 1;
         case OptionsResult::RUN: break;

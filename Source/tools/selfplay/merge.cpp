@@ -2,6 +2,7 @@
 #include "tools/selfplay/merge.h"
 
 #include "platform/file_ops.h"
+#include "platform/file_path.h"
 #include "position/position.h"
 #include "tools/selfplay/random.h"
 #include "tools/training_record.h"
@@ -69,7 +70,7 @@ private:
 };
 
 bool read_file(const std::string& name, std::vector<TrainingRecord>& records) {
-    std::FILE* const file = std::fopen(name.c_str(), "rb");
+    std::FILE* const file = open_file(name.c_str(), "rb");
     if (!file) return complain(name, "cannot be opened");
     const std::size_t before = records.size();
     while (true) {
@@ -148,7 +149,7 @@ std::uint64_t checksum(const std::vector<TrainingRecord>& records) {
 }
 
 bool write_file(const std::string& name, const std::vector<TrainingRecord>& records) {
-    std::FILE* const file = std::fopen(name.c_str(), "wb");
+    std::FILE* const file = open_file(name.c_str(), "wb");
     if (!file) return complain(name, "cannot be written");
     const bool written = std::fwrite(records.data(), sizeof(TrainingRecord), records.size(), file) == records.size();
     if (std::fclose(file) != 0 || !written) {
@@ -166,7 +167,7 @@ std::string holdout_name(const SelfplayOptions& options) {
 
 bool is_same_file(const std::string& a, const std::string& b) {
     std::error_code error;
-    return a == b || std::filesystem::equivalent(a, b, error);
+    return a == b || std::filesystem::equivalent(file_path(a), file_path(b), error);
 }
 
 bool names_are_good(const SelfplayOptions& options) {
@@ -185,7 +186,7 @@ void reserve(const SelfplayOptions& options, std::vector<TrainingRecord>& record
     std::size_t bytes = 0;
     for (const std::string& input : options.inputs) {
         std::error_code error;
-        const auto size = std::filesystem::file_size(input, error);
+        const auto size = std::filesystem::file_size(file_path(input), error);
         if (!error) bytes += size;
     }
     records.reserve(bytes / sizeof(TrainingRecord) + READ_CHUNK);

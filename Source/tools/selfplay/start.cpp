@@ -2,6 +2,7 @@
 #include "tools/selfplay/start.h"
 
 #include "frontend/game_stack.h"
+#include "platform/file_ops.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "search/search_thread.h"
@@ -63,7 +64,7 @@ std::string start_fen(const Position& position) {
 bool load_openings(const std::vector<std::string>& names, OpeningBook& book) {
     Position& position = game_record->position;
     for (const std::string& name : names) {
-        std::FILE* const file = std::fopen(name.c_str(), "rb");
+        std::FILE* const file = open_file(name.c_str(), "rb");
         if (!file) {
             std::fprintf(stderr, "%s: cannot be opened\n", name.c_str());
             return false;

@@ -63,7 +63,7 @@ bool write_variations(const TrainingRecord& record, int copies, Random& random, 
 
 bool vary_file(const SelfplayOptions& options, const std::string& name, Random& random, OutputFile& output,
                Counts& counts) {
-    std::FILE* const input = std::fopen(name.c_str(), "rb");
+    std::FILE* const input = open_file(name.c_str(), "rb");
     if (!input) {
         std::fprintf(stderr, "%s: cannot be opened\n", name.c_str());
         return false;

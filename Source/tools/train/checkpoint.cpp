@@ -1,6 +1,9 @@
 // Checkpoint file: a header of fixed size, then the parameters and both moments as they lie in memory.
 #include "tools/train/checkpoint.h"
 
+#include "platform/file_ops.h"
+#include "platform/file_path.h"
+
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -32,14 +35,14 @@ bool read_array(std::FILE* file, AlignedArray<float>& array) {
 
 bool write_file_atomically(const std::string& name, const void* const* part, const std::size_t* bytes, int parts) {
     const std::string unfinished = name + ".tmp";
-    std::FILE* const file = std::fopen(unfinished.c_str(), "wb");
+    std::FILE* const file = open_file(unfinished.c_str(), "wb");
     if (!file) return false;
     bool written = true;
     for (int i = 0; i < parts; ++i) written &= std::fwrite(part[i], 1, bytes[i], file) == bytes[i];
     written &= std::fclose(file) == 0;
     std::error_code error;
-    if (written) std::filesystem::rename(unfinished, name, error);
-    if (!written || error) std::remove(unfinished.c_str());
+    if (written) std::filesystem::rename(file_path(unfinished), file_path(name), error);
+    if (!written || error) delete_file(unfinished.c_str());
     return written && !error;
 }
 
@@ -61,7 +64,7 @@ bool write_checkpoint(const std::string& name, const RunIdentity& identity, cons
 }
 
 std::string read_checkpoint(const std::string& name, RunIdentity& identity, TrainingState& state) {
-    std::FILE* const file = std::fopen(name.c_str(), "rb");
+    std::FILE* const file = open_file(name.c_str(), "rb");
     if (!file) return "can't open " + name;
     Header header;
     bool complete = std::fread(&header, sizeof header, 1, file) == 1 &&

@@ -3,6 +3,7 @@
 
 #include "frontend/output.h"
 #include "frontend/settings.h"
+#include "platform/file_path.h"
 #include "platform/interrupts.h"
 #include "tools/train/training_plan.h"
 #include "tools/train/training_run.h"
@@ -22,7 +23,7 @@ constexpr std::size_t LEAST_HELD_OUT = 10000;
 std::string make_plan(const TrainingRequest& request, TrainingPlan& plan) {
     const std::string file = request.file;
     std::error_code ignored;
-    if (file.ends_with(".bin") || std::filesystem::is_directory(file, ignored)) {
+    if (file.ends_with(".bin") || std::filesystem::is_directory(file_path(file), ignored)) {
         plan.data.push_back(file);
     } else if (std::string fault = read_recipe(file, plan); !fault.empty()) {
         return fault;

@@ -3,6 +3,7 @@
 
 #include "frontend/output.h"
 #include "frontend/words.h"
+#include "platform/file_ops.h"
 
 #include <algorithm>
 #include <cmath>
@@ -95,7 +96,7 @@ std::string apply(std::string_view line, TrainingPlan& plan) {
 }  // namespace
 
 std::string read_recipe(const std::string& name, TrainingPlan& plan) {
-    std::FILE* const file = std::fopen(name.c_str(), "r");
+    std::FILE* const file = open_file(name.c_str(), "r");
     if (!file) return "can't open " + name;
     std::string fault;
     char line[1024];

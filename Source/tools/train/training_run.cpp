@@ -6,6 +6,7 @@
 #include "frontend/settings.h"
 #include "frontend/words.h"
 #include "platform/clock.h"
+#include "platform/file_ops.h"
 #include "platform/process.h"
 #include "tools/train/export_network.h"
 #include "tools/train/import_network.h"
@@ -53,7 +54,7 @@ public:
     Progress(const TrainingPlan& plan, bool afresh)
         : plan_(plan),
           terminal_(error_output_is_terminal()),
-          log_(std::fopen(log_name(plan).c_str(), afresh ? "w" : "a")) {
+          log_(open_file(log_name(plan).c_str(), afresh ? "w" : "a")) {
         if (log_ && afresh) std::fputs("step\tepoch\trate\ttrain_loss\theld_out_loss\tpositions_per_second\n", log_);
     }
     ~Progress() {

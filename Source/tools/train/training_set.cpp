@@ -1,6 +1,8 @@
 // Reads, checks, parts and shuffles training records.
 #include "tools/train/training_set.h"
 
+#include "platform/file_ops.h"
+#include "platform/file_path.h"
 #include "tools/train/features.h"
 
 #include <algorithm>
@@ -32,11 +34,11 @@ double position_hash(const TrainingRecord& record) {
 }
 
 std::string read_file(const std::string& name, std::size_t limit, std::vector<TrainingRecord>& records) {
-    std::FILE* const file = std::fopen(name.c_str(), "rb");
+    std::FILE* const file = open_file(name.c_str(), "rb");
     if (!file) return "can't open " + name;
     constexpr std::size_t PIECE = 1 << 16;
     std::error_code unknown_size;
-    const std::uintmax_t bytes = fs::file_size(name, unknown_size);
+    const std::uintmax_t bytes = fs::file_size(file_path(name), unknown_size);
     if (!unknown_size) records.reserve(std::min(limit, records.size() + bytes / sizeof(TrainingRecord) + PIECE));
     while (records.size() < limit) {
         const std::size_t before = records.size();
@@ -55,10 +57,10 @@ std::string read_file(const std::string& name, std::size_t limit, std::vector<Tr
 
 std::string read_records(const std::string& path, std::size_t limit, std::vector<TrainingRecord>& records) {
     std::error_code error;
-    if (!fs::is_directory(path, error)) return read_file(path, limit, records);
+    if (!fs::is_directory(file_path(path), error)) return read_file(path, limit, records);
     std::vector<std::string> names;
-    for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error)) {
-        if (entry->path().extension() == ".bin") names.push_back(entry->path().string());
+    for (fs::directory_iterator entry(file_path(path), error), end; !error && entry != end; entry.increment(error)) {
+        if (entry->path().extension() == ".bin") names.push_back(file_name(entry->path()));
     }
     if (error) return "can't read " + path;
     if (names.empty()) return "no .bin file in " + path;

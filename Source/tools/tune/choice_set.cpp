@@ -1,6 +1,7 @@
 // Judges every move of a choice by the small search, and keeps the moves that say something about the tables.
 #include "tools/tune/choice_set.h"
 
+#include "platform/file_ops.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "tools/progress.h"
@@ -178,7 +179,7 @@ void judge_block(const std::vector<Choice>& block, std::size_t size, std::vector
 
 bool read_choices(const char* name, const ReadOptions& options, int threads, ChoiceSet& training, ChoiceSet& hold_out,
                   ChoiceCounts& counts) {
-    std::FILE* file = std::fopen(name, "rb");
+    std::FILE* file = open_file(name, "rb");
     if (!file) return false;
     std::vector<std::unique_ptr<Judge>> judges(static_cast<std::size_t>(std::max(threads, 1)));
     for (auto& judge : judges) {

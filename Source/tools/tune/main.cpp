@@ -4,6 +4,8 @@
 #include "eval/hce.h"
 #include "eval/kpk.h"
 #include "frontend/output.h"
+#include "platform/file_ops.h"
+#include "platform/process.h"
 #include "position/bitboard.h"
 #include "position/position.h"
 #include "tools/tune/choice_loss.h"
@@ -104,7 +106,7 @@ bool are_sensible(const TuneOptions& o) {
            o.read.hold_out < 1;
 }
 
-bool parse_arguments(int count, char** arguments, TuneOptions& options) {
+bool parse_arguments(int count, const char* const* arguments, TuneOptions& options) {
     for (int i = 1; i < count; ++i) {
         if (std::strncmp(arguments[i], "--", 2) != 0) {
             options.records.push_back(arguments[i]);
@@ -156,7 +158,7 @@ bool read_all_choices(const TuneOptions& options, ChoiceSet& training, ChoiceSet
 }
 
 bool write_file(const char* name, const std::string& text) {
-    std::FILE* file = std::fopen(name, "wb");
+    std::FILE* file = open_file(name, "wb");
     bool good = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
     if (file && std::fclose(file) != 0) good = false;
     if (!good) std::fprintf(stderr, "cannot write %s\n", name);
@@ -255,8 +257,9 @@ bool tune_to_choices(TuneOptions& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    const Arguments taken = begin_process(count, arguments);
     TuneOptions options;
-    if (!parse_arguments(count, arguments, options)) {
+    if (!parse_arguments(taken.count, taken.words, options)) {
         std::fputs(USAGE, stderr);
         return 1;
     }

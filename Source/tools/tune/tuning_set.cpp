@@ -2,6 +2,7 @@
 #include "tools/tune/tuning_set.h"
 
 #include "eval/evaluate.h"
+#include "platform/file_ops.h"
 #include "position/see.h"
 
 #include <cmath>
@@ -109,7 +110,7 @@ void add_position(TuningSet& set, const TrainingRecord& record, const Position& 
 bool read_records(const char* name, const ReadOptions& options, TuningSet& training, TuningSet& hold_out,
                   ReadCounts& counts) {
     constexpr std::size_t BLOCK = 1024;
-    std::FILE* file = std::fopen(name, "rb");
+    std::FILE* file = open_file(name, "rb");
     if (!file) return false;
     auto reader = std::make_unique<Reader>();
     init_game_state(reader->game, reader->position);

@@ -1,0 +1,21 @@
+// File names on POSIX systems: bytes, handed on as they are.
+#include "platform/file_ops.h"
+#include "platform/file_path.h"
+
+const char DIRECTORY_SEPARATOR = '/';
+
+bool is_path_separator(char c) {
+    return c == ';' || c == ':';
+}
+
+std::FILE* open_file(const char* name, const char* mode) {
+    return std::fopen(name, mode);
+}
+
+std::filesystem::path file_path(const std::string& name) {
+    return name;
+}
+
+std::string file_name(const std::filesystem::path& path) {
+    return path.string();
+}
