@@ -43,7 +43,7 @@ bool append_output(OutputFile& output, const std::string& name) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file_path(name), error);
     if (!error) output.whole = size;
-    return open_file(output, "ab");
+    return open_output(output, "ab");
 }
 
 bool put(OutputFile& output, std::string_view item) {
