@@ -15,22 +15,6 @@ EvalParams eval_params[MAX_EVAL_PARAMS];
 int eval_param_count = 0;
 int first_table_param = -1;
 
-namespace eval_param {
-// clang-format off
-Handle mtl_pawn, mtl_knight, mtl_bishop, mtl_rook, mtl_queen, bishop_pair,
-    knight_mobility, bishop_mobility, rook_mobility, queen_mobility,
-    ppawn_base, ppawn_mobile, ppawn_free, ppawn_connected, ppawn_fkprox, ppawn_ekprox, ppawn_candidate,
-    pawn_isolated, pawn_weak, pawn_blocked, pawn_doubled,
-    knight_outpost, bishop_infiltration, bishop_outpost, bishop_rampawns,
-    rook_infiltration, rook_openfile, rook_7th,
-    pawn_shield, enemy_checks, king_danger1, king_danger2, king_trapped, king_pawn_dist,
-    hung_pawn, attacked_pawn, hung_minor, attacked_minor, hung_major, ppush_threat, pinned_piece,
-    mtl_imbalance, stm_bonus;
-Handle PST_P1[64], PST_P2[64], PST_CP[64], PST_DP[64], PST_N[64], PST_B[64], PST_R[64], PST_Q[64], PST_K[64];
-Handle ttune[SPARE_PARAMS];
-// clang-format on
-}  // namespace eval_param
-
 namespace {
 
 using namespace eval_param;

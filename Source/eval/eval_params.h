@@ -5,10 +5,11 @@
 #include <cstdint>
 #include <string_view>
 
+// One weight in centipawns. It counts for the side that the term is about, so a weakness has a negative weight.
 struct EvalParams {
-    std::int32_t packed;  // as PackedScore of hce.h
-    float mg;
-    float eg;
+    std::int32_t packed;  // both values, as PackedScore of hce.h
+    float mg;             // middle game
+    float eg;             // end game
     std::int32_t unused[5];
     char name[24];
 };
@@ -22,11 +23,11 @@ extern EvalParams eval_params[MAX_EVAL_PARAMS];
 extern int eval_param_count;
 extern int first_table_param;  // index of the first piece-square record; -1 while there is none
 
-// Handles into the registry, set by registration.
+// Handles into the registry, set by registration; null before. In the order of the records.
 namespace eval_param {
 using Handle = const EvalParams*;
 // clang-format off
-extern Handle mtl_pawn, mtl_knight, mtl_bishop, mtl_rook, mtl_queen, bishop_pair,
+inline Handle mtl_pawn, mtl_knight, mtl_bishop, mtl_rook, mtl_queen, bishop_pair,
     knight_mobility, bishop_mobility, rook_mobility, queen_mobility,
     ppawn_base, ppawn_mobile, ppawn_free, ppawn_connected, ppawn_fkprox, ppawn_ekprox, ppawn_candidate,
     pawn_isolated, pawn_weak, pawn_blocked, pawn_doubled,
@@ -37,12 +38,13 @@ extern Handle mtl_pawn, mtl_knight, mtl_bishop, mtl_rook, mtl_queen, bishop_pair
     mtl_imbalance, stm_bonus;
 // Tables in square order from White's point of view, its king on files e-h. P1: pawns with both kings on one
 // wing, P2: on different wings, CP: beside an own pawn, DP: defended by an own pawn.
-extern Handle PST_P1[64], PST_P2[64], PST_CP[64], PST_DP[64], PST_N[64], PST_B[64], PST_R[64], PST_Q[64], PST_K[64];
-extern Handle ttune[SPARE_PARAMS];
+inline Handle PST_P1[64], PST_P2[64], PST_CP[64], PST_DP[64], PST_N[64], PST_B[64], PST_R[64], PST_Q[64], PST_K[64];
+inline Handle ttune[SPARE_PARAMS];
 // clang-format on
 }  // namespace eval_param
 
-// Appends a record and points the handle at it.
+// Appends a record, at most 23 characters of its name, and points the handle at it. Does nothing when the registry is
+// full.
 void register_param(eval_param::Handle& handle, std::string_view name, int mg, int eg);
 void register_param_zero(eval_param::Handle& handle, std::string_view name);
 
@@ -58,7 +60,8 @@ void load_params_text(std::string_view text);
 // Reads the text that the build puts into the program.
 void load_default_params();
 
-// Reads a parameter file. False, with nothing changed, when it cannot be opened or does not begin with "start".
+// Reads a parameter file, at most 64 KiB of it. False, with nothing changed, when it cannot be opened or does not begin
+// with "start".
 bool load_params_file(const char* name);
 
 // Start-up: registration, the default text, then the file that settings.param_file names, if there is one.

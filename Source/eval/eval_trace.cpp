@@ -6,8 +6,6 @@
 #include "eval/network.h"
 #include "frontend/output.h"
 
-#include <cstring>
-
 namespace {
 
 // One row of the breakdown; piece groups show their material apart.
@@ -38,19 +36,22 @@ PackedScore material_weight(int type) {
     return static_cast<PackedScore>(weights[type]->packed);
 }
 
+// Material of one type in centipawns, side `c` minus the other.
+int material_difference(const Position& position, int type, int c, float phase) {
+    return (count_of(position, c, type) - count_of(position, c ^ 1, type)) * taper(material_weight(type), phase);
+}
+
+// White's and Black's terms without material, then the difference in material, White minus Black.
 void print_group(const Position& position, const EvalScratch& scratch, const GroupRow& row) {
+    const bool has_material = row.type != NO_PIECE_TYPE;
     int terms[2] = {};
-    int material_difference = 0;
     for (const int c : {WHITE, BLACK}) {
         PackedScore score = scratch.group[row.group][c];
-        if (row.type != NO_PIECE_TYPE) score -= count_of(position, c, row.type) * material_weight(row.type);
+        if (has_material) score -= count_of(position, c, row.type) * material_weight(row.type);
         terms[c] = taper(score, scratch.phase);
     }
-    if (row.type != NO_PIECE_TYPE) {
-        material_difference = (count_of(position, WHITE, row.type) - count_of(position, BLACK, row.type)) *
-                              taper(material_weight(row.type), scratch.phase);
-    }
-    print_raw("%-10s  %4d   %4d    %4d\n", row.label, terms[WHITE], terms[BLACK], material_difference);
+    const int difference = has_material ? material_difference(position, row.type, WHITE, scratch.phase) : 0;
+    print_raw("%-10s  %4d   %4d    %4d\n", row.label, terms[WHITE], terms[BLACK], difference);
 }
 
 void print_squares(const char* title, Bitboard squares) {
@@ -60,27 +61,25 @@ void print_squares(const char* title, Bitboard squares) {
     print_raw("\n");
 }
 
-// Tapered material for the side to move.
+// Material of all types, in centipawns for the side to move.
 int material_balance(const Position& position, float phase) {
     int balance = 0;
-    for (int type = PAWN; type <= QUEEN; ++type) {
-        const int difference = count_of(position, position.side, type) - count_of(position, position.side ^ 1, type);
-        balance += difference * taper(material_weight(type), phase);
-    }
+    for (int type = PAWN; type <= QUEEN; ++type) balance += material_difference(position, type, position.side, phase);
     return balance;
 }
 
-void print_rank(const EvalParams* pairs, int rank) {
-    for (int file = 0; file < 8; ++file) print_raw(" %3d", middle_game(pairs[make_square(file, rank)].packed));
+// One rank of a table: eight values of the middle game, then of the end game.
+void print_rank(const EvalParams* table, int rank) {
+    const EvalParams* pairs = table + make_square(0, rank);
+    for (int file = 0; file < 8; ++file) print_raw(" %3d", middle_game(pairs[file].packed));
     print_raw("     ");
-    for (int file = 0; file < 8; ++file) print_raw(" %3d", end_game(pairs[make_square(file, rank)].packed));
+    for (int file = 0; file < 8; ++file) print_raw(" %3d", end_game(pairs[file].packed));
     print_raw("\n");
 }
 
 void print_parameters() {
-    for (int i = 0; i < eval_param_count; ++i) {
+    for (int i = 0; i < SCALAR_PARAMS; ++i) {
         const EvalParams& param = eval_params[i];
-        if (std::strstr(param.name, "PST_") || std::strstr(param.name, "ttune")) continue;
         print_raw("%-22s  %4d , %4d\n", param.name, middle_game(param.packed), end_game(param.packed));
     }
     for (int table = 0; table < TABLE_PARAMS; ++table) {
@@ -93,7 +92,7 @@ void print_parameters() {
 }  // namespace
 
 void eval_trace(EvalState& state, Position& position, int qscore, int detail) {
-    // At the root, so that nothing comes from a cache.
+    // Ply 0, so that both are computed afresh: no accumulator and no pawn hash is used.
     const int network_score = network.complete ? nn_evaluate(state.network, position, 0) : 0;
     const int hce_score = hce_evaluate(state.hce, position, 0);
     const EvalScratch& scratch = state.hce.scratch;

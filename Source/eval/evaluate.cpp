@@ -1,8 +1,9 @@
-// Scores a position: endgames known by their material first, then the cache, then network or hand-crafted
-// evaluation with the corrections for opposite bishops and contempt.
+// Scores a position: known endgames first (known_endgames.h), then the cache, then network or hand-crafted evaluation
+// with the corrections for opposite bishops and contempt.
 #include "eval/evaluate.h"
 
-#include "eval/kpk.h"
+#include "eval/bishop_colours.h"
+#include "eval/known_endgames.h"
 #include "eval/network.h"
 #include "frontend/output.h"
 #include "frontend/settings.h"
@@ -15,141 +16,29 @@ namespace {
 // Counts changes of network or evaluator; read by search threads, changed while none runs.
 Relaxed<std::uint32_t> evaluator_generation = 1;
 
-// Material words as in Position::piece_counts.
-constexpr std::uint32_t NO_PIECES = 0;
-constexpr std::uint32_t ONE_PAWN = PIECE_UNIT[PAWN];
-constexpr std::uint32_t TWO_KNIGHTS = 2 * PIECE_UNIT[KNIGHT];
-constexpr std::uint32_t BISHOP_AND_KNIGHT = PIECE_UNIT[BISHOP] + PIECE_UNIT[KNIGHT];
-constexpr std::uint32_t PAWN_BITS = 0x0000Fu;
-constexpr std::uint32_t MAJOR_BITS = 0xFF000u;
-
-constexpr Bitboard DARK_SQUARES = 0xAA55AA55AA55AA55ULL;  // a1 is one
-
-constexpr int MOP_UP_BONUS = 1000;
-constexpr int MOP_UP_CAP = 1500;
-constexpr int KBNK_WIN = 900;
-constexpr int KPK_WIN_BONUS = 800;
-
-// Steps from the nearest of the four centre squares by file and rank, added: 0 on d4, 6 in the corners.
-constexpr int centre_distance(int square) {
-    constexpr int STEPS[8] = {3, 2, 1, 0, 0, 1, 2, 3};
-    return STEPS[file_of(square)] + STEPS[rank_of(square)];
-}
-
-// Rings from the edge: 0 on it, 2 in the middle sixteen squares.
-constexpr int edge_distance(int square) {
-    constexpr int RINGS[8] = {0, 1, 2, 2, 2, 2, 1, 0};
-    return std::min(RINGS[file_of(square)], RINGS[rank_of(square)]);
-}
-
-// How near the bare king is to mate in a corner of a dark-squared bishop (a1 and h8).
-constexpr std::uint8_t BISHOP_CORNER[64] = {
-    9, 8, 7, 6, 5, 4, 3, 2,  //
-    8, 7, 6, 5, 4, 3, 2, 3,  //
-    7, 6, 4, 3, 2, 1, 3, 4,  //
-    6, 5, 3, 1, 0, 2, 4, 5,  //
-    5, 4, 2, 0, 1, 3, 5, 6,  //
-    4, 3, 1, 2, 3, 4, 6, 7,  //
-    3, 2, 3, 4, 5, 6, 7, 8,  //
-    2, 3, 4, 5, 6, 7, 8, 9,
-};
-
-int minors(const Position& p, int colour) {
-    return count_of(p, colour, KNIGHT) + count_of(p, colour, BISHOP);
-}
-
-// Drives a bare king to the edge; pawns are ignored. For the side to move.
-int mop_up(const Position& p, int side) {
-    int value[2] = {};
-    for (const int c : {WHITE, BLACK}) {
-        const int rooks = count_of(p, c, ROOK) + 2 * count_of(p, c, QUEEN);
-        value[c] = std::min(rooks * 256, MOP_UP_CAP) - 16 * centre_distance(p.king_square[c]);
-    }
-    const int stronger = value[BLACK] < value[WHITE] ? WHITE : BLACK;
-    value[stronger] += MOP_UP_BONUS - 16 * king_distance(p.king_square[WHITE], p.king_square[BLACK]);
-    return value[side] - value[side ^ 1];
-}
-
-// Bishop and knight against a bare king, for the side with the pieces.
-int kbnk_score(const Position& p, int strong) {
-    const int king = p.king_square[strong];
-    const int bare = p.king_square[strong ^ 1];
-    const bool light = (p.pieces[strong][BISHOP] & ~DARK_SQUARES) != 0;
-    return 16 * BISHOP_CORNER[light ? bare ^ 7 : bare] + KBNK_WIN + 8 * edge_distance(king) -
-           8 * king_distance(king, bare);
-}
-
-// A pawn against a bare king, for the side with the pawn.
-int kpk_score(const Position& p, int strong, int side) {
-    const int turn = strong == WHITE ? 0 : 63;  // seen so that the pawn moves up the board
-    int pawn = lsb(p.pieces[strong][PAWN]) ^ turn;
-    int king = p.king_square[strong] ^ turn;
-    int bare = p.king_square[strong ^ 1] ^ turn;
-    const int goal = make_square(file_of(pawn), 7);
-    int score = king_distance(bare, goal) + 4 * rank_of(pawn) - king_distance(king, goal);
-    if (file_of(pawn) > 3) {
-        pawn ^= 7;
-        king ^= 7;
-        bare ^= 7;
-    }
-    if (kpk_table[kpk_index(pawn, side == strong ? 0 : 1, king, bare)] == KPK_WIN) score += KPK_WIN_BONUS;
-    return score;
-}
-
-}  // namespace
-
-bool known_endgame(const Position& p, int side, int& score) {
-    const std::uint32_t white = p.piece_counts[WHITE];
-    const std::uint32_t black = p.piece_counts[BLACK];
-    const bool bare = white == NO_PIECES || black == NO_PIECES;
-    const std::uint32_t all = white | black;
-    if (!(all & (PAWN_BITS | MAJOR_BITS))) {
-        score = 0;
-        if (minors(p, WHITE) <= 1 && minors(p, BLACK) <= 1) return true;
-        if (bare && all == TWO_KNIGHTS) return true;
-    } else if (bare && (all & MAJOR_BITS)) {
-        score = mop_up(p, side);
-        return true;
-    }
-    if (!bare) return false;
-
-    const int strong = white != NO_PIECES ? WHITE : BLACK;
-    if (all == BISHOP_AND_KNIGHT) {
-        score = kbnk_score(p, strong);
-    } else if (all == ONE_PAWN) {
-        score = kpk_score(p, strong, side);
-    } else {
-        return false;
-    }
-    if (side != strong) score = -score;
-    return true;
-}
-
-namespace {
-
-// One bishop each on squares of different colours and no heavy piece: hard to win.
-bool opposite_bishops(const Position& p) {
-    if ((p.piece_counts[WHITE] | p.piece_counts[BLACK]) & MAJOR_BITS) return false;
-    if (count_of(p, WHITE, BISHOP) != 1 || count_of(p, BLACK, BISHOP) != 1) return false;
-    const bool white_dark = (p.pieces[WHITE][BISHOP] & DARK_SQUARES) != 0;
-    const bool black_dark = (p.pieces[BLACK][BISHOP] & DARK_SQUARES) != 0;
-    return white_dark != black_dark;
-}
-
-// Centipawns in favour of the side to move at the root: with much material left it would rather play on.
+// Centipawns in favour of the side to move at the root, which would rather play on while there is much material. The
+// start position has 8520 points of it; at half of that the constant part of the term changes its sign.
 int contempt_term(const Position& p) {
+    constexpr int PIECES_LEFT_OUT = 1000, MOST_PAWNS = 1200;
+    constexpr double FULL_MATERIAL = 8500.0, HALF_MATERIAL = 4250.0;
     const auto both = [&p](int type) { return count_of(p, WHITE, type) + count_of(p, BLACK, type); };
     const int pieces = 1060 * both(QUEEN) + 550 * both(ROOK) + 350 * (both(KNIGHT) + both(BISHOP));
-    const int pawns = std::min(100 * both(PAWN), 1200);
-    const int material = std::max(pieces, 1000) - 1000 + 2 * pawns;
-    return static_cast<int>(static_cast<double>(settings.contempt_weight) * (material - 4250) / 4250.0 +
-                            static_cast<double>(settings.contempt) * material / 8500.0);
+    const int pawns = std::min(100 * both(PAWN), MOST_PAWNS);
+    const int material = std::max(pieces - PIECES_LEFT_OUT, 0) + 2 * pawns;
+    return static_cast<int>(static_cast<double>(settings.contempt_weight) * (material - HALF_MATERIAL) / HALF_MATERIAL +
+                            static_cast<double>(settings.contempt) * material / FULL_MATERIAL);
+}
+
+// Opposite bishops without rooks and queens: much of an advantage cannot be turned into a win.
+bool is_hard_to_win(const Position& p) {
+    if (!opposite_bishops(p)) return false;
+    return !(p.pieces[WHITE][ROOK] | p.pieces[WHITE][QUEEN] | p.pieces[BLACK][ROOK] | p.pieces[BLACK][QUEEN]);
 }
 
 int static_score(EvalState& state, const Position& p, int ply) {
     if (network_in_use()) {
         const int score = nn_evaluate(state.network, p, ply);
-        if (score != NO_SCORE) return opposite_bishops(p) ? score - score / 4 : score;
+        if (score != NO_SCORE) return is_hard_to_win(p) ? score - score / 4 : score;
     }
     return hce_evaluate(state.hce, p, ply);
 }

@@ -1,17 +1,14 @@
-// The evaluation entry: special endgames by material, the evaluation cache, network or hand-crafted score,
-// opposite bishops and contempt.
+// The evaluation entry: known endgames, the evaluation cache, network or hand-crafted score, opposite bishops and
+// contempt.
 #pragma once
 
 #include "eval/eval_state.h"
+#include "eval/known_endgames.h"  // for callers that want to know what is not evaluated
 #include "position/position.h"
 
-// Static score in centipawns for `side`, the side to move. `ply` is the distance from the root (1 at the
-// root). In check the answer is ply - 10000 and nothing else is done.
+// Static score in centipawns for `side`, the side to move. `ply` is the distance from the root, 1 at the root; the
+// cache answers from ply 3 on. In check the answer is ply - 10000 and nothing else is done.
 int evaluate(EvalState& state, Position& position, int side, int ply, bool in_check);
-
-// Endgames that are scored by their material alone, with neither network nor hand-crafted evaluation. True with the
-// score for `side`, the side to move.
-bool known_endgame(const Position& position, int side, int& score);
 
 // To be called when the network or settings.use_nn changes: every thread's evaluation cache is emptied before
 // its next use.

@@ -1,5 +1,6 @@
-// The hand-crafted evaluation: material, piece-square tables, mobility, pawn structure, passed pawns, king
-// safety, threats and pins, blended between middle game and end game. Its weights come from eval_params.h.
+// The hand-crafted evaluation: material, piece-square tables, mobility, pawn structure, passed pawns, king safety,
+// threats and pins, blended between middle game and end game. Its weights come from eval_params.h; its terms are in
+// hce_*.cpp, a file a group.
 #pragma once
 
 #include "platform/relaxed.h"
@@ -48,8 +49,8 @@ enum EvalGroup : int {
     GROUP_COUNT
 };
 
-// Everything that the terms share, built anew by each evaluation and readable until the next one. Arrays of
-// two are indexed by colour; attack sets by piece type, [0] being all of them.
+// Everything that the terms share, rebuilt by each evaluation and readable until the next one; hce_terms.h says which
+// group writes what. Arrays of two are indexed by colour; attack sets by piece type, [0] being all of them.
 struct EvalScratch {
     Bitboard occupied;
     Bitboard all_pawns;
@@ -65,12 +66,12 @@ struct EvalScratch {
     Bitboard hung;                      // pieces that are lost or must move
     Bitboard free_passers;              // passed pawns that nothing stops
     std::int32_t king_attack_units[2];  // weight of the attack on that colour's king zone
-    PackedScore group[GROUP_COUNT][2];
-    PackedScore score[2];
-    float phase;
-    float scale;                 // drawishness factor of the ending, 1 for none
-    std::uint16_t same_wing;     // 1 when both kings stand on files a-d or both on e-h
-    std::uint8_t pst_mirror[2];  // exclusive-or that brings a square into the frame of the tables
+    PackedScore group[GROUP_COUNT][2];  // subtotals, in favour of the colour
+    PackedScore score[2];               // their sums, and the bonus of the side to move
+    float phase;                        // 1 for the middle game to 0 for the pure ending
+    float scale;                        // factor on the score of a drawish ending, 1 for any other position
+    std::uint16_t same_wing;            // 1 when both kings stand on files a-d or both on e-h
+    std::uint8_t pst_mirror[2];         // exclusive-or that brings a square into the frame of the tables
 };
 
 // What the hand-crafted evaluation keeps per search thread; only its thread writes it.

@@ -1,5 +1,4 @@
-// The hand-crafted evaluation against a second implementation and in the mirror, its pawn hash, and its trace. The list
-// of parameters that the trace can add is shown in clients/test_console.py.
+// The hand-crafted evaluation against a second implementation and in the mirror, its pawn hash, and its trace.
 #include "eval/hce.h"
 
 #include "eval/eval_trace.h"
@@ -144,6 +143,28 @@ TEST_F(Hce, trace_shows_terms_apart_from_material) {
               "hung pieces on:  d4\n"
               "free pawns on:  h2\n"
               "nne= 0, hce= 661, qscore= -17, mtl= 635, phase= 0.24, sf= 1.00, rule50= 3\n\n");
+}
+
+// All 43 scalars, then the nine tables from rank 8 down; an end-game value reads one less above a negative other half.
+// From the default text: pawn_isolated,-9,-11, king_pawn_dist,4,-101, stm_bonus,28,20, and PST_K's first rank.
+TEST_F(Hce, trace_lists_parameters_as_they_read_back) {
+    const auto state = std::make_unique<EvalState>();
+    set_position(position, "4k3/8/8/8/8/8/8/4K3 w - -");
+    testing::internal::CaptureStdout();
+    eval_trace(*state, position, 0, 2);
+    const std::string text = testing::internal::GetCapturedStdout();
+    for (const char* part : {
+             "\n\nmtl_pawn                 100 ,  100\nmtl_knight               388 ,  392\n",
+             "\npawn_isolated             -9 ,  -12\n",
+             "\nking_pawn_dist             4 , -101\n",
+             "\nstm_bonus                 28 ,   20\n"
+             "Pawn1\n   0   0   0   0   0   0   0   0        0   0   0   0   0   0   0   0\n",
+             "\n\nKing\n",
+             "   0   0   0   0 -13 -24  10   7        0   0   0   0 -51 -32 -50 -79\n\n",
+         }) {
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\nis not in\n" << text;
+    }
+    EXPECT_EQ(std::count(text.begin(), text.end(), ','), 43 + 6) << "six commas stand in the line of scores";
 }
 
 }  // namespace
