@@ -1,8 +1,8 @@
 // What is measured on held-out records after each epoch.
 #pragma once
 
-#include "training/train/trainer.h"
 #include "tools/training_record.h"
+#include "training/train/trainer.h"
 
 #include <span>
 #include <string>

@@ -101,7 +101,5 @@ void shuffle_order(std::vector<std::uint32_t>& order, std::size_t count, std::ui
     order.resize(count);
     std::iota(order.begin(), order.end(), 0u);
     Random random{mix_bits(seed * RANDOM_STEP + static_cast<std::uint64_t>(epoch) + 1)};
-    for (std::size_t i = count; i > 1; --i) {
-        std::swap(order[i - 1], order[random_index(random, i)]);
-    }
+    for (std::size_t i = count; i > 1; --i) { std::swap(order[i - 1], order[random_index(random, i)]); }
 }

@@ -1,8 +1,8 @@
 // The records of a training run in memory: what is learnt from, and what is held out to judge by.
 #pragma once
 
-#include "training/train/thread_team.h"
 #include "tools/training_record.h"
+#include "training/train/thread_team.h"
 
 #include <cstddef>
 #include <cstdint>

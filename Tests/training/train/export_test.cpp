@@ -4,9 +4,9 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "frontend/words.h"
+#include "train_fixture.h"
 #include "training/train/import_network.h"
 #include "training/train/reports.h"
-#include "train_fixture.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
 // The gradient of the kernels against differences of the loss by the plain formula.
-#include "training/train/kernels.h"
 #include "train_fixture.h"
+#include "training/train/kernels.h"
 
 #include <cmath>
 

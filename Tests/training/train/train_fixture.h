@@ -4,8 +4,8 @@
 #include "frontend/settings.h"
 #include "position/board.h"
 #include "temp_folder.h"
-#include "training/train/trainer.h"
 #include "tools/training_record.h"
+#include "training/train/trainer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Training as a whole: it learns, and an interrupted run ends where an uninterrupted one does.
-#include "training/train/training_run.h"
 #include "train_fixture.h"
+#include "training/train/training_run.h"
 
 namespace {
 
