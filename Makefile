@@ -4,7 +4,7 @@
 #   make samples     renews the program's output in README.md and docs/
 #   make install [PREFIX=/usr/local]     make clean
 #   make test-windows   the Windows program, built with MinGW-w64 and tested under wine
-# Development tools: make selfplay (training games)   make tune_, make duel (hand-crafted evaluation)   make train_ (network)
+# The laboratory: make selfplay (training games)   make tune (hand-crafted evaluation)   make train (network)
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=
@@ -21,7 +21,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test test-windows bench install lint format clean tune_ duel signature samples selfplay train_
+.PHONY: tarn run test test-windows bench install lint format clean signature samples selfplay tune train train_
 
 tarn:
 	@$(SETUP) build
@@ -31,11 +31,11 @@ tarn:
 run: tarn
 	@exec $(BUILD)/tarn $(ARGS)
 
-# The generator of training games, a program of its own: build/release/tarn_selfplay --help.
-selfplay:
+# The generator of training games and the tuner, programs of their own: build/release/tarn_selfplay --help.
+selfplay tune:
 	@$(SETUP) build
 	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
-	@cmake --build $(BUILD) --target tarn_selfplay -j $(JOBS)
+	@cmake --build $(BUILD) --target tarn_$@ -j $(JOBS)
 
 test:
 	@$(SETUP) build test
@@ -52,7 +52,7 @@ test-windows: export LC_ALL ?= C.UTF-8
 test-windows:
 	@$(SETUP) build test windows
 	@cmake --preset windows
-	@cmake --build build/windows --target tarn tarn_selfplay tarn_duel -j $(JOBS)
+	@cmake --build build/windows --target tarn tarn_selfplay -j $(JOBS)
 	@[ -d "$(WINEPREFIX)" ] || wineboot -i >/dev/null 2>&1
 	@failed=; for client in $(CLIENTS); do \
 	    echo "== $$client"; \
@@ -65,26 +65,14 @@ bench:
 	@cmake --build build/bench -j $(JOBS)
 	@build/bench/tarn_benchmarks $(ARGS)
 
-tune_:
-	@$(SETUP) build
-	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
-	@cmake --build $(BUILD) --target tarn_tune -j $(JOBS)
-	@echo "Now: $(BUILD)/tarn_tune --out params.txt RECORDS.bin ...   (docs/tuning.md)"
-
-# Quick matches between evaluation parameters, and tuning by games: build/release/tarn_duel.
-duel:
-	@$(SETUP) build
-	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
-	@cmake --build $(BUILD) --target tarn_duel -j $(JOBS)
-
 signature: tarn
 	@$(PYTHON) scripts/signature.py $(BUILD)/tarn --record
 
 samples: tarn
 	@python3 scripts/samples.py $(BUILD)/tarn --write
 
-# The variant whose -train trains a network: build/train/tarn, for this machine alone.
-train_:
+# The variant whose -train trains a network: build/train/tarn, for this machine alone. The program's message names train_.
+train train_:
 	@$(SETUP) build
 	@cmake --preset train
 	@cmake --build build/train --target tarn -j $(JOBS)

@@ -1,8 +1,6 @@
 // The command line: switches that set values or select what the program runs.
 #pragma once
 
-#include "tools/train/train.h"
-
 // What start-up ends by running.
 enum class RunMode {
     PLAY,
@@ -19,6 +17,22 @@ enum class RunMode {
     PRUNE_NET,
     TRAIN,
     TRAIN2,
+};
+
+// What a training run begins with.
+enum class TrainingStart {
+    RANDOM,      // -train FILE N 0
+    NETWORK,     // -train FILE N 1: an existing network
+    CHECKPOINT,  // -train2: where an earlier run stopped
+};
+
+// What -train, -train2, -lr and -mbatch ask the training variant for.
+struct TrainingRequest {
+    char file[150] = "";  // training records (.bin), a folder of them, or a recipe
+    int epochs = 0;
+    TrainingStart start = TrainingStart::RANDOM;
+    double learning_rate = 0;  // 0: not given
+    int batch = 0;             // 0: not given
 };
 
 // What the switches say beside the settings.

@@ -3,7 +3,6 @@
 
 #include "book/book_build.h"
 #include "eval/eval_params.h"
-#include "eval/kpk.h"
 #include "eval/network.h"
 #include "frontend/command_line.h"
 #include "frontend/config_file.h"
@@ -16,7 +15,7 @@
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/process.h"
-#include "position/bitboard.h"
+#include "search/engine.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
 #include "search/search_control.h"
@@ -28,8 +27,11 @@
 #include "tools/epd_analysis.h"
 #include "tools/pgn.h"
 #include "tools/prune_network.h"
-#include "tools/train/train.h"
 #include "tools/training_data.h"
+
+#if defined(TARN_TRAIN)
+#include "training/train/train.h"
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -52,11 +54,6 @@ bool create_game_record() {
     game_record = create_search_thread(GAME_RECORD_INDEX);
     if (!game_record) std::fputs("no memory for the record of the game\n", stderr);
     return game_record != nullptr;
-}
-
-void build_tables() {
-    init_tables();
-    build_kpk_table();
 }
 
 void set_timer_resolution() {

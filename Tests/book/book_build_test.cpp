@@ -1,9 +1,9 @@
 // Which moves of a file of games get into a book, with which weights and bytes; and files that are no games.
 #include "book/book_build.h"
 #include "book_fixture.h"
-#include "frontend/words.h"
 #include "mutation.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 namespace {
@@ -21,7 +21,7 @@ struct BookBuild : BookTest {
         return build_from("games.pgn");
     }
     std::string build_from(const char* name) {
-        copy_text(settings.pgn_file, name);
+        std::snprintf(settings.pgn_file, sizeof settings.pgn_file, "%s", name);
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
         status = build_book(board.position);

@@ -392,51 +392,6 @@ def test_endings_are_labelled_by_the_tables():
             check(all(seen[colour] > count // 10 for colour in colours), f"{material}: {seen}")
 
 
-def read_choices(path):
-    """Records with their scored moves, as the file has them."""
-    data, at = pathlib.Path(path).read_bytes(), 0
-    while at < len(data):
-        record, (count,) = unpack(data[at:at + 40]), struct.unpack("<H", data[at + 40:at + 42])
-        at += 42 + 4 * count
-        yield record, [struct.unpack("<Hh", data[i:i + 4]) for i in range(at - 4 * count, at, 4)]
-    check(at == len(data), "ends within a choice")
-
-
-def test_choices_score_every_legal_move():
-    pathlib.Path("mate.epd").write_text("6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1\n")
-    command = "--nodes 100 --opening-share 30 --openings mate.epd --seed"
-    output = selfplay(f"--choices c.bin --count 300 {command} 3")[0]
-    choices = list(read_choices("c.bin"))
-    total = sum(len(moves) for _, moves in choices)
-    check(f"300 positions with {total} moves" in output, output)
-    mates = 0
-    for record, moves in choices:
-        board = record.board
-        rights = record.position[32] & 15
-        board.castling_rights = sum(square for bit, square in ((1, chess.BB_H1), (2, chess.BB_A1), (4, chess.BB_H8),
-                                                               (8, chess.BB_A8)) if rights & bit)
-        board.ep_square = None if record.position[33] == 64 else record.position[33]
-        squares = sorted((move >> 8 & 63, move & 63) for move, _ in moves)
-        legal = sorted((move.from_square, move.to_square) for move in board.legal_moves)
-        check(squares == legal and len(moves) > 1, f"{board.fen()}: {squares}, legal are {legal}")
-        scores = [score for _, score in moves]
-        check(record.sc == max(scores) == scores[0] and abs(record.sc) <= 1000 and min(scores) >= -1500,
-              f"{board.fen()}: {record.sc}, {scores}")
-        mates += any(score == -1500 for score in scores)
-    check(mates > 0, "no move runs into a mate")
-    selfplay(f"--choices again.bin --count 300 {command} 3")
-    selfplay(f"--choices other.bin --count 300 {command} 4")
-    same, again, other = (pathlib.Path(name).read_bytes() for name in ("c.bin", "again.bin", "other.bin"))
-    check(same == again != other, "not as seeded")
-    pathlib.Path("won.epd").write_text("8/8/8/7k/8/8/QQQ5/K7 w - - 0 1\n")
-    errors = selfplay("--choices c.txt --count 5", status=1)[1]
-    check("c.txt" in errors, errors)
-    errors = selfplay("--choices c.bin --output g", status=1)[1]
-    check("does not go with" in errors, errors)
-    errors = selfplay("--choices c.bin --opening-share 100 --openings won.epd", status=1)[1]
-    check("no start found" in errors, errors)
-
-
 def ending_score(board, tables, wdl):
     """What a won or lost position is worth: 700, 80 for each rank of the foremost pawn, -6 for each ply of distance."""
     winner = board.turn if wdl > 0 else not board.turn

@@ -1,0 +1,131 @@
+// Writing games as training records, EPD lines and PGN, so that an interruption at any moment loses at most the game
+// being written.
+#include "training/selfplay/game_files.h"
+
+#include "platform/file_ops.h"
+#include "platform/file_path.h"
+#include "training/selfplay/game_text.h"
+
+#include <cinttypes>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+namespace {
+
+constexpr const char* EXTENSIONS[] = {".bin", ".epd", ".pgn"};
+enum : int { BIN, EPD, PGN };
+
+bool complain(const std::string& name, const char* message) {
+    std::fprintf(stderr, "%s: %s\n", name.c_str(), message);
+    return false;
+}
+
+}  // namespace
+
+// The state is replaced as a whole, so that it is always that of one moment.
+bool GameFiles::write_state() const {
+    const std::string name = prefix_ + ".state";
+    const std::string fresh = name + ".new";
+    std::FILE* const file = open_file(fresh.c_str(), "wb");
+    if (!file) return complain(fresh, "cannot be written");
+    std::fprintf(file, "seed %" PRIu64 "\ngames %" PRIu64 "\n", seed_, games_);
+    for (int format = 0; format < FORMATS; ++format) {
+        if (known_[format]) std::fprintf(file, "%s %" PRIu64 "\n", EXTENSIONS[format] + 1, sizes_[format]);
+    }
+    const bool written = std::ferror(file) == 0;
+    if (std::fclose(file) != 0 || !written) return complain(fresh, "cannot be written");
+    std::error_code error;
+    std::filesystem::rename(file_path(fresh), file_path(name), error);
+    return error ? complain(name, "cannot be replaced") : true;
+}
+
+// A missing state is that of an empty run.
+bool GameFiles::read_state() {
+    const std::string name = prefix_ + ".state";
+    if (!file_exists(name.c_str())) return true;
+    std::FILE* const file = open_file(name.c_str(), "rb");
+    if (!file) return complain(name, "cannot be opened");
+    bool has_games = false;
+    char word[32];
+    std::uint64_t number = 0;
+    while (std::fscanf(file, "%31s %" SCNu64, word, &number) == 2) {
+        if (std::strcmp(word, "games") == 0) {
+            games_ = number;
+            has_games = true;
+        }
+        for (int format = 0; format < FORMATS; ++format) {
+            if (std::strcmp(word, EXTENSIONS[format] + 1) != 0) continue;
+            sizes_[format] = number;
+            known_[format] = true;
+        }
+    }
+    const bool sound = has_games && std::feof(file) != 0;
+    std::fclose(file);
+    return sound ? true : complain(name, "is damaged");
+}
+
+bool GameFiles::open_format(int format) {
+    const std::string name = prefix_ + EXTENSIONS[format];
+    std::error_code error;
+    std::uint64_t size = 0;
+    if (file_exists(name.c_str())) {
+        size = std::filesystem::file_size(file_path(name), error);
+        if (error) return complain(name, "has no size");
+    }
+    if (size < sizes_[format])
+        return complain(name, "is shorter than its .state file says; without both, a new run begins");
+    if (size > sizes_[format]) {
+        if (!known_[format]) return complain(name, "is there already and not of this run; choose another prefix");
+        std::filesystem::resize_file(file_path(name), sizes_[format], error);
+        if (error) return complain(name, "cannot be cut to its whole games");
+    }
+    known_[format] = true;
+    files_[format] = open_file(name.c_str(), "ab");
+    return files_[format] ? true : complain(name, "cannot be written");
+}
+
+bool GameFiles::open(const std::string& prefix, const SelfplayOptions& options) {
+    prefix_ = prefix;
+    seed_ = options.seed;
+    wanted_[BIN] = options.write_bin;
+    wanted_[EPD] = options.write_epd;
+    wanted_[PGN] = options.write_pgn;
+    if (!read_state()) return false;
+    for (int format = 0; format < FORMATS; ++format) {
+        if (wanted_[format] && !open_format(format)) return false;
+    }
+    return write_state();
+}
+
+bool GameFiles::append(int format, const char* data, std::size_t size) {
+    if (size == 0) return true;
+    std::FILE* const file = files_[format];
+    if (std::fwrite(data, 1, size, file) != size || std::fflush(file) != 0) {
+        return complain(prefix_ + EXTENSIONS[format], "cannot be written");
+    }
+    sizes_[format] += size;
+    return true;
+}
+
+bool GameFiles::write(const Game& game) {
+    const std::size_t record_bytes = game.records.size() * sizeof(TrainingRecord);
+    if (wanted_[BIN] && !append(BIN, reinterpret_cast<const char*>(game.records.data()), record_bytes)) return false;
+    if (wanted_[EPD]) {
+        const std::string text = game_as_epd(game);
+        if (!append(EPD, text.data(), text.size())) return false;
+    }
+    if (wanted_[PGN]) {
+        const std::string text = game_as_pgn(game, games_ + 1);
+        if (!append(PGN, text.data(), text.size())) return false;
+    }
+    ++games_;
+    return write_state();
+}
+
+void GameFiles::close() {
+    for (std::FILE*& file : files_) {
+        if (file) std::fclose(file);
+        file = nullptr;
+    }
+}

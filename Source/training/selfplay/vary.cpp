@@ -1,0 +1,110 @@
+// Varying the positions of record files.
+#include "training/selfplay/vary.h"
+
+#include "eval/evaluate.h"
+#include "frontend/game_stack.h"
+#include "platform/file_ops.h"
+#include "platform/file_reports.h"
+#include "platform/interrupts.h"
+#include "platform/output_file.h"
+#include "search/search_thread.h"
+#include "tools/progress.h"
+#include "tools/training_record.h"
+#include "training/selfplay/random_moves.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <string_view>
+
+namespace {
+
+constexpr int MOST_RANDOM_MOVES = 4;
+constexpr std::size_t PROGRESS_STEP = 1024;  // records
+
+struct Counts {
+    std::size_t read = 0;
+    std::size_t damaged = 0;
+    std::size_t written = 0;
+};
+
+// The game record's position with its static score, if it is one that networks score.
+bool label(TrainingRecord& record) {
+    Position& position = game_record->position;
+    int known = 0;
+    if (is_attacked(position, position.king_square[position.side], position.side ^ 1)) return false;
+    if (known_endgame(position, position.side, known)) return false;
+    const int score = evaluate(game_record->eval, position, position.side, 1, false);
+    record = make_training_record(position, score, score, score);
+    record.result = record.sc;
+    return true;
+}
+
+// False when the output cannot be written.
+bool write_variations(const TrainingRecord& record, int copies, Random& random, OutputFile& output, Counts& counts) {
+    Position& position = game_record->position;
+    ++counts.read;
+    if (!record_to_position(record, position) || !is_playable(position)) {
+        ++counts.damaged;
+        return true;
+    }
+    compute_keys(position);
+    if (!game_goes_on()) return true;
+    for (int i = 0; i < copies; ++i) {
+        TrainingRecord variation;
+        int made = make_random_moves(random, MOST_RANDOM_MOVES);
+        if (made > 0 && label(variation)) {
+            if (!put(output, {reinterpret_cast<const char*>(&variation), sizeof variation})) return false;
+            ++counts.written;
+        }
+        for (; made > 0; --made) unmake_game_move();
+    }
+    return true;
+}
+
+bool vary_file(const SelfplayOptions& options, const std::string& name, Random& random, OutputFile& output,
+               Counts& counts) {
+    std::FILE* const input = open_file(name.c_str(), "rb");
+    if (!input) {
+        std::fprintf(stderr, "%s: cannot be opened\n", name.c_str());
+        return false;
+    }
+    Progress progress{"positions varied"};
+    TrainingRecord record;
+    bool good = true;
+    while (good && !interrupted() && std::fread(&record, sizeof record, 1, input) == 1) {
+        good = write_variations(record, options.copies, random, output, counts);
+        if (counts.read % PROGRESS_STEP == 0) show_progress(progress, counts.read);
+    }
+    end_progress(progress);
+    if (std::ferror(input)) {
+        std::fprintf(stderr, "%s: cannot be read\n", name.c_str());
+        good = false;
+    }
+    std::fclose(input);
+    return good;
+}
+
+}  // namespace
+
+bool vary_records(const SelfplayOptions& options) {
+    if (!has_extension(options.vary_output, ".bin")) return false;
+    for (const std::string& input : options.inputs) {
+        if (!has_extension(input, ".bin") || !is_other_file(input, options.vary_output)) return false;
+        if (file_exists(input.c_str())) continue;
+        std::fprintf(stderr, "%s: cannot be opened\n", input.c_str());
+        return false;
+    }
+    game_record->eval.no_contempt = 1;
+    catch_interrupts();
+    OutputFile output;
+    if (!create_output(output, options.vary_output)) return false;
+    Counts counts;
+    bool good = true;
+    for (std::size_t i = 0; i < options.inputs.size() && good; ++i) {
+        Random random = random_stream(options.seed, 0, i);
+        good = vary_file(options, options.inputs[i], random, output, counts);
+    }
+    good &= close_output(output);
+    std::printf("%zu read, %zu damaged, %zu written\n", counts.read, counts.damaged, counts.written);
+    return good;
+}

@@ -1,0 +1,8 @@
+// tarn_tune. See docs/tuning.md.
+#include "platform/process.h"
+#include "training/tune/program.h"
+
+int main(int count, char** arguments) {
+    const Arguments taken = begin_process(count, arguments);
+    return run_tuner(taken.count, taken.words);
+}

@@ -1,0 +1,358 @@
+// The tuner: its linear terms against the evaluation itself, and known tables found again from synthetic records.
+#include "eval/eval_fixture.h"
+#include "eval/evaluate.h"
+#include "temp_folder.h"
+#include "training/tune/fit.h"
+#include "training/tune/params_text.h"
+#include "training/tune/table_trace.h"
+#include "training/tune/tuning_set.h"
+
+#include <cmath>
+
+namespace {
+
+// Both kings on either wing, drawish endings, a board full of pieces, and pawns on every square.
+constexpr const char* ROOTS[] = {
+    START_FEN,
+    "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -",
+    "2kr3r/ppp2ppp/8/8/8/8/PPP2PPP/R4RK1 b - -",
+    "4k3/pp3ppp/4b3/8/8/4B3/PP3PPP/4K3 w - -",
+    "8/2k1p3/3p4/2p5/2P1N3/3P1PK1/5P2/3b4 w - -",
+    "1k6/1pp3r1/8/3R4/8/5P2/6PP/6K1 b - -",
+    "8/PPPPPPPP/4k3/8/8/8/8/4K3 w - -",
+    "4k3/8/8/8/8/4K3/pppppppp/8 b - -",
+};
+
+struct Tuner : EvalFixture {
+    const std::vector<EvalParams> defaults{eval_params, eval_params + MAX_EVAL_PARAMS};
+    std::unique_ptr<TableTrace> trace = std::make_unique<TableTrace>();
+
+    ~Tuner() override { restore(); }
+
+    void restore() {
+        std::copy(defaults.begin(), defaults.end(), eval_params);
+        derive_hce_weights();
+    }
+    // Calls visit(position) for the positions of random games of 80 plies from the roots in turn.
+    template <class Visit>
+    void random_positions(int count, unsigned seed, Visit visit) {
+        std::mt19937 random(seed);
+        for (int root = 0; count > 0; root = (root + 1) % static_cast<int>(std::size(ROOTS))) {
+            set_position(position, ROOTS[root]);
+            for (int ply = 0; ply < 80 && count > 0; ++ply) {
+                const std::vector<Move> moves = legal_moves(position);
+                if (moves.empty()) break;
+                make_move(position, moves[random() % moves.size()]);
+                visit(position);
+                --count;
+            }
+        }
+    }
+
+    static EvalParams& param_of(int entry) { return eval_params[first_table_param + entry]; }
+    // Adds whole numbers to the tables.
+    static void apply(const TableChange& change) {
+        for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
+            EvalParams& param = param_of(entry);
+            param.mg += static_cast<float>(change[2 * entry]);
+            param.eg += static_cast<float>(change[2 * entry + 1]);
+            param.packed = static_cast<std::int32_t>(pack(static_cast<int>(param.mg), static_cast<int>(param.eg)));
+        }
+        derive_hce_weights();
+    }
+    PackedScore packed_difference() {
+        hce_evaluate(*hce, position, 0);
+        return hce->scratch.score[WHITE] - hce->scratch.score[BLACK];
+    }
+};
+
+// The given entries: a2 b2 of three pawn tables, a3 b3 of the fourth, a1 to d1 of the knight, a1 b1 of the others, e1
+// to h1 of the king. Nothing is fitted where no piece can stand.
+TEST_F(Tuner, given_and_impossible_entries_stay) {
+    const std::pair<TableId, std::vector<int>> cases[] = {
+        {TABLE_P1, {0, 7, 8, 9, 56}},
+        {TABLE_P2, {8, 9, 63}},
+        {TABLE_CP, {8, 9}},
+        {TABLE_DP, {8, 15, 16, 17}},
+        {TABLE_N, {0, 1, 2, 3}},
+        {TABLE_B, {0, 1}},
+        {TABLE_R, {0, 1}},
+        {TABLE_Q, {0, 1}},
+        {TABLE_K, {3, 4, 5, 6, 7, 8, 11, 56}},
+    };
+    int free_entries = 0;
+    for (const auto& [table, fixed] : cases) {
+        for (const int square : fixed)
+            EXPECT_FALSE(is_free_entry(table_entry(table, square))) << table << ' ' << square;
+    }
+    for (int entry = 0; entry < TABLE_ENTRIES; ++entry) free_entries += is_free_entry(entry);
+    EXPECT_EQ(free_entries, 450);
+}
+
+// Packed sums are exact: a change of the tables must show in them to the last bit.
+TEST_F(Tuner, traced_counts_predict_the_packed_sum_of_any_tables) {
+    std::mt19937 random(3);
+    std::vector<std::uint64_t> seen(TABLE_ENTRIES);
+    random_positions(20000, 11, [&](const Position& p) {
+        trace_tables(*hce, p, *trace);
+        PackedScore predicted = packed_difference();
+        TableChange change;
+        for (double& value : change) value = static_cast<int>(random() % 101) - 50;
+        for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
+            const int count = trace->count[entry];
+            ASSERT_LE(std::abs(count), 1);
+            const PackedScore added =
+                pack(static_cast<int>(change[2 * entry]), static_cast<int>(change[2 * entry + 1]));
+            predicted += static_cast<PackedScore>(count) * added;
+            seen[entry] += count != 0;
+        }
+        apply(change);
+        EXPECT_EQ(packed_difference(), predicted) << position_to_fen(p, false);
+        restore();
+    });
+    int never_seen = 0;
+    for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
+        if (!is_used_entry(entry)) { EXPECT_EQ(seen[entry], 0u) << entry; }
+        never_seen += is_used_entry(entry) && !seen[entry];
+    }
+    EXPECT_LT(never_seen, 5);
+}
+
+// One pawn worth (-9, -11): phase 0.017; the side ahead, Black, has no pawn, which scales by 0.65.
+TEST_F(Tuner, trace_keeps_fractions_of_centipawns) {
+    for (EvalParams& param : eval_params) param.packed = 0, param.mg = param.eg = 0;
+    TableChange change{};
+    change[2 * table_entry(TABLE_P1, 12)] = -9;
+    change[2 * table_entry(TABLE_P1, 12) + 1] = -11;
+    apply(change);
+    set_position(position, "4k3/8/8/8/8/8/4P3/4K3 b - -");
+    trace_tables(*hce, position, *trace);
+    EXPECT_NEAR(trace->mg_factor, 0.65 * 0.017, 1e-5);
+    EXPECT_NEAR(trace->eg_factor, 0.65 * 0.983, 1e-5);
+    EXPECT_NEAR(trace->score, 0.65 * (0.017 * -9 + 0.983 * -11), 1e-4);
+}
+
+TEST_F(Tuner, text_is_the_default_text_with_rounded_changes) {
+    TableChange change{};
+    EXPECT_EQ(params_text(change),
+              std::string(default_params, static_cast<std::size_t>(default_params_end - default_params)));
+    const int entry = table_entry(TABLE_Q, 27);
+    const EvalParams before = param_of(entry);
+    change[2 * entry] = 1.6;
+    change[2 * entry + 1] = -2.4;
+    load_params_text(params_text(change));
+    EXPECT_EQ(param_of(entry).mg, before.mg + 2);
+    EXPECT_EQ(param_of(entry).eg, before.eg - 2);
+    EXPECT_STREQ(eval_params[eval_param_count - 1].name, "ttune");
+}
+
+// Every value is as dear as the next, but those of one table cost nothing: they alone change, and as little as
+// possible.
+TEST_F(Tuner, text_gets_the_asked_length_where_it_costs_least) {
+    const std::size_t length = params_text(TableChange{}).size();
+    EXPECT_EQ(fixed_text_length(), length);
+    TableChange curvature;
+    for (std::size_t v = 0; v < curvature.size(); ++v) curvature[v] = v / 128 == TABLE_Q ? 0 : 1;
+    for (const int by : {-20, -1, 0, 1, 20}) {
+        TableChange change{};
+        ASSERT_TRUE(fit_text_length(change, curvature, length + by));
+        EXPECT_EQ(params_text(change).size(), length + by);
+        int changed = 0;
+        for (std::size_t v = 0; v < change.size(); ++v) {
+            changed += change[v] != 0;
+            if (v / 128 != TABLE_Q) { EXPECT_EQ(change[v], 0) << v; }
+        }
+        EXPECT_EQ(changed, std::abs(by));
+    }
+    TableChange unchanged{};
+    EXPECT_FALSE(fit_text_length(unchanged, curvature, length + 5000));
+    EXPECT_EQ(unchanged, TableChange{});
+}
+
+struct Recovery : Tuner {
+    // A few changes of each kind: a pawn table each, a piece, the king, whole material.
+    static TableChange known_change() {
+        TableChange change{};
+        const auto set = [&change](int table, int square, int mg, int eg) {
+            change[2 * table_entry(table, square)] = mg;
+            change[2 * table_entry(table, square) + 1] = eg;
+        };
+        for (int square = 0; square < 64; ++square) {
+            if (is_free_entry(table_entry(TABLE_R, square))) set(TABLE_R, square, 0, 40);
+        }
+        set(TABLE_N, 21, 30, -20);   // f3
+        set(TABLE_P1, 28, 25, 10);   // e4
+        set(TABLE_P2, 15, -30, 20);  // h2
+        set(TABLE_CP, 27, 20, 0);    // d4
+        set(TABLE_DP, 20, 15, 15);   // e3
+        set(TABLE_K, 12, -40, 30);   // e2
+        return change;
+    }
+
+    // Positions with results that the changed tables expect: as they are, or games drawn with that chance.
+    TuningSet synthetic_set(int count, bool drawn, double slope) {
+        TuningSet set;
+        const TableChange change = known_change();
+        std::mt19937 random(21);
+        random_positions(count, 5, [&](const Position& p) {
+            trace_tables(*hce, p, *trace);
+            apply(change);
+            const int score = hce_evaluate(*hce, p, 0);
+            restore();
+            if (std::abs(score) > 1500) return;  // says little, and that in whole centipawns
+            const double chance = 1.0 / (1.0 + std::exp(-slope * score));
+            const bool won = std::uniform_real_distribution<>(0, 1)(random) < chance;
+            const int result = drawn ? result_to_score(won ? 1.0 : 0.0) : score;  // 0.006 a centipawn
+            add_position(set, make_training_record(p, result, 0, 0), p, *trace);
+        });
+        return set;
+    }
+};
+
+TEST_F(Recovery, expected_results_give_back_the_changed_tables) {
+    const TuningSet set = synthetic_set(60000, false, 0.006);
+    FitOptions options;
+    options.prior = options.smoothness = 0.01;
+    double last = 1e9;
+    const TableChange made = fit_tables(set, {}, options, [&last](int, double error, double hold_out) {
+        EXPECT_EQ(hold_out, 0);
+        EXPECT_LE(error, last + 1e-6);
+        last = error;
+        return true;
+    });
+    EXPECT_LT(last, 1e-5);                                                    // the scores are whole centipawns
+    const TableChange curvature = error_curvature(set, made, options.slope);  // how much the set says about each value
+    const TableChange known = known_change();
+    int checked = 0;
+    for (int v = 0; v < 2 * TABLE_ENTRIES; ++v) {
+        if (!is_free_entry(v / 2)) {
+            EXPECT_EQ(made[v], 0) << v;
+        } else if (curvature[v] > 0.0001) {
+            EXPECT_NEAR(made[v], known[v], 2.5) << v;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 400);
+}
+
+// Random games make large scores, so that a set of this size fixes the slope to a few percent.
+TEST_F(Recovery, slope_of_drawn_results_is_found) {
+    EXPECT_NEAR(fitted_slope(synthetic_set(40000, true, 0.004)), 0.004, 0.0002);
+}
+
+// A value that nothing else pulls goes half of its way when the prior counts as many even positions as show it.
+TEST_F(Tuner, prior_counts_even_positions) {
+    constexpr int POSITIONS = 100;
+    set_position(position, START_FEN);
+    *trace = {};
+    trace->mg_factor = 1;
+    const int entry = table_entry(TABLE_N, 27);
+    trace->count[entry] = 1;
+    TuningSet set;
+    for (int i = 0; i < POSITIONS; ++i) add_position(set, make_training_record(position, 10, 0, 0), position, *trace);
+    FitOptions options;
+    options.smoothness = 0;
+    for (const auto& [prior, expected] : {std::pair(0.0, 10.0), std::pair(100.0, 5.0), std::pair(300.0, 2.5)}) {
+        options.prior = prior;
+        const TableChange change = fit_tables(set, {}, options, [](int, double, double) { return true; });
+        EXPECT_NEAR(change[2 * entry], expected, 0.02) << prior;  // nearly linear so near to even
+        EXPECT_EQ(change[2 * entry + 1], 0) << prior;
+    }
+}
+
+// With an overwhelming smoothness a table moves as one, and given entries, which do not move, hold it back. Steps that
+// know how the values depend on each other are few.
+TEST_F(Recovery, neighbours_and_given_entries_pull) {
+    const TuningSet set = synthetic_set(4000, false, 0.006);
+    FitOptions options;
+    int steps = 0;
+    const auto fit = [&] {
+        return fit_tables(set, set, options, [&steps](int step, double, double) { return steps = step, true; });
+    };
+    fit();
+    EXPECT_LE(steps, 6);
+    const auto rook = [](const TableChange& change, int square) {
+        return change[2 * table_entry(TABLE_R, square) + 1];
+    };
+    options.prior = options.smoothness = 0.01;
+    EXPECT_GT(rook(fit(), 36), 20);  // every rook is 40 dearer in the ending
+    options.smoothness = 1e9;
+    EXPECT_NEAR(rook(fit(), 36), 0, 0.1);
+    options.smoothness = 0;
+    options.prior = 1e9;
+    for (const double value : fit()) EXPECT_NEAR(value, 0, 0.1);
+}
+
+struct RecordFiles : Tuner {
+    const TempFolder folder;
+    TuningSet training, hold_out;
+
+    TrainingRecord record(const char* fen, int result, int sc) {
+        set_position(position, fen);
+        return make_training_record(position, result, 0, sc);
+    }
+    // Reads a file of these records, and a part of one, into the two sets.
+    ReadCounts read(const std::vector<TrainingRecord>& records, int hold_out_percent = 0, std::uint64_t seed = 1) {
+        std::string bytes(reinterpret_cast<const char*>(records.data()), records.size() * sizeof(TrainingRecord));
+        ReadOptions options;
+        options.hold_out = hold_out_percent;
+        options.seed = seed;
+        ReadCounts counts{};
+        training = hold_out = {};
+        const std::string name = folder.write("r.bin", bytes + "part of a record");
+        EXPECT_TRUE(read_records(name.c_str(), options, training, hold_out, counts));
+        return counts;
+    }
+};
+
+TEST_F(RecordFiles, useless_records_are_left_out_by_their_reason) {
+    const struct {
+        const char* fen;
+        int sc;
+        std::uint64_t ReadCounts::*counter;
+    } cases[] = {
+        {START_FEN, 30, &ReadCounts::kept},
+        {"r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq -", 30, &ReadCounts::kept},
+        {"4k3/8/8/8/8/8/4r3/4K2R w - -", 0, &ReadCounts::in_check},
+        {"4k3/8/8/8/8/8/8/3QK3 w - -", 900, &ReadCounts::known_endgame},
+        {"4k3/4p3/8/8/8/8/4P3/3QK3 w - -", 1501, &ReadCounts::decided},
+        {"4k3/4p3/8/8/8/8/4P3/3QK3 w - -", -1501, &ReadCounts::decided},
+        {"4k3/pp6/8/8/3r4/8/PP6/3RK3 w - -", 500, &ReadCounts::loud},    // the rook hangs
+        {"4k3/pp6/2p5/8/3r4/8/PP6/3RK3 b - -", 500, &ReadCounts::kept},  // an even exchange
+        {"8/P3k3/8/8/8/8/4p3/6K1 w - -", 100, &ReadCounts::loud},        // the pawn promotes
+        {"4k3/4k3/8/8/8/8/4P3/3QK3 w - -", 0, &ReadCounts::damaged},
+        {"4k3/4p3/8/8/8/8/8/3QK2P w - -", 0, &ReadCounts::damaged},
+    };
+    for (const auto& c : cases) {
+        const ReadCounts counts = read({record(c.fen, 0, c.sc)});
+        EXPECT_EQ(counts.read, 1u) << c.fen;
+        EXPECT_EQ(counts.*c.counter, 1u) << c.fen;
+        EXPECT_EQ(training.positions.size(), counts.kept) << c.fen;
+    }
+    ReadCounts counts{};
+    EXPECT_FALSE(read_records("no such file.bin", {}, training, hold_out, counts));
+}
+
+TEST_F(RecordFiles, results_turn_to_the_side_of_white) {
+    read({record("rnbqkbnr/pppp1ppp/8/4p3/8/8/PPPPPPPP/RNBQKBNR w KQkq -", 2300, 40),
+          record("rnbqkbnr/pppp1ppp/8/4p3/8/8/PPPPPPPP/RNBQKBNR b KQkq -", -2302, -40)});
+    ASSERT_EQ(training.positions.size(), 2u);
+    for (const TuningPosition& row : training.positions) EXPECT_NEAR(row.result, 1.0, 1e-5);
+}
+
+TEST_F(RecordFiles, hold_out_is_about_its_share_in_whole_blocks_and_the_seed_decides) {
+    const std::vector<TrainingRecord> records(64 * 1024, record(START_FEN, 0, 0));
+    const auto held_out = [&](std::uint64_t seed) {
+        read(records, 25, seed);
+        EXPECT_EQ(training.positions.size() + hold_out.positions.size(), records.size());
+        return hold_out.positions.size();
+    };
+    const std::size_t first = held_out(1);
+    EXPECT_EQ(first % 1024, 0u);
+    EXPECT_GT(first, 5u * 1024);
+    EXPECT_LT(first, 30u * 1024);
+    EXPECT_EQ(held_out(1), first);
+    EXPECT_NE(held_out(2), first);
+}
+
+}  // namespace
