@@ -76,8 +76,8 @@ std::vector<Pull> make_pulls(const FitOptions& options) {
     std::vector<Pull> pulls;
     for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
         const int square = entry % 64;
-        for (int half = 0; half < 2; ++half) {
-            const auto value = static_cast<std::size_t>(2 * entry + half);
+        for (std::size_t half = 0; half < 2; ++half) {
+            const std::size_t value = 2 * static_cast<std::size_t>(entry) + half;
             pulls.push_back({value, value, options.prior * even_position});
             if (file_of(square) < 7 && pull_each_other(entry, entry + 1)) {
                 pulls.push_back({value, value + 2, options.smoothness * even_position});
