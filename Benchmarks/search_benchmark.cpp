@@ -2,7 +2,7 @@
 #include "eval/eval_params.h"
 #include "eval/kpk.h"
 #include "eval/network.h"
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "position/position.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"

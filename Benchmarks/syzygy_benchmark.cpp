@@ -1,6 +1,6 @@
 // Tablebase speed: start-up over a large directory, and probes of mapped tables. The tables come from the
 // directory in TARN_SYZYGY_PATH; without it the probes are skipped.
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "syzygy/tbprobe.h"
 
 #include <benchmark/benchmark.h>

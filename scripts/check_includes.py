@@ -9,38 +9,36 @@ import pathlib
 import re
 import sys
 
-# The rooms that a room may include besides itself. `base` is settings.h and output.h of the front end, which
-# every room may use: plain values and one printing function.
-ENGINE = ["platform", "base", "position", "eval", "syzygy", "book", "search", "tools", "frontend"]
+# The rooms that a room may include besides itself. BASE holds the settings record and the line printer, plain values and
+# one printing function, which every room above platform may use.
+BASE = ["platform", "frontend/base"]
+ENGINE = BASE + ["position", "eval", "syzygy", "book", "search", "tools", "frontend"]
 BELOW = {
     "platform": [],
-    "base": ["platform"],
-    "position": ["platform", "base"],
-    "eval": ["platform", "base", "position"],
-    "syzygy": ["platform", "base", "position"],
-    "book": ["platform", "base", "position"],
-    "search": ["platform", "base", "position", "eval", "syzygy", "book"],
-    "tools": ["platform", "base", "position", "eval", "syzygy", "book", "search", "frontend"],
-    "frontend": ["platform", "base", "position", "eval", "syzygy", "book", "search", "tools"],
+    "frontend/base": ["platform"],
+    "position": BASE,
+    "eval": BASE + ["position"],
+    "syzygy": BASE + ["position"],
+    "book": BASE + ["position"],
+    "search": BASE + ["position", "eval", "syzygy", "book"],
+    "tools": BASE + ["position", "eval", "syzygy", "book", "search"],
+    "frontend": BASE + ["position", "eval", "syzygy", "book", "search", "tools"],
     # The laboratory: it may use all of the engine, its programs do not know of each other, and nothing includes it.
     "training": ENGINE,
     "training/selfplay": ENGINE + ["training"],
     "training/train": ENGINE + ["training"],
     "training/tune": ENGINE + ["training"],
 }
-BASE_FILES = {"settings.h", "settings.cpp", "output.h", "output.cpp"}
 # The call of the training variant.
 EXCEPTIONS = {("frontend/startup.cpp", "training/train/train.h")}
 # Folders of Tests/ that test more than the room of their name.
-TEST_ROOMS = {"platform": "base"}
+TEST_ROOMS = {"platform": "frontend/base"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
 
 
 def room_of(path):
     """Room of a path relative to Source/, or None if it lies in none."""
     parts = pathlib.PurePosixPath(path).parts
-    if parts[0] == "frontend" and parts[-1] in BASE_FILES:
-        return "base"
     for room in ("/".join(parts[:2]), parts[0]):
         if room in BELOW and len(parts) > room.count("/") + 1:
             return room

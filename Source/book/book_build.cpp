@@ -3,8 +3,8 @@
 
 #include "book/book_key.h"
 #include "book/move_statistics.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/interrupts.h"

@@ -3,8 +3,8 @@
 #include "book/book_probe.h"
 
 #include "book/book_key.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/file_path.h"
 #include "position/movegen.h"
 

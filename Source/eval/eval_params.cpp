@@ -2,8 +2,8 @@
 #include "eval/eval_params.h"
 
 #include "eval/hce.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/file_ops.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #include "eval/eval_params.h"
 #include "eval/inference.h"
 #include "eval/network.h"
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 
 namespace {
 

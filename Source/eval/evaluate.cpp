@@ -5,8 +5,8 @@
 #include "eval/bishop_colours.h"
 #include "eval/known_endgames.h"
 #include "eval/network.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 
 #include <algorithm>
 #include <cstring>

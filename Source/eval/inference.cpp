@@ -4,7 +4,7 @@
 
 #include "eval/network.h"
 #include "eval/vector.h"
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -2,8 +2,9 @@
 #include "eval/network.h"
 
 #include "eval/evaluate.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "platform/file_map.h"
 #include "platform/file_ops.h"
 #include "platform/memory.h"
@@ -82,21 +83,24 @@ std::size_t value_bytes() {
     return static_cast<std::size_t>(network.value_count) * sizeof(std::int16_t);
 }
 
-void allocate_values() {
+// False, and the program ends, without memory.
+bool allocate_values() {
     if (!allocate_large(value_bytes(), values_block)) {
         print_line("allocating memory for net failed!");
-        std::exit(1);
+        end_program(1);
+        return false;
     }
     network.values = static_cast<std::int16_t*>(values_block.data);
     network.input_weights = network.values;
     network.output_weights = network.input_weights + network.input_weight_count;
     network.biases = network.output_weights + network.output_weight_count;
+    return true;
 }
 
 void load_embedded() {
     read_header(embedded_network);
     if (!set_counts(embedded_network_end - embedded_network - static_cast<std::ptrdiff_t>(HEADER_BYTES))) return;
-    allocate_values();
+    if (!allocate_values()) return;
     std::memcpy(network.values, embedded_network + HEADER_BYTES, value_bytes());
     network.complete = true;
     print_line("info string loaded embedded network");
@@ -106,13 +110,13 @@ void load_file(const char* name) {
     std::FILE* file = open_file(name, "rb");
     if (!file) {
         print_format("info string can't open %s", name);
-        std::exit(0);
+        end_program(0);
+        return;
     }
     unsigned char header[HEADER_BYTES];
     if (std::fread(header, 1, HEADER_BYTES, file) == HEADER_BYTES) {
         read_header(header);
-        if (set_counts(file_size(name) - static_cast<std::int64_t>(HEADER_BYTES))) {
-            allocate_values();
+        if (set_counts(file_size(name) - static_cast<std::int64_t>(HEADER_BYTES)) && allocate_values()) {
             network.complete = std::fread(network.values, 1, value_bytes(), file) == value_bytes();
         }
     }
@@ -125,8 +129,7 @@ void load_file(const char* name) {
 void create_new() {
     print_line("creating new net...");
     set_fresh_header();
-    if (!set_counts(std::numeric_limits<std::int64_t>::max())) return;
-    allocate_values();
+    if (!set_counts(std::numeric_limits<std::int64_t>::max()) || !allocate_values()) return;
     std::uint64_t state = 0x9E3779B97F4A7C15ULL;
     for (std::int32_t i = 0; i < network.value_count; ++i) {
         state = state * 6364136223846793005ULL + 1442695040888963407ULL;

@@ -1,10 +1,10 @@
 // The table of switches and the walk over the command line.
 #include "frontend/command_line.h"
 
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "frontend/help_line.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "position/types.h"
 #include "search/search_control.h"
 #include "search/time_manager.h"

@@ -1,9 +1,10 @@
 // Reading the configuration file.
 #include "frontend/config_file.h"
 
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "frontend/options.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
 #include "platform/file_ops.h"
 #include "search/search_control.h"
 
@@ -67,7 +68,7 @@ bool load_config() {
     if (!file) return false;
     print_format("info string loading parameters from %s", settings.config_file);
     ++nesting;
-    for (std::string line; read_line(file, line);) apply_line(line);
+    for (std::string line; !program_ends() && read_line(file, line);) apply_line(line);
     const int error = std::ferror(file) ? errno : 0;
     --nesting;
     std::fclose(file);

@@ -1,10 +1,10 @@
 // The board editor and the mirrored board. Both describe the new position as a FEN and set that up, so that
 // every derived field is built in one place.
+#include "frontend/base/output.h"
 #include "frontend/console_line.h"
-#include "frontend/game_stack.h"
 #include "frontend/input.h"
-#include "frontend/output.h"
-#include "frontend/words.h"
+#include "platform/words.h"
+#include "search/game_stack.h"
 #include "search/search_thread.h"
 
 #include <array>

@@ -2,17 +2,17 @@
 #include "eval/eval_trace.h"
 #include "eval/inference.h"
 #include "eval/network.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "frontend/console_line.h"
-#include "frontend/game_stack.h"
 #include "frontend/input.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
 #include "platform/clock.h"
+#include "platform/words.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "position/perft.h"
 #include "position/see.h"
+#include "search/game_stack.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
 #include "search/search_control.h"
@@ -63,7 +63,7 @@ private:
 void search_depth_zero() {
     const std::int8_t depth_limit = settings.depth_limit;
     settings.depth_limit = 0;
-    if (!analysis_search()) std::exit(-1);
+    analysis_search();
     settings.depth_limit = depth_limit;
     search_control.think_flags = 0;
 }

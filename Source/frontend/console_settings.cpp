@@ -1,11 +1,11 @@
 // The console's `set`.
 #include "eval/evaluate.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "frontend/console_line.h"
 #include "frontend/help_line.h"
 #include "frontend/options.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "search/search_control.h"
 #include "search/time_manager.h"
 

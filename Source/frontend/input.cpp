@@ -1,13 +1,13 @@
 // Line assembly and dispatch. Reading bytes is the platform's part.
 #include "frontend/input.h"
 
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "frontend/console.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
 #include "frontend/uci.h"
-#include "frontend/words.h"
 #include "platform/clock.h"
 #include "platform/console_input.h"
+#include "platform/words.h"
 #include "search/search_control.h"
 
 #include <algorithm>

@@ -3,10 +3,11 @@
 
 #include "eval/evaluate.h"
 #include "eval/network.h"
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "frontend/config_file.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "search/hash_table.h"
 #include "search/search_control.h"
 #include "syzygy/tbprobe.h"
@@ -148,7 +149,7 @@ void forget_scores() {
 }
 
 void reallocate_hash(int) {
-    if (!resize_hash_table()) std::exit(-1);
+    if (!resize_hash_table()) end_program(-1);
 }
 
 void reload_network(int) {

@@ -4,18 +4,19 @@
 #include "book/book_build.h"
 #include "eval/eval_params.h"
 #include "eval/network.h"
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "frontend/command_line.h"
 #include "frontend/config_file.h"
-#include "frontend/game_stack.h"
 #include "frontend/input.h"
 #include "frontend/options.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
 #include "platform/clock.h"
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/process.h"
 #include "search/engine.h"
+#include "search/game_stack.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
 #include "search/search_control.h"
@@ -80,11 +81,13 @@ bool bring_up_subsystems() {
     if (!resize_hash_table()) return false;
     set_timer_resolution();
     read_named_files();
+    if (program_ends()) return false;
     open_log();
     init_eval_params();
     load_network();
+    if (program_ends()) return false;
     if (std::strlen(settings.syzygy_path) > 1) tb_init();
-    return true;
+    return !program_ends();
 }
 
 void tear_down() {
@@ -96,7 +99,6 @@ void tear_down() {
 
 // --- Run modes -----------------------------------------------------------------------------------------------
 
-constexpr int FAILED = -1;  // exit status of a run that could not create a thread
 constexpr const char* CALIBRATION_FEN = "rnb1k2r/1pq1bppp/p2p1n2/4p3/4P3/2N1BN2/PPP1BPPP/R2QK2R w KQkq -";
 constexpr std::uint64_t CALIBRATION_NODES = 35000;
 constexpr float CALIBRATION_SECONDS = 5.0f;
@@ -131,8 +133,9 @@ bool calibrate_speed() {
 }
 
 int play(const CommandLine&) {
-    if (!calibrate_speed()) return FAILED;
-    return think_loop(poll_input) ? 0 : FAILED;
+    if (!calibrate_speed()) return 1;
+    think_loop(poll_input);
+    return 0;
 }
 
 // The start-up was all that was asked for.
@@ -160,7 +163,8 @@ constexpr RunModeEntry RUN_MODES[] = {
     {RunMode::PGN_SCAN, scan_games},
     {RunMode::BENCH,
      [](const CommandLine& line) {
-         return run_bench(line.bench_on_calling_thread ? nullptr : poll_input) ? 0 : FAILED;
+         run_bench(line.bench_on_calling_thread ? nullptr : poll_input);
+         return 0;
      }},
     {RunMode::BOOK_BUILD, make_book},
     {RunMode::BOOK_BUILD2, [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},
@@ -225,5 +229,5 @@ int run_program(int count, const char* const* arguments) {
         }
     }
     tear_down();
-    return status;
+    return end_status(status);
 }

@@ -1,12 +1,12 @@
 // The UCI command handler.
 #include "frontend/uci.h"
 
-#include "frontend/game_stack.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "frontend/options.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "position/notation.h"
+#include "search/game_stack.h"
 #include "search/search_control.h"
 #include "search/search_params.h"
 #include "search/search_thread.h"

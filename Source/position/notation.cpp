@@ -2,8 +2,8 @@
 // coordinate moves and the common variants need no parser of their own.
 #include "position/notation.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "position/castling.h"
 #include "position/make_move.h"
 #include "position/movegen.h"

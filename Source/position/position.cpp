@@ -1,7 +1,7 @@
 // Set-up of a game record, the test whether a position can be played, and the board display.
 #include "position/position.h"
 
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 
 void init_game_state(GameState& state, Position& position) {
     position.owner = &state;

@@ -1,5 +1,5 @@
 // The key table and the computation of both keys from scratch; make_move.cpp updates them incrementally.
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 #include "position/position.h"
 
 std::uint64_t zobrist[1024];

@@ -4,7 +4,7 @@
 #include "eval/eval_params.h"
 #include "eval/kpk.h"
 #include "eval/network.h"
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "position/bitboard.h"
 #include "position/position.h"
 #include "search/hash_table.h"
@@ -17,8 +17,9 @@ namespace {
 
 bool prepare_searches(int hash_mb) {
     if (!game_record) game_record = create_search_thread(GAME_RECORD_INDEX);
+    if (!search_threads[0]) search_threads[0] = create_search_thread(0);
     settings.hash_mb = hash_mb;
-    return game_record && hash_allocate();
+    return game_record && search_threads[0] && hash_allocate();
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 // The transposition table: geometry, replacement, the lock-free entries and the test of moves that come out.
 #include "search/hash_table.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "platform/memory.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
@@ -177,16 +178,19 @@ void hash_clear_parallel() {
     const std::size_t share = table.entry_count / static_cast<std::size_t>(workers);
     ClearSlice slices[MAX_THREADS];
     pthread_t threads[MAX_THREADS];
+    int started = 0;
     for (int i = 0; i < workers; ++i) {
         const std::size_t start = share * static_cast<std::size_t>(i);
         slices[i] = {table.half[WHITE] + start, i + 1 < workers ? share : table.entry_count - start};
         if (pthread_create(&threads[i], nullptr, clear_worker, &slices[i]) != 0) {
             std::fprintf(stderr, "cannot create a thread that clears the hash table\n");
-            std::exit(-1);
+            end_program(-1);
+            break;
         }
+        ++started;
     }
-    for (int i = 0; i < workers; ++i) {
-        if (pthread_join(threads[i], nullptr) != 0) std::exit(-1);
+    for (int i = 0; i < started; ++i) {
+        if (pthread_join(threads[i], nullptr) != 0) end_program(-1);
     }
 }
 

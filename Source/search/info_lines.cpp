@@ -1,8 +1,8 @@
 // The lines of progress and the totals that they show.
 #include "search/info_lines.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "position/notation.h"
 #include "search/hash_table.h"
 #include "search/time_manager.h"

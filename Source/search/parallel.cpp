@@ -1,7 +1,8 @@
 // Launching searches: the coordinator thread, the secondary threads, and the input loop meanwhile.
 #include "search/parallel.h"
 
-#include "frontend/settings.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "platform/console_input.h"
 #include "search/hash_table.h"
 #include "search/info_lines.h"
@@ -45,10 +46,9 @@ int thread_numbers[MAX_THREADS];
 // Secondary threads wait for the first iteration at this gate.
 std::atomic<bool> secondary_released{false};
 
-bool report_failure(const char* what) {
-    search_control.failed = 1;
+void report_failure(const char* what) {
     std::fprintf(stderr, "cannot create %s\n", what);
-    return false;
+    end_program(-1);
 }
 
 // Number of threads of this search. A player held back to a rating gets no helpers, which would fill the table for it.
@@ -64,7 +64,8 @@ bool create_records() {
     for (int i = 0; i < std::max<int>(search_control.threads, 1); ++i) {
         if (!search_threads[i]) search_threads[i] = create_search_thread(i);
     }
-    return search_threads[0] != nullptr || report_failure("a search record");
+    if (!search_threads[0]) report_failure("a search record");
+    return search_threads[0] != nullptr;
 }
 
 void* secondary_entry(void* argument) {
@@ -99,7 +100,7 @@ int start_secondary_threads(pthread_t* threads) {
         if (search_threads[started]) search_threads[started]->nodes = 0;
         thread_numbers[started] = started;
         if (!create_thread(threads[started], PTHREAD_CREATE_JOINABLE, secondary_entry, &thread_numbers[started])) {
-            search_control.failed = 1;
+            report_failure("a search thread");
             search_control.stop = 1;
             break;
         }
@@ -112,12 +113,12 @@ void* coordinator_entry(void*) {
     secondary_released = false;
     pthread_t secondary[MAX_THREADS] = {};
     const int started = start_secondary_threads(secondary);
-    if (search_control.threads > 0 && !search_control.failed) root_search(0);
+    if (search_control.threads > 0 && !program_ends()) root_search(0);
     release_secondary_threads();
     for (int i = 1; i < started; ++i) {
-        if (pthread_join(secondary[i], nullptr) != 0) search_control.failed = 1;
+        if (pthread_join(secondary[i], nullptr) != 0) end_program(-1);
     }
-    if (!search_control.failed) {
+    if (!program_ends()) {
         report_final_result();
         hold_answer();
     }
@@ -212,12 +213,12 @@ bool start_search(std::uint16_t mode, bool detached, InputPoller poll) {
     search_control.think_flags.store(mode);
     begin_search();
     search_control.threads = static_cast<std::int16_t>(searching_threads(detached));
-    search_control.failed = 0;
     if (!create_records()) return false;
     if (detached) {
         pthread_t coordinator;
         if (!create_thread(coordinator, PTHREAD_CREATE_DETACHED, coordinator_entry, nullptr)) {
-            return report_failure("the search thread");
+            report_failure("the search thread");
+            return false;
         }
         wait_for_search(poll);
     } else {
@@ -226,7 +227,7 @@ bool start_search(std::uint16_t mode, bool detached, InputPoller poll) {
         mark_finished();
     }
     refresh_elapsed();
-    return !search_control.failed || report_failure("a search thread");
+    return !program_ends();
 }
 
 bool analysis_search() {

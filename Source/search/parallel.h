@@ -21,8 +21,8 @@ void poll_and_wait(InputPoller poll, double seconds);
 
 // Runs one search with the given think flag (THINK_CLOCK, THINK_PONDER, THINK_TOOL). Detached: on a
 // coordinator thread, while this thread polls input and the clock; otherwise on the calling thread.
-// Returns when the search has finished. False, after one line on the error stream, when a thread or a record that it
-// needs could not be created: the program cannot go on.
+// Returns when the search has finished. False when the program must end: a thread or a record could not be created, or
+// another room asked for the end meanwhile.
 bool start_search(std::uint16_t mode, bool detached, InputPoller poll);
 
 // A tool's search on the calling thread; false as above.

@@ -3,8 +3,8 @@
 #include "search/root_search.h"
 
 #include "eval/evaluate.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "position/notation.h"

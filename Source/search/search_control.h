@@ -27,7 +27,6 @@ constexpr int MAX_ROOT_MOVES = 256;
 struct SearchControl {
     // Flags: set by any thread.
     Relaxed<std::uint8_t> stop = 0;
-    Relaxed<std::uint8_t> failed = 0;  // a thread or record of this search could not be created: the program must end
     std::atomic<std::uint16_t> think_flags{0};  // changed only by or / compare-exchange / store while idle; commands
                                                 // that change it while a search runs notify who waits on it
 

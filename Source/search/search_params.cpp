@@ -1,8 +1,8 @@
 // Margins and reductions of the main search: one setting, selectivity, scales them all.
 #include "search/search_params.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,8 +2,9 @@
 #include "search/think.h"
 
 #include "book/book_probe.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "platform/clock.h"
 #include "position/make_move.h"
 #include "position/notation.h"
@@ -57,20 +58,21 @@ void play_book_move(Move move) {
     search_control.think_flags.fetch_or(THINK_FINISHED);
 }
 
-// False when a search could not be started.
-bool handle_request(std::uint16_t flags, InputPoller poll) {
+void handle_request(std::uint16_t flags, InputPoller poll) {
     if (search_control.self_play && is_draw(game_position(), 0)) {
         search_control.think_flags.store(0);
         search_control.self_play = false;
         print_line("info string Draw!");
-        return true;
+        return;
     }
     set_best_line(NULL_MOVE);
     const bool book_allowed = (flags & THINK_GO) && search_control.search_move_count == 0;
     const Move book_move = book_allowed ? choose_book_move() : NULL_MOVE;
-    if (book_move == NULL_MOVE) return start_search(flags & THINK_GO ? THINK_CLOCK : THINK_PONDER, true, poll);
-    play_book_move(book_move);
-    return true;
+    if (book_move != NULL_MOVE) {
+        play_book_move(book_move);
+    } else {
+        start_search(flags & THINK_GO ? THINK_CLOCK : THINK_PONDER, true, poll);
+    }
 }
 
 void print_uci_result(const std::string& best, const std::string& ponder, bool has_ponder) {
@@ -145,7 +147,7 @@ double branching_factor() {
     return nodes > 0 && earlier > 0 ? std::sqrt(std::sqrt(nodes / earlier)) : 2.0;
 }
 
-bool think_loop(InputPoller poll) {
+void think_loop(InputPoller poll) {
     set_position(game_position(), START_FEN);
     if (!settings.uci_mode) display_position(game_position());
     settings.quit = 0;
@@ -155,12 +157,11 @@ bool think_loop(InputPoller poll) {
     do {
         const std::uint16_t flags = search_control.think_flags.load();
         if (flags & REQUEST_MASK) {
-            if (!handle_request(flags, poll)) return false;
+            handle_request(flags, poll);
         } else {
             update_clock();
             poll_and_wait(poll, NOT_BY_TIME);
         }
-        if (search_control.think_flags.load() & THINK_FINISHED) report_result();
+        if ((search_control.think_flags.load() & THINK_FINISHED) && !program_ends()) report_result();
     } while (!settings.quit);
-    return true;
 }

@@ -4,8 +4,8 @@
 
 #include "search/parallel.h"
 
-// Returns true when settings.quit is set, false when a search could not be started: the program cannot go on.
-bool think_loop(InputPoller poll);
+// Returns when settings.quit is set.
+void think_loop(InputPoller poll);
 
 // Effective branching factor over the last four iterations of the last search; 2 when it did not get that far.
 double branching_factor();

@@ -2,8 +2,8 @@
 #include "search/time_manager.h"
 
 #include "eval/evaluate.h"
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/clock.h"
 #include "search/hash_table.h"
 #include "search/search_control.h"

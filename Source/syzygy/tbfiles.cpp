@@ -1,8 +1,9 @@
 // Discovery and mapping of tablebase files.
 #include "syzygy/tbfiles.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "platform/file_ops.h"
 #include "platform/map_guard.h"
 #include "syzygy/tbprobe.h"
@@ -216,17 +217,12 @@ void forget_tables() {
 
 // ---- First use ----
 
-// Search threads may be running: nothing is torn down.
-[[noreturn]] void end_program() {
-    std::fflush(stdout);
-    std::_Exit(EXIT_FAILURE);
-}
-
-[[noreturn]] void cannot_map(const MapError& error, const std::string& name, TableKind kind) {
+// A file that is there and cannot be mapped ends the program.
+void report_unmapped(const MapError& error, const std::string& name, TableKind kind) {
     const char* const call = error.step == MapError::VIEWING ? "MapViewOfFile" : "CreateFileMapping";
     std::fprintf(stderr, "%s() failed, error = %lu.\n", call, error.code);
     std::fprintf(stderr, "Could not map %s%s into memory.\n", name.c_str(), EXTENSIONS[kind]);
-    end_program();
+    end_program(EXIT_FAILURE);
 }
 
 // Maps the file and reads its layout. False when it is gone (silently) or damaged.
@@ -238,8 +234,8 @@ bool load_table(TableEntry& entry, TableKind kind) {
         FileMap& map = entry.maps[kind];
         MapError error;
         if (!map_file(path.c_str(), map, error)) {
-            if (error.step == MapError::OPENING) return false;
-            cannot_map(error, entry.name, kind);
+            if (error.step != MapError::OPENING) report_unmapped(error, entry.name, kind);
+            return false;
         }
         guard_map(map);
         auto data = std::make_unique<TableData>();
@@ -264,7 +260,8 @@ void tb_init() {
         registry.entries.reset(new (std::nothrow) TableEntry[MAX_TABLES]);
         if (!registry.entries) {
             std::fputs("Out of memory.\n", stderr);
-            std::exit(EXIT_FAILURE);
+            end_program(EXIT_FAILURE);
+            return;
         }
     }
     register_all_names();

@@ -1,7 +1,7 @@
 // Syzygy endgame tablebases: discovery, and the answers that the search asks for.
 #pragma once
 
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "position/position.h"
 #include "syzygy/tbchess.h"
 

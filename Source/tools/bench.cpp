@@ -1,8 +1,8 @@
 // The benchmark run: limits, searches, report.
 #include "tools/bench.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "search/hash_table.h"
 #include "search/info_lines.h"
 #include "search/search_control.h"
@@ -36,14 +36,14 @@ bool search_position(std::string_view fen, InputPoller poll) {
 
 }  // namespace
 
-bool run_bench(InputPoller poll) {
+void run_bench(InputPoller poll) {
     set_limits();
     print_format("%s running benchmark using %d threads", ENGINE_NAME, settings.threads);
     double seconds = START_SECONDS;
     double nodes = 0;
     int number = 0;
     for (const std::string_view fen : BENCH_POSITIONS) {
-        if (!search_position(fen, poll)) return false;
+        if (!search_position(fen, poll)) return;
         if (settings.quit) break;
         nodes += static_cast<double>(search_control.nodes);
         seconds += static_cast<double>(search_control.elapsed);
@@ -51,5 +51,4 @@ bool run_bench(InputPoller poll) {
     }
     print_format("total time= %0.2f seconds, nodes= %.0f, nps= %.0f", seconds, nodes, nodes / seconds);
     settings.quit = 1;
-    return true;
 }

@@ -32,5 +32,4 @@ constexpr std::string_view BENCH_POSITIONS[] = {
 
 // Searches them to settings.depth_limit (17 when that is above 50) and prints the time of each and the totals.
 // With a poller the searches run on threads of their own while input is polled; without (nullptr) on this thread.
-// False when a search could not be started.
-bool run_bench(InputPoller poll);
+void run_bench(InputPoller poll);

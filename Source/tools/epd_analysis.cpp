@@ -1,13 +1,13 @@
 // The analysis loop, the scoring of answers and the totals.
 #include "tools/epd_analysis.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
+#include "platform/words.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "search/hash_table.h"
@@ -280,7 +280,7 @@ int analyse_epd(const char* input, Candidates candidates, InputPoller poll) {
     analyse_lines(files, candidates, totals, poll);
     print_totals(totals);
     const int read_error = files.input.text.error;
-    if (!close_files(files) || search_control.failed) return FAILED;
+    if (!close_files(files)) return FAILED;
     if (read_error) return report_unreadable(input, read_error);
     return interrupted() ? report_interrupted(static_cast<std::size_t>(totals.positions)) : 0;
 }

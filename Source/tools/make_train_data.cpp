@@ -1,11 +1,12 @@
 // Training positions from an EPD file: each is played to the end of a two-ply search, where captures under way are
 // over, searched to the wanted depth, and kept when it is quiet and its result does not contradict its score.
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "frontend/base/output.h"
+#include "frontend/base/program_end.h"
+#include "frontend/base/settings.h"
 #include "platform/file_reports.h"
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
+#include "platform/words.h"
 #include "position/make_move.h"
 #include "search/parallel.h"
 #include "search/search_control.h"
@@ -56,7 +57,7 @@ Labels labels_of(const EpdLine& epd) {
 }
 
 void search_position() {
-    if (!analysis_search()) std::exit(-1);
+    analysis_search();
     search_control.think_flags = 0;
 }
 
@@ -168,7 +169,7 @@ int make_train_data(const char* input_name, const char* output_name) {
     std::string_view line;
     std::size_t lines = 0;
     std::size_t written = 0;
-    while (!interrupted() && !output.failed && read_line(reader, line)) {
+    while (!interrupted() && !program_ends() && !output.failed && read_line(reader, line)) {
         show_progress(progress, ++lines);
         if (is_epd_comment(line)) continue;
         const std::string labelled = training_line(line);

@@ -1,12 +1,12 @@
 // The PGN grammar, and games as EPD lines.
 #include "tools/pgn.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/file_reports.h"
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
+#include "platform/words.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "tools/pgn_reader.h"

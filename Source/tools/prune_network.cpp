@@ -1,8 +1,8 @@
 // Statistics of the first layer's nodes, the choice among them and the file of the pruned network.
 #include "tools/prune_network.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/file_reports.h"
 #include "platform/interrupts.h"
 #include "platform/output_file.h"

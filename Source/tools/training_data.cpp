@@ -1,12 +1,12 @@
 // Conversions between EPD text and packed records, and the split of a training file by material.
 #include "tools/training_data.h"
 
-#include "frontend/output.h"
-#include "frontend/words.h"
+#include "frontend/base/output.h"
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
+#include "platform/words.h"
 #include "search/search_thread.h"
 #include "tools/line_reader.h"
 #include "tools/progress.h"

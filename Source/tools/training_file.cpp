@@ -1,7 +1,7 @@
 // The record buffer and the reading of training files.
 #include "tools/training_file.h"
 
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 #include "platform/file_ops.h"
 #include "platform/interrupts.h"
 #include "search/search_thread.h"

@@ -3,7 +3,7 @@
 
 #include "book/book_key.h"
 #include "book/book_probe.h"
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "position/board.h"
 #include "temp_folder.h"
 

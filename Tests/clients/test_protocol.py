@@ -362,6 +362,14 @@ def test_books_and_tables_are_off_after_the_empty_text():
             check(hits and (max(hits) > 0) == (value is options), f"{value}: tbhits {hits}")
 
 
+def test_missing_network_ends_the_program():
+    """At start-up, from a configuration file and as an option: one line, and nothing after it is done."""
+    pathlib.Path("net.cfg").write_text("NN_File = none.nn\nHash = 32\n")
+    for arguments, text in (((), "setoption name NN_File value none.nn\ngo depth 3\n"), (("-cfg", "net.cfg"), "go depth 3\n")):
+        lines, errors, status = run(*arguments, text=text)
+        check(status == 0 and errors == "" and lines[-2:] == ["info string can't open none.nn", ""], f"{lines}, {status}")
+
+
 def test_log_holds_commands_and_answers():
     run("-log", text="isready\ngo depth 2\n")
     lines = pathlib.Path("tarn.log").read_text(encoding="latin-1").split("\n")

@@ -2,7 +2,7 @@
 #include "eval/eval_params.h"
 
 #include "eval_fixture.h"
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "temp_folder.h"
 
 #include <cstdio>

@@ -4,7 +4,7 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval_fixture.h"
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "temp_folder.h"
 
 #include <cstdint>

@@ -1,9 +1,9 @@
 // The engine in-process, with fresh settings and an empty folder for every test.
 #pragma once
 
-#include "frontend/game_stack.h"
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 #include "frontend/uci.h"
+#include "search/game_stack.h"
 #include "shared_data.h"
 #include "tools/tool_fixture.h"
 

@@ -1,6 +1,6 @@
 // Lines reach standard output whole and uncut, and the log when it is on.
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "shared_data.h"
 #include "temp_folder.h"
 

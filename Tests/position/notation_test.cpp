@@ -1,6 +1,6 @@
 // Writing and reading moves, against 2,000 moves written by an independent program and by hand.
 #include "board.h"
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 
 #include <gtest/gtest.h>
 

@@ -12,8 +12,8 @@ CHECK = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "check_include
 SOUND = {
     "Source/platform/clock.h": "",
     "Source/position/board.h": '#include <vector>\n',
-    "Source/search/search.h": '#include "position/board.h"\n#include "frontend/settings.h"\n',
-    "Source/frontend/settings.h": '#include "platform/clock.h"\n',
+    "Source/search/search.h": '#include "position/board.h"\n#include "frontend/base/settings.h"\n',
+    "Source/frontend/base/settings.h": '#include "platform/clock.h"\n',
     "Source/frontend/console.h": '#include "search/search.h"\n',
     "Source/frontend/startup.cpp": '#include "training/train/train.h"\n',
     "Source/training/random.h": "",
@@ -22,14 +22,14 @@ SOUND = {
     "Tests/shared.h": "",
     "Tests/position/board_fixture.h": '#include "position/board.h"\n#include "shared.h"\n',
     "Tests/search/search_test.cpp": '#include "position/board_fixture.h"\n#include "search/search.h"\n',
-    "Tests/platform/output_test.cpp": '#include "frontend/settings.h"\n',
+    "Tests/platform/output_test.cpp": '#include "frontend/base/settings.h"\n',
     "Tests/training/train/train_test.cpp": '#include "training/train/train.h"\n#include "search/search.h"\n',
 }
 
 # file, planted line, whether it is to be reported
 PLANTED = [
     ("Source/position/board.h", '#include "search/search.h"', True),
-    ("Source/platform/clock.h", '#include "frontend/settings.h"', True),
+    ("Source/platform/clock.h", '#include "frontend/base/settings.h"', True),
     ("Source/search/search.h", '#include "training/random.h"', True),
     ("Source/frontend/console.h", '#include "training/train/train.h"', True),  # startup.cpp alone may
     ("Source/frontend/startup.cpp", '#include "training/tune/fit.h"', True),
@@ -39,7 +39,7 @@ PLANTED = [
     ("Source/stray.h", "", True),
     ("Source/training/tune/fit.h", '#include "search/search.h"', False),
     ("Tests/position/board_fixture.h", '#include "search/search.h"', True),
-    ("Tests/position/board_fixture.h", '#include "frontend/settings.h"', False),
+    ("Tests/position/board_fixture.h", '#include "frontend/base/settings.h"', False),
     ("Tests/position/position_test.cpp", '#include "board_fixture.h"', False),
     ("Tests/platform/output_test.cpp", '#include "position/board.h"', True),
     ("Tests/platform/output_test.cpp", '#include "position/board_fixture.h"', True),

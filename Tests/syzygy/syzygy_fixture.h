@@ -1,7 +1,7 @@
 // What the tablebase tests share: table directories, answer files and positions from FEN.
 #pragma once
 
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "position/board.h"
 #include "syzygy/tbfiles.h"
 #include "syzygy/tbprobe.h"

@@ -1,7 +1,7 @@
 // EPD analysis: scoring of answers, the files and texts of a run, opening trees, and runs that cannot work.
 #include "tools/epd_analysis.h"
 
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "position/notation.h"
 #include "shared_data.h"
 #include "tools/tool_fixture.h"

@@ -1,9 +1,9 @@
 // The PGN grammar, games as EPD lines, and the scan of whole files, good and damaged.
 #include "tools/pgn.h"
 
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "frontend/base/settings.h"
 #include "mutation.h"
+#include "platform/words.h"
 #include "position/board.h"
 #include "temp_folder.h"
 

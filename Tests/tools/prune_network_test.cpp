@@ -2,7 +2,7 @@
 #include "tools/prune_network.h"
 
 #include "eval/network_fixture.h"
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "tools/tool_fixture.h"
 #include "tools/training_record.h"
 

@@ -3,7 +3,7 @@
 #include "tools/training_data.h"
 
 #include "eval/network_fixture.h"
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "tools/tool_fixture.h"
 
 #include <algorithm>

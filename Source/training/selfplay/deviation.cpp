@@ -1,8 +1,8 @@
 // Leaving the game, settling down, and coming back.
 #include "training/selfplay/deviation.h"
 
-#include "frontend/game_stack.h"
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
+#include "search/game_stack.h"
 #include "search/search_thread.h"
 #include "training/selfplay/judged_search.h"
 #include "training/selfplay/random_moves.h"

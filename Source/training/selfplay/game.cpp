@@ -1,7 +1,7 @@
 // Playing a game: a start, then search after search until the referee ends it.
 #include "training/selfplay/game.h"
 
-#include "frontend/game_stack.h"
+#include "search/game_stack.h"
 #include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"

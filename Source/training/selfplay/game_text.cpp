@@ -1,9 +1,9 @@
 // Writing a game as EPD lines and as PGN.
 #include "training/selfplay/game_text.h"
 
-#include "frontend/game_stack.h"
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 #include "position/notation.h"
+#include "search/game_stack.h"
 #include "search/search_thread.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Searching a position and judging its quietness.
 #include "training/selfplay/judged_search.h"
 
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "search/parallel.h"
 #include "search/search_control.h"
 #include "search/search_thread.h"
@@ -38,7 +38,7 @@ void set_search_limits(std::uint64_t nodes) {
 }
 
 SearchResult search_position(Statistics& statistics) {
-    if (!analysis_search()) std::exit(-1);
+    analysis_search();
     search_control.think_flags.store(0);
     const SearchThread& thread = *search_threads[0];
     statistics.searches += 1;

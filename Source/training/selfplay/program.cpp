@@ -1,12 +1,12 @@
 // What the command line asks for: brings the engine up, plays games in one or several processes, and reports.
 #include "training/selfplay/program.h"
 
-#include "frontend/settings.h"
-#include "frontend/words.h"
+#include "frontend/base/settings.h"
 #include "platform/clock.h"
 #include "platform/file_ops.h"
 #include "platform/interrupts.h"
 #include "platform/process.h"
+#include "platform/words.h"
 #include "platform/workers.h"
 #include "search/engine.h"
 #include "training/selfplay/endings.h"

@@ -1,8 +1,8 @@
 // Random moves on the game record.
 #include "training/selfplay/random_moves.h"
 
-#include "frontend/game_stack.h"
 #include "position/make_move.h"
+#include "search/game_stack.h"
 #include "search/search_thread.h"
 #include "training/selfplay/start.h"
 

@@ -1,10 +1,10 @@
 // Choosing starts.
 #include "training/selfplay/start.h"
 
-#include "frontend/game_stack.h"
 #include "platform/file_ops.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
+#include "search/game_stack.h"
 #include "search/search_thread.h"
 
 #include <cstdio>

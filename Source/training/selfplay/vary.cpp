@@ -2,11 +2,11 @@
 #include "training/selfplay/vary.h"
 
 #include "eval/evaluate.h"
-#include "frontend/game_stack.h"
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
+#include "search/game_stack.h"
 #include "search/search_thread.h"
 #include "tools/progress.h"
 #include "tools/training_record.h"

@@ -2,7 +2,7 @@
 #include "training/train/reports.h"
 
 #include "eval/inference.h"
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 #include "position/position.h"
 
 #include <algorithm>

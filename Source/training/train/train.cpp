@@ -1,8 +1,8 @@
 // From the command line's request to a run: the plan, the records, the start, and the interrupt key.
 #include "training/train/train.h"
 
-#include "frontend/output.h"
-#include "frontend/settings.h"
+#include "frontend/base/output.h"
+#include "frontend/base/settings.h"
 #include "platform/file_path.h"
 #include "platform/interrupts.h"
 #include "search/engine.h"

@@ -1,9 +1,9 @@
 // The recipe's names are one table; reading and the usage text both walk it.
 #include "training/train/training_plan.h"
 
-#include "frontend/output.h"
-#include "frontend/words.h"
+#include "frontend/base/output.h"
 #include "platform/file_ops.h"
+#include "platform/words.h"
 
 #include <algorithm>
 #include <cmath>

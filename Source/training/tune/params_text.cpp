@@ -1,7 +1,7 @@
 // Writes parameter text, and tables as text.
 #include "training/tune/params_text.h"
 
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 
 #include <algorithm>
 #include <cmath>

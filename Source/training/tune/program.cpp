@@ -2,7 +2,7 @@
 #include "training/tune/program.h"
 
 #include "eval/eval_params.h"
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
 #include "search/engine.h"

@@ -3,7 +3,7 @@
 
 #include "eval/evaluate.h"
 #include "eval/network.h"
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "train_fixture.h"
 #include "training/train/import_network.h"
 #include "training/train/reports.h"

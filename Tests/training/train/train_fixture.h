@@ -1,7 +1,7 @@
 // Records made from the positions of the repository's data, batches of them, and a folder for what a test writes.
 #pragma once
 
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "position/board.h"
 #include "temp_folder.h"
 #include "tools/training_record.h"

@@ -1,7 +1,7 @@
 // The front end's game record: a thin layer over making moves that keeps its stack within bounds.
-#include "frontend/game_stack.h"
+#include "search/game_stack.h"
 
-#include "frontend/words.h"
+#include "platform/words.h"
 #include "position/make_move.h"
 #include "search/search_thread.h"
 

@@ -1,8 +1,8 @@
 // The line printer and the log file. One spin lock covers every write, and is never held while anything waits
 // but the write itself.
-#include "frontend/output.h"
+#include "frontend/base/output.h"
 
-#include "frontend/settings.h"
+#include "frontend/base/settings.h"
 #include "platform/console_input.h"
 #include "platform/file_ops.h"
 #include "platform/relaxed.h"
