@@ -159,10 +159,10 @@ TEST_F(Search, only_the_moves_asked_for_are_searched) {
         {"none of them is legal: all moves", "4k3/8/8/3q4/4P3/8/8/4K3 w - -", {"e1e3", "nonsense"}, {"e4d5"}},
         {"before the tablebases' choice, too", "8/8/8/8/8/2k5/1q6/K7 w - -", {"a1b2"}, {"null"}},
     };
-    settings.level_time = 5;
-    settings.limit_strength = 0;
+    settings.level_moves = 0;
     for (const auto& c : cases) {
         set_game(c.fen);
+        search_control.clock[WHITE] = 200;  // a move of seven seconds
         search_control.search_move_count = 0;
         for (const char* text : c.moves) {
             const Move move = find_uci_move(game_record->position, text);
