@@ -52,7 +52,7 @@ test-windows: export LC_ALL ?= C.UTF-8
 test-windows:
 	@$(SETUP) build test windows
 	@cmake --preset windows
-	@cmake --build build/windows --target tarn tarn_selfplay -j $(JOBS)
+	@cmake --build build/windows --target tarn tarn_selfplay tarn_tune -j $(JOBS)
 	@[ -d "$(WINEPREFIX)" ] || wineboot -i >/dev/null 2>&1
 	@failed=; for client in $(CLIENTS); do \
 	    echo "== $$client"; \

@@ -60,7 +60,7 @@ def test_commands_are_answered_without_a_pause():
         ready = quartile(tarn.ready)
         check(ready < 0.6, f"isready: {ready:.2f} ms")
         shallow = quartile(lambda: (tarn.send("go depth 1"), tarn.wait_for("bestmove")))
-        check(shallow < 2.2, f"go depth 1: {shallow:.2f} ms")
+        check(shallow < (2.2 if IS_POSIX_PROGRAM else 4), f"go depth 1: {shallow:.2f} ms")
         stopped = quartile(stop_search, start_search)
         check(stopped < 1.5, f"stop: {stopped:.2f} ms")
 

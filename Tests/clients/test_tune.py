@@ -6,7 +6,7 @@ import re
 import signal
 import subprocess
 
-from cases import PROGRAM, ROOT, check, run, run_tests
+from cases import IS_POSIX_PROGRAM, PROGRAM, ROOT, check, needs, run, run_tests
 
 SUFFIX = pathlib.Path(PROGRAM).suffix
 TUNE = pathlib.Path(PROGRAM).with_name("tarn_tune" + SUFFIX)
@@ -59,6 +59,7 @@ def test_fit():
 
 
 def test_interrupt():
+    needs(IS_POSIX_PROGRAM, "a program that takes POSIX signals")
     make_games("g", 20)
     process = subprocess.Popen([TUNE, "--out", "out.txt", *["g.bin"] * 40], stdout=subprocess.PIPE, text=True)
     lines = iter(process.stdout.readline, "")
