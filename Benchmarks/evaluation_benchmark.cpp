@@ -1,12 +1,12 @@
 // Evaluation speed: the network by the number of changed pieces and from scratch, the hand-crafted evaluation,
 // and the start-up costs of the evaluation room.
-#include "eval/eval_params.h"
 #include "eval/evaluate.h"
 #include "eval/hce.h"
 #include "eval/inference.h"
 #include "eval/kpk.h"
 #include "eval/network.h"
 #include "position/position.h"
+#include "search/engine.h"
 
 #include <benchmark/benchmark.h>
 
@@ -23,10 +23,7 @@ void start_evaluation() {
     static bool started = false;
     if (started) return;
     started = true;
-    init_tables();
-    init_zobrist();
-    init_eval_params();
-    load_network();
+    bring_up({.network = true});
 }
 
 Position position_of(const char* fen) {

@@ -1,7 +1,7 @@
 // Hand-crafted evaluations a second over middle-game and end-game positions, with and without the pawn hash.
-#include "eval/eval_params.h"
 #include "eval/hce.h"
 #include "position/position.h"
+#include "search/engine.h"
 
 #include <benchmark/benchmark.h>
 
@@ -31,10 +31,7 @@ std::vector<std::unique_ptr<Board>> reference_positions() {
 
 // `ply` 2 takes pawn scores from the pawn hash, 0 computes them.
 void evaluate_positions(benchmark::State& state, int ply) {
-    init_tables();
-    init_zobrist();
-    register_params();
-    load_default_params();
+    [[maybe_unused]] static const BringUp ready = bring_up({.network = true});
     const auto boards = reference_positions();
     auto hce = std::make_unique<HceState>();
     for (auto _ : state) {

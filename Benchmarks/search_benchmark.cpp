@@ -1,9 +1,7 @@
 // Search speed: nodes per second at a fixed depth over the benchmark positions, one thread.
-#include "eval/eval_params.h"
-#include "eval/kpk.h"
-#include "eval/network.h"
 #include "frontend/base/settings.h"
 #include "position/position.h"
+#include "search/engine.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
 #include "search/search_thread.h"
@@ -29,13 +27,8 @@ void start_engine() {
     static bool started = false;
     if (started) return;
     started = true;
-    init_tables();
-    build_kpk_table();
     settings.noise = SILENT;
-    game_record = create_search_thread(GAME_RECORD_INDEX);
-    hash_allocate();
-    init_eval_params();
-    load_network();
+    bring_up({.hash_mb = 64, .network = true});
 }
 
 void search_nodes(benchmark::State& state, bool network_on) {

@@ -1,6 +1,7 @@
 // Tablebase speed: start-up over a large directory, and probes of mapped tables. The tables come from the
 // directory in TARN_SYZYGY_PATH; without it the probes are skipped.
 #include "frontend/base/settings.h"
+#include "search/engine.h"
 #include "syzygy/tbprobe.h"
 
 #include <benchmark/benchmark.h>
@@ -110,8 +111,7 @@ void BM_syzygy_probe(benchmark::State& state, int (*probe)(const ProbePosition&,
         state.SkipWithError("TARN_SYZYGY_PATH is not set");
         return;
     }
-    init_tables();
-    init_zobrist();
+    [[maybe_unused]] static const BringUp ready = bring_up({.network = true});
     use_path(path);
     const std::vector<ProbePosition> positions = random_positions(pieces, 1000);
     int success;

@@ -15,6 +15,7 @@
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/process.h"
+#include "position/position.h"
 #include "search/engine.h"
 #include "search/game_stack.h"
 #include "search/hash_table.h"
@@ -78,6 +79,7 @@ void read_named_files() {
 bool bring_up_subsystems() {
     print_format("info string Hello from %s", ENGINE_NAME);
     settings.hash_mb = capped_hash_mb(settings.hash_mb, settings.depth_limit, settings.node_limit);
+    init_zobrist();
     if (!resize_hash_table()) return false;
     set_timer_resolution();
     read_named_files();

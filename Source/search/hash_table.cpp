@@ -126,9 +126,6 @@ void* clear_worker(void* slice) {
 }  // namespace
 
 bool hash_allocate() {
-    static bool keys_ready = false;
-    if (!keys_ready) init_zobrist();
-    keys_ready = true;
     hash_free();
     const int megabytes = std::clamp(settings.hash_mb, 0, MAX_HASH_MB);
     if (megabytes > 0) {

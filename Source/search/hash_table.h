@@ -20,8 +20,8 @@ struct HashHit {
     Move move;
 };
 
-// Sizes the table from settings.hash_mb, prints what it did and clears it; the first call fills the Zobrist
-// keys. False when memory is not to be had.
+// Sizes the table from settings.hash_mb, prints what it did and clears it. False if there is no memory for it: there is
+// no table then.
 bool hash_allocate();
 void hash_free();
 // No table at size 0: switches it off until a size above 0 is allocated.

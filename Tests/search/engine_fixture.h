@@ -1,11 +1,10 @@
 // A started engine for search tests: tables, a small hash table, the embedded network and the game record.
 #pragma once
 
-#include "eval/eval_params.h"
-#include "eval/kpk.h"
-#include "eval/network.h"
+#include "eval/evaluate.h"
 #include "frontend/base/settings.h"
 #include "position/position.h"
+#include "search/engine.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
 #include "search/search_params.h"
@@ -20,17 +19,11 @@ protected:
         static bool started = false;
         if (started) return;
         started = true;
-        init_tables();
-        build_kpk_table();
         settings.noise = SILENT;
-        settings.hash_mb = 16;
         testing::internal::CaptureStdout();
-        game_record = create_search_thread(GAME_RECORD_INDEX);
-        ASSERT_NE(game_record, nullptr);
-        ASSERT_TRUE(hash_allocate());
-        init_eval_params();
-        load_network();
+        const BringUp result = bring_up({.hash_mb = 16, .network = true});
         testing::internal::GetCapturedStdout();
+        ASSERT_EQ(result, BringUp::READY);
     }
 
     void SetUp() override {
