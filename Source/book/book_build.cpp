@@ -10,6 +10,7 @@
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
 #include "platform/text_reader.h"
+#include "platform/words.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 
@@ -47,10 +48,6 @@ struct OpeningReader {
     int variation_depth = 0;  // parentheses
     bool stopped = false;     // at a move that cannot be read
 };
-
-bool contains(std::string_view text, std::string_view part) {
-    return text.find(part) != NONE;
-}
 
 // --- Reading -------------------------------------------------------------------------------------------------
 

@@ -5,6 +5,7 @@
 #include "platform/file_ops.h"
 #include "platform/file_reports.h"
 #include "platform/output_file.h"
+#include "platform/words.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "position/notation.h"
@@ -27,10 +28,6 @@ constexpr std::size_t LONGEST_PGN_LINE = 79;
 
 Position& board() {
     return game_record->position;
-}
-
-bool contains(std::string_view text, std::string_view part) {
-    return text.find(part) != std::string_view::npos;
 }
 
 void play_game(const PgnGame& game) {

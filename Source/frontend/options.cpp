@@ -167,7 +167,7 @@ void press_clear_hash(const Option&, std::string_view) {
 }
 
 void apply_use_nn(const Option& option, std::string_view value) {
-    const int use = value.find("true") != std::string_view::npos;
+    const int use = contains(value, "true");
     report_value(option.name, use);
     if (settings.use_nn == use) return;
     settings.use_nn = static_cast<std::uint8_t>(use);
@@ -190,8 +190,7 @@ void apply_option(const Option& option, std::string_view value) {
         copy_text(option.text(settings), option.may_be_empty && value == EMPTY_TEXT ? "" : value);
         print_format("info string %s set to '%s'", option.name, option.text(settings).data());
     } else {
-        number = option.kind == OptionKind::CHECK ? value.find("true") != std::string_view::npos
-                                                  : read_int(value, option.min, option.max);
+        number = option.kind == OptionKind::CHECK ? contains(value, "true") : read_int(value, option.min, option.max);
         report_value(option.name, number);
         option.set(settings, number);
     }

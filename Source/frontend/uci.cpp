@@ -53,10 +53,6 @@ void limit_time(double seconds) {
     settings.level_time = static_cast<float>(seconds);
 }
 
-bool contains(std::string_view text, std::string_view part) {
-    return text.find(part) != std::string_view::npos;
-}
-
 // The word that follows the name, wherever the name stands in the text.
 bool find_parameter(std::string_view text, std::string_view name, std::string_view& value) {
     const std::size_t at = text.find(name);

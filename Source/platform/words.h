@@ -9,6 +9,10 @@
 #include <string>
 #include <string_view>
 
+inline bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
 // Takes the next blank-separated word off the front of `text`; empty when there is none.
 inline std::string_view next_word(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
