@@ -310,7 +310,7 @@ bool set_up_table(TableData& table, const FileMap& map, const Material& material
     table.sides = kind == WDL_TABLE && (layout & 1) != 0 ? 2 : 1;
     if (kind == WDL_TABLE && table.sides == 1 && !material.symmetric) return false;
     const int files = material.has_pawns ? 4 : 1;
-    table.sets.resize(static_cast<std::size_t>(files * table.sides));
+    table.sets.resize(static_cast<std::size_t>(files) * static_cast<std::size_t>(table.sides));
 
     for (int file = 0; file < files; ++file) {
         EncodingSet* const sets = table.sets.data() + file * table.sides;

@@ -9,7 +9,7 @@ namespace {
 
 // Number of pieces first, then output row: neighbours take the same number of turns and the same output weights.
 std::size_t sort_key(const Features& features) {
-    return static_cast<std::size_t>(features.pieces * OUTPUT_ROWS + features.output_row);
+    return static_cast<std::size_t>(features.pieces) * OUTPUT_ROWS + static_cast<std::size_t>(features.output_row);
 }
 
 // A stable counting sort.

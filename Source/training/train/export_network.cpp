@@ -93,7 +93,8 @@ double best_factor(const UnitWeights& unit, double output_spread) {
 
 double fitting_factor(const UnitWeights& unit) {
     const double most = std::max(sum_bound(unit.w.data(), unit.bias, 1), sum_bound(unit.w.data(), unit.bias, -1));
-    constexpr double ROOM = MAX_INT16 - (TERMS + 1) / 2;  // every term may be rounded up by a half
+    constexpr int HALF_TERMS = (TERMS + 1) / 2;
+    constexpr double ROOM = MAX_INT16 - HALF_TERMS;  // every term may be rounded up by a half
     return most > 0 ? std::floor(ROOM / most) : INFINITY;
 }
 

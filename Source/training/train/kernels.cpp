@@ -70,7 +70,9 @@ void hidden_gradients_of_run(const float* output, const ShortFloat* sums, const 
 void hidden_gradients(const float* block, const Batch& batch, const Tile& tile, const ShortFloat* sums,
                       const float* slope, float* hidden, float* gradient) {
     Row bias{};
-    const auto output_row = [&](int n) { return batch.position[static_cast<std::size_t>(tile.first + n)].output_row; };
+    const auto output_row = [&](int n) {
+        return batch.position[static_cast<std::size_t>(tile.first) + static_cast<std::size_t>(n)].output_row;
+    };
     for (int start = 0, end; start < tile.positions; start = end) {
         for (end = start + 1; end < tile.positions && output_row(end) == output_row(start);) ++end;
         const std::ptrdiff_t output = (OUTPUT_ROW + 2 * output_row(start)) * COLUMNS;
