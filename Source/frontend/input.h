@@ -31,9 +31,9 @@ void append_input(LineBuffer& buffer, const char* bytes, std::size_t size);
 // number of lines dropped on the way to `too_long`.
 bool take_line(LineBuffer& buffer, bool end_of_input, std::string& line, int& too_long);
 
-// While a console command works for long, input is watched, not handled: what has come with the command waits for its
-// end, so that a script gets its answers. A "." or "quit" typed later asks for the end, and so do ten minutes after the
-// end of the input, when nobody is left to type one.
+// A long console command watches the input without handling it. Lines that came with the command wait for its end, so
+// that a script gets its answers. A "." or "quit" typed later ends the command. Ten minutes after the end of the input
+// it ends by itself.
 struct InputWatch {
     double start = 0;         // of the command, monotonic seconds
     bool settled = false;     // what came with the command is there

@@ -62,7 +62,7 @@ void set_timer_resolution() {
     if (const char* failure = begin_timer_resolution()) print_line(failure);
 }
 
-// Books are opened at every probe, and a missing one is a book without moves. Only here can a mistyped name be noticed.
+// A probe opens its book anew and takes a missing one for a book without moves, so start-up looks for mistyped names.
 void check_book(const char* name) {
     std::FILE* const file = open_file(name, "rb");
     if (!file || (std::getc(file) == EOF && std::ferror(file))) report_unreadable(name, errno);

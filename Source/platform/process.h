@@ -11,7 +11,8 @@ struct Arguments {
 Arguments begin_process(int count, const char* const* arguments);
 
 // A reader that closes its end of our output must not kill the program in the middle of a write: writes fail
-// quietly instead, and the end of the input ends the program in order. Nor must a limit on the size of files.
+// quietly instead, and the end of the input ends the program in order. A limit on the size of files must not kill it
+// either.
 void survive_closed_output();
 
 // True when the error stream is an interactive terminal.

@@ -1,3 +1,4 @@
+// Conversions between UTF-8 and UTF-16 by the system.
 #include "platform/utf8_windows.h"
 
 #include <windows.h>

@@ -16,7 +16,7 @@ using InputPoller = InputState (*)();
 // Readies record `index` for a search of game_record's position. 0, or -1 when the record could not be created.
 int prepare_thread(int index);
 
-// Polls until nothing is left to handle, then waits for input, for end_wait or for `seconds` (negative: no limit).
+// Polls once. Where that handled nothing, waits for input, for end_wait or for `seconds` (negative: no limit).
 void poll_and_wait(InputPoller poll, double seconds);
 
 // Runs one search with the given think flag (THINK_CLOCK, THINK_PONDER, THINK_TOOL). Detached: on a

@@ -51,6 +51,11 @@ void set_strength_target() {
     search_control.throttle = nps < THROTTLE_BELOW * settings.calibration_nps;
 }
 
+void start_timer() {
+    search_control.start_time = monotonic_seconds();
+    search_control.elapsed = 0;
+}
+
 void reset_progress() {
     search_control.stop = 0;
     search_control.iteration_depth = 0;
@@ -171,15 +176,15 @@ double elo_to_nps(int elo) {
 }
 
 void reset_search() {
-    search_control.start_time = monotonic_seconds();
-    search_control.elapsed = 0;
+    start_timer();
     reset_progress();
 }
 
 void begin_search() {
-    reset_search();
+    start_timer();
     init_search_parameters();
     set_strength_target();
+    reset_progress();
     advance_hash_age();
     if (settings.hash_mb < 1) suspend_hash();
     if (settings.level_moves == 1) search_control.clock[search_control.root_side] = settings.level_time;

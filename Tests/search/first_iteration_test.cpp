@@ -58,21 +58,15 @@ std::vector<std::string> explosive_positions() {
     return fens;
 }
 
-class Limits {
-public:
-    Limits() {
-        settings.depth_limit = MAX_DEPTH;
-        settings.hash_mb = 1;
-    }
-    // Searches the game record's position as a player does; the answer is a legal move.
-    static void search(const std::string& fen) {
-        set_position(game_record->position, fen);
-        start_search(THINK_CLOCK, true, [] { return InputState::UNWATCHED; });
-        search_control.think_flags.store(0);
-        Position& position = game_record->position;
-        EXPECT_TRUE(is_legal(position, position.side, search_control.best_line[1])) << fen;
-    }
-};
+// Searches a position as a player does; the answer is a legal move.
+void search_position(const std::string& fen) {
+    settings.depth_limit = MAX_DEPTH;
+    set_position(game_record->position, fen);
+    start_search(THINK_CLOCK, true, [] { return InputState::UNWATCHED; });
+    search_control.think_flags.store(0);
+    Position& position = game_record->position;
+    EXPECT_TRUE(is_legal(position, position.side, search_control.best_line[1])) << fen;
+}
 
 TEST_F(FirstIteration, every_limit_ends_it) {
     float slowest_fixed = 0;
@@ -80,18 +74,17 @@ TEST_F(FirstIteration, every_limit_ends_it) {
     std::uint64_t most_nodes = 0;
     for (const std::string& fen : explosive_positions()) {
         for (const int threads : {1, 2}) {
-            const Limits limits;
             settings.threads = static_cast<std::int16_t>(threads);
 
             settings.level_moves = 1;
             settings.level_time = 0.3f;
-            limits.search(fen);
+            search_position(fen);
             EXPECT_LT(search_control.elapsed, 0.45f) << fen;
             slowest_fixed = std::max(slowest_fixed, search_control.elapsed.load());
 
             settings.level_moves = 0;
             search_control.clock[WHITE] = search_control.clock[BLACK] = 6;
-            limits.search(fen);
+            search_position(fen);
             EXPECT_LT(search_control.elapsed, 1.5f) << fen;
             slowest_clocked = std::max(slowest_clocked, search_control.elapsed.load());
         }
@@ -99,7 +92,7 @@ TEST_F(FirstIteration, every_limit_ends_it) {
         settings.level_moves = 1;
         settings.level_time = 1e7f;
         settings.node_limit = 1000;
-        Limits::search(fen);
+        search_position(fen);
         EXPECT_LE(search_threads[0]->nodes, 1'002'000u) << fen;
         most_nodes = std::max(most_nodes, search_threads[0]->nodes.load());
         settings.node_limit = 0;
@@ -116,10 +109,9 @@ TEST_F(FirstIteration, answers_with_the_quiescence_move_when_no_move_is_scored) 
     set_game(fen);
     search_to_depth(0);
     const Move expected = search_control.best_line[1];
-    const Limits limits;
     settings.node_limit = 1;
     hash_clear();
-    Limits::search(fen);
+    search_position(fen);
     EXPECT_EQ(search_control.result_depth, 0);
     EXPECT_EQ(search_control.best_line[1], expected);
     EXPECT_NE(search_threads[0]->game.list_start[1]->move, expected) << "the first of the list proves nothing";
