@@ -98,7 +98,7 @@ DWORD WINAPI read_input(void*) {
     }
 }
 
-// False when the thread cannot be had.
+// False when the thread cannot be created.
 bool start_reader() {
     if (reader().started) return true;
     input_is_terminal();  // decided before the thread's read keeps the handle busy

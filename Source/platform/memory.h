@@ -9,7 +9,7 @@ struct LargeBlock {
     void* allocation = nullptr;  // what the allocator gave
 };
 
-// Zero-filled memory of `size` bytes. False, with the block empty, when it is not to be had.
+// Zero-filled memory of `size` bytes. False, with the block empty, when there is not enough.
 bool allocate_large(std::size_t size, LargeBlock& block);
 // Leaves the block empty; an empty one stays so.
 void free_large(LargeBlock& block);

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-// Zero-filled memory that workers started afterwards share with this process; nullptr when it is not to be had.
+// Zero-filled memory that workers started afterwards share with this process; nullptr when there is not enough.
 void* allocate_shared(std::size_t bytes);
 
 // Turns this process into a launcher and `count` workers, which go on from here. To be called before any thread

@@ -15,5 +15,5 @@ struct EngineNeeds {
 
 enum class BringUp { READY, NO_MEMORY, NO_PARAMS, NO_NETWORK, NO_TABLEBASES };
 
-// Brings up what is needed and stops at the first thing that cannot be had; the caller turns that into words.
+// Brings up what is needed and stops at the first thing that fails; the caller turns that into words.
 BringUp bring_up(const EngineNeeds& needs);

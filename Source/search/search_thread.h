@@ -67,8 +67,8 @@ extern SearchThread* search_threads[MAX_THREADS];
 // copies it into its threads.
 extern SearchThread* game_record;
 
-// Allocates a zero-filled record for the given number and initialises its game state; nullptr when memory
-// is not to be had. rand_state comes from the library's generator.
+// Allocates a zero-filled record for the given number and initialises its game state; nullptr without
+// memory. rand_state comes from the library's generator.
 SearchThread* create_search_thread(int index);
 constexpr int GAME_RECORD_INDEX = 160;
 

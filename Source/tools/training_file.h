@@ -22,11 +22,11 @@ struct TrainingBuffer {
     TrainingBuffer& operator=(const TrainingBuffer&) = delete;
 };
 
-// Gives the buffer its first memory and prints the line that announces it; false when there is none to be had.
+// Gives the buffer its first memory and prints the line that announces it; false when there is none.
 bool allocate_training_buffer(TrainingBuffer& buffer);
-// Makes room for `more` records; false, with what is stored untouched, when memory is not to be had.
+// Makes room for `more` records; false, with what is stored untouched, when there is not enough memory.
 bool reserve_records(TrainingBuffer& buffer, std::size_t more);
-// False when the buffer is full or memory is not to be had.
+// False when the buffer is full or there is not enough memory.
 bool append_record(TrainingBuffer& buffer, const TrainingRecord& record);
 
 enum class TrainingRead {
