@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -38,4 +40,22 @@ inline std::vector<std::string> split_tabs(const std::string& line) {
             fields.back() += c;
     }
     return fields;
+}
+
+// The rows below the header of a tab-separated file, each split into its fields.
+inline std::vector<std::vector<std::string>> read_rows(const std::string& path) {
+    std::vector<std::vector<std::string>> rows;
+    for (const std::string& line : read_lines(path)) {
+        std::istringstream in(line);
+        std::vector<std::string>& row = rows.emplace_back();
+        for (std::string field; std::getline(in, field, '\t');) row.push_back(field);
+    }
+    if (!rows.empty()) rows.erase(rows.begin());
+    return rows;
+}
+
+// The words of a text, between blanks.
+inline std::vector<std::string> split_words(const std::string& text) {
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), {}};
 }

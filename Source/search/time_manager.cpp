@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <cmath>
 
+double (*search_clock)() = monotonic_seconds;
+
 namespace {
 
 constexpr double MIN_NPS = 10;
@@ -52,7 +54,7 @@ void set_strength_target() {
 }
 
 void start_timer() {
-    search_control.start_time = monotonic_seconds();
+    search_control.start_time = search_clock();
     search_control.elapsed = 0;
 }
 
@@ -194,7 +196,7 @@ void begin_search() {
 }
 
 void refresh_elapsed() {
-    search_control.elapsed = static_cast<float>(monotonic_seconds() - search_control.start_time + 0.0001);
+    search_control.elapsed = static_cast<float>(search_clock() - search_control.start_time + 0.0001);
 }
 
 double update_clock() {
