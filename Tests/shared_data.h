@@ -30,18 +30,6 @@ inline std::vector<std::string> read_lines(const std::string& path) {
     return lines;
 }
 
-// The fields of a tab-separated line.
-inline std::vector<std::string> split_tabs(const std::string& line) {
-    std::vector<std::string> fields(1);
-    for (const char c : line) {
-        if (c == '\t')
-            fields.emplace_back();
-        else
-            fields.back() += c;
-    }
-    return fields;
-}
-
 // The rows below the header of a tab-separated file, each split into its fields.
 inline std::vector<std::vector<std::string>> read_rows(const std::string& path) {
     std::vector<std::vector<std::string>> rows;
