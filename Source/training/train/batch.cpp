@@ -64,7 +64,8 @@ void build_tile(Tile& tile, const Features* position) {
 
 }  // namespace
 
-void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord&(int)>& record_at, ThreadTeam& team) {
+void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord&(int)>& record_at, double result_share,
+                ThreadTeam& team) {
     const int tiles = (size + TILE_POSITIONS - 1) / TILE_POSITIONS;
     batch.size = size;
     batch.unsorted.resize(static_cast<std::size_t>(size));
@@ -78,7 +79,7 @@ void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord
             Features& features = batch.unsorted[static_cast<std::size_t>(i)];
             const TrainingRecord& record = record_at(i);
             read_features(record, features);
-            features.target = training_target(record);
+            features.target = training_target(record, result_share);
         }
     });
     sort_positions(batch);

@@ -3,6 +3,7 @@
 #include "training/train/kernels.h"
 
 #include <cmath>
+#include <random>
 
 namespace {
 
@@ -39,22 +40,18 @@ TEST_F(GradientTest, gradients_equal_differences_of_the_loss) {
         int moved = 0;
         for (int trial = 0; trial < 150; ++trial) {
             const int block = trial % 2;
-            const int tail = PARAMETER_ROWS - OUTPUT_ROW;
-            const int row = trial % 3 == 0 ? OUTPUT_ROW + static_cast<int>(random() % tail)
+            const int row = trial % 3 == 0 ? OUTPUT_ROW + static_cast<int>(random() % (PARAMETER_ROWS - OUTPUT_ROW))
                                            : static_cast<int>(random() % OUTPUT_ROW);
             const std::size_t at = static_cast<std::size_t>(row) * COLUMNS + random() % COLUMNS;
-            float* const parameter = model.block(block) + at;
-            const float value = *parameter;
+            const float value = model.block(block)[at];
             constexpr float STEP = 1e-3f;
             const auto loss_at = [&](float moved_value) {
-                *parameter = moved_value;
+                model.block(block)[at] = moved_value;
                 settle_block(model, block);
                 return plain_loss(model, work.batch, loss);
             };
-            const double difference = loss_at(value + STEP) - loss_at(value - STEP);
-            *parameter = value;
-            settle_block(model, block);
-            const double expected = difference / (2.0 * static_cast<double>(STEP));
+            const double expected = (loss_at(value + STEP) - loss_at(value - STEP)) / (2.0 * static_cast<double>(STEP));
+            loss_at(value);
             const double gradient = 10.0 * static_cast<double>(state.first_moment[block * BLOCK_PARAMETERS + at]);
             const bool unused = !shared && row >= SHARED_ROW && row < OUTPUT_ROW;
             EXPECT_NEAR(unused ? 0 : expected, gradient, 1e-6 + 0.01 * std::abs(expected)) << "row " << row;
