@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frontend/base/settings.h"
+#include "platform/words.h"
 #include "shared_data.h"
 #include "temp_folder.h"
 #include "training/train/trainer.h"
@@ -30,13 +31,11 @@ struct TrainFixture : testing::Test {
         const auto record_at = [&all](int i) -> const TrainingRecord& { return all[static_cast<std::size_t>(i)]; };
         fill_batch(work.batch, count, record_at, result_share, team);
     }
-    // Does it without showing its output; returns what it wrote to standard output.
+    // Does it and returns what it wrote to standard output.
     template <class Action>
     static std::string quietly(Action action) {
         testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
         action();
-        testing::internal::GetCapturedStderr();
         return testing::internal::GetCapturedStdout();
     }
 };
