@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::int16_t FORMAT = 752;
 constexpr std::int16_t Q = 2048;
+constexpr std::int16_t S = static_cast<std::int16_t>(CENTIPAWNS);
 constexpr int FILE_OUTPUT_ROWS = 8;
 constexpr int MAX_INT16 = 32767;
 constexpr int TERMS = 4 * SIDE_PIECES + 3;  // see the header
@@ -21,10 +22,6 @@ constexpr double TYPICAL_TERMS = 25;        // of a sum, in the positions that a
 constexpr double LEAK_CORRECTION = 2;       // see the header
 
 static_assert(COLUMNS == BOUND_UNITS);
-
-float output_weight(const Model& model, int row, int half, int unit) {
-    return model.block(unit / COLUMNS)[(OUTPUT_ROW + 2 * row + half) * COLUMNS + unit % COLUMNS];
-}
 
 // Root of the mean square of `count` values, `stride` apart.
 double spread(const float* value, int count, int stride) {
@@ -83,11 +80,11 @@ double output_bound(const Network& net) {
         std::vector<float> change(static_cast<std::size_t>(INPUT_ROWS + 1) * BOUND_UNITS);
         for (int row = 0; row <= INPUT_ROWS; ++row) {
             const std::int16_t* const terms = row == INPUT_ROWS ? net.biases : net.input_weights + row * net.hidden;
-            for (int half = 0; half < 2 * OUTPUT_ROWS; ++half) {
-                const std::int16_t* const weight = net.output_weights + half * net.hidden;
+            for (std::size_t half = 0; half < 2 * OUTPUT_ROWS; ++half) {
+                const std::int16_t* const weight = net.output_weights + half * static_cast<std::size_t>(net.hidden);
                 double sum = 0;
                 for (int i = 0; i < net.hidden; ++i) sum += most_by_unit(sign * weight[i], terms[i]);
-                change[static_cast<std::size_t>(row * BOUND_UNITS + half)] = static_cast<float>(sum);
+                change[static_cast<std::size_t>(row) * BOUND_UNITS + half] = static_cast<float>(sum);
             }
         }
         float most[BOUND_UNITS];
@@ -122,8 +119,9 @@ std::vector<std::int16_t> quantise(const Model& model, ExportReport& report) {
         bias[i] = bias[hidden + i] = scaled(model.block(block)[BIAS_ROW * COLUMNS + column]);
         for (int row = 0; row < FILE_OUTPUT_ROWS; ++row) {  // the rows that inference never reads repeat the last one
             for (int half = 0; half < 2; ++half) {
-                const double from = output_weight(model, std::min(row, OUTPUT_ROWS - 1), half, unit);
-                const std::int16_t value = to_int16(from * Q * Q / factor);
+                const int from = OUTPUT_ROW + 2 * std::min(row, OUTPUT_ROWS - 1) + half;
+                const double wanted = static_cast<double>(model.block(block)[from * COLUMNS + column]) * Q * Q / factor;
+                const std::int16_t value = to_int16(wanted);
                 output[static_cast<std::size_t>(2 * row + half) * hidden + i] = value;
                 report.largest_output_weight = std::max(report.largest_output_weight, std::abs(int{value}));
             }
@@ -141,16 +139,8 @@ std::vector<std::int16_t> quantise(const Model& model, ExportReport& report) {
 }
 
 std::string network_file_image(int hidden, const std::vector<std::int16_t>& values) {
-    const std::int16_t header[10] = {FORMAT,
-                                     Q,
-                                     Q,
-                                     static_cast<std::int16_t>(CENTIPAWNS),
-                                     KING_BUCKETS,
-                                     OUTPUT_ROWS,
-                                     static_cast<std::int16_t>(hidden),
-                                     0,
-                                     0,
-                                     OUTPUT_ROWS};
+    const auto width = static_cast<std::int16_t>(hidden);
+    const std::int16_t header[10] = {FORMAT, Q, Q, S, KING_BUCKETS, OUTPUT_ROWS, width, 0, 0, OUTPUT_ROWS};
     const auto count = static_cast<std::int32_t>(values.size());
     std::string image(reinterpret_cast<const char*>(header), sizeof header);
     image.append(reinterpret_cast<const char*>(&count), sizeof count);
