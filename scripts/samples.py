@@ -103,7 +103,7 @@ def renew(program, path, used):
 
 def missing_names(program):
     """Switches, console commands, settings and options that the program lists and the guide does not name."""
-    switches = re.findall(r"^  (-\S+)", "\n".join(run(program, ["--help"])), re.MULTILINE)
+    switches = re.findall(r"^  (\S+)", "\n".join(run(program, ["--help"])), re.MULTILINE)
     console = run(program, ["-c"], "help\nquit\n")
     commands = [line.split()[0] for line in console[console.index("white"):] if line.startswith("  ")]
     options = re.findall(r"^option name (.*) type ", "\n".join(run(program, [], "uci\nquit\n")), re.MULTILINE)
