@@ -4,6 +4,7 @@
 #   make samples     renews the program's output in README.md and docs/
 #   make install [PREFIX=/usr/local]     make uninstall     make clean
 #   make dist    the packages, into dist/     make check-dist   the same, and whether their programs run
+#   make EXE=name [CXX=compiler] [EVALFILE=network]   for test farms: a compiler is enough
 #   make test-windows   the Windows program, built with MinGW-w64 and tested under wine
 # The laboratory: make selfplay (training games)   make tune (hand-crafted evaluation)   make train (network)
 PREFIX ?= /usr/local
@@ -27,10 +28,15 @@ endif
 .PHONY: tarn run test test-windows bench install uninstall dist check-dist lint format clean \
         signature samples selfplay tune train train_
 
+# With a compiler but no CMake, and where a choice of a test farm is given, make builds alone.
+ifneq ($(EXE)$(EVALFILE)$(filter command%,$(origin CXX))$(shell command -v cmake >/dev/null || command -v $(CXX)),)
+include scripts/plain.mk
+else
 tarn:
 	@$(SETUP) build
 	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
 	@cmake --build $(BUILD) --target tarn -j $(JOBS)
+endif
 
 run: tarn
 	@exec $(PROGRAM) $(ARGS)

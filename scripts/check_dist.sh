@@ -1,6 +1,6 @@
 #!/bin/sh
 # Checks what `make dist` has made: check_dist.sh VERSION. Unpacks the packages into build/check-dist and runs their
-# programs (that for Windows where wine is installed); nothing is installed.
+# programs (that for Windows where wine is installed); nothing is installed. Then builds as test farms do.
 set -eu
 cd "$(dirname "$0")/.."
 version=$1
@@ -41,3 +41,11 @@ if command -v wine >/dev/null 2>&1; then
     export WINEPREFIX="$PWD/build/wine" WINEDEBUG=-all
     check_version wine "$root/tarn-$version-windows-x86_64/tarn.exe"
 fi
+
+${MAKE:-make} -s -j EXE="$root/farm" >/dev/null
+nodes=$("$root/farm" bench </dev/null | tail -n 1)
+recorded=$(sed -n 's/^bench \([0-9]*\) .*/\1/p' Tests/data/bench_signature.txt)
+case $nodes in
+"$recorded nodes "*" nps") echo "make EXE=...: $nodes" ;;
+*) fail "the farm's program ends its benchmark with '$nodes', recorded are $recorded nodes" ;;
+esac
