@@ -3,6 +3,7 @@
 #   make signature   after a change that means to alter the search, the evaluation or the network
 #   make samples     renews the program's output in README.md and docs/
 #   make install [PREFIX=/usr/local]     make clean
+#   make fuzz [TARGET=uci] [SECONDS=60]   random inputs for every reader
 #   make test-windows   the Windows program, built with MinGW-w64 and tested under wine
 # The laboratory: make selfplay (training games)   make tune (hand-crafted evaluation)   make train (network)
 PREFIX ?= /usr/local
@@ -21,7 +22,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test test-windows bench install lint format clean signature samples selfplay tune train train_
+.PHONY: tarn run test test-windows fuzz bench install lint format clean signature samples selfplay tune train train_
 
 tarn:
 	@$(SETUP) build
@@ -58,6 +59,15 @@ test-windows:
 	    echo "== $$client"; \
 	    $(PYTHON) Tests/clients/test_$$client.py build/windows/tarn.exe || failed="$$failed $$client"; \
 	done; [ -z "$$failed" ] || { echo "failed:$$failed"; exit 1; }
+
+# Tests/fuzz has a target for each reader. An input that breaks one is kept in Tests/fuzz/regress.
+TARGET ?=
+SECONDS ?= 60
+fuzz:
+	@$(SETUP) build fuzz
+	@cmake --preset fuzz
+	@cmake --build build/fuzz -j $(JOBS)
+	@python3 scripts/fuzz.py build/fuzz --target "$(TARGET)" --seconds $(SECONDS)
 
 bench:
 	@$(SETUP) build bench
