@@ -20,16 +20,19 @@ constexpr const char* POSITIONS[] = {
     "QQQQQQQ1/QQQQQQQQ/8/4K3/8/1k6/8/8 b - -",
 };
 
+void check_range(int score) {
+    FUZZ_CHECK(score >= -LARGEST_SCORE && score <= LARGEST_SCORE, std::to_string(score));
+}
+
 void check_scores(NetworkState& state) {
     static Board board;
     for (const char* fen : POSITIONS) {
         set_position(board.position, fen);
         const int fresh = nn_evaluate(state, board.position, 1);
-        FUZZ_CHECK(std::abs(fresh) <= LARGEST_SCORE, std::to_string(fresh));
+        check_range(fresh);
         for (const Move move : board.legal()) {
             make_move(board.position, move);
-            const int score = nn_evaluate(state, board.position, 3);
-            FUZZ_CHECK(std::abs(score) <= LARGEST_SCORE, std::to_string(score));
+            check_range(nn_evaluate(state, board.position, 3));
             unmake_move(board.position);
         }
         FUZZ_CHECK(nn_evaluate(state, board.position, 1) == fresh, fen);

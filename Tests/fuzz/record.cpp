@@ -12,6 +12,7 @@ namespace {
 void check_record(const TrainingRecord& record) {
     static Board board, again;
     if (!record_to_position(record, board.position)) return;
+    FUZZ_CHECK(board.position.side <= BLACK && board.position.ep_square <= NO_SQUARE, board.fen());
     compute_keys(board.position);
     check_consistency(board.position);
     const TrainingRecord packed = make_training_record(board.position, record.result, record.ce, record.sc);
