@@ -27,7 +27,6 @@
 
 namespace {
 
-constexpr auto NONE = std::string_view::npos;
 constexpr std::size_t LONGEST_PIECE = 1023;
 constexpr int GAMES_PER_DOT = 1024;
 constexpr int OPENING_PLIES = 36;           // a line that begins after so many moves of a game is not read
