@@ -104,21 +104,12 @@ void read_token(OpeningReader& reader, std::string_view token) {
     if (!move.empty()) enter_move(reader, move);
 }
 
-bool is_mark(char c) {
-    return c == '{' || c == '}' || c == '(' || c == ')';
-}
-
 void read_movetext(OpeningReader& reader, std::string_view line) {
-    const char* at = line.data();
-    const char* const end = at + line.size();
-    while (!reader.stopped) {
-        while (at != end && *at == ' ') ++at;
-        if (at == end) return;
-        const char* const token = at++;
-        if (!is_mark(*token)) {
-            while (at != end && *at != ' ' && !is_mark(*at)) ++at;
-        }
-        read_token(reader, {token, static_cast<std::size_t>(at - token)});
+    for (skip(line); !line.empty() && !reader.stopped; skip(line)) {
+        // A brace or parenthesis is a token of its own.
+        const std::string_view token = line.substr(0, std::max<std::size_t>(line.find_first_of(" {}()"), 1));
+        read_token(reader, token);
+        line.remove_prefix(token.size());
     }
 }
 
@@ -242,7 +233,6 @@ int build_book(Position& board) {
     OpeningReader reader{board, {}};
     TextPiece piece;
     while (!reader.out_of_memory && !interrupted() && next_piece(file, LONGEST_PIECE, piece)) read_line(reader, piece);
-    close_text(file);
     if (reader.out_of_memory) return report_unreadable(name, ENOMEM);
     if (file.error) return report_unreadable(name, file.error);
     if (interrupted()) return report_interrupted(static_cast<std::size_t>(reader.games), "games");

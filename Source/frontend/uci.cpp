@@ -76,7 +76,7 @@ void read_clocks(std::string_view rest) {
         }
     }
     settings.increment = 0;
-    if (find_parameter(rest, INCREMENT[game_record->position.side], value)) {
+    if (find_parameter(rest, INCREMENT[board().side], value)) {
         settings.increment = static_cast<float>(read_seconds(value));
     }
     if (find_parameter(rest, "movestogo", value) && read_int(value, 0, INT16_MAX) > 0) {
@@ -94,7 +94,7 @@ void read_search_moves(std::string_view rest) {
     if (at == std::string_view::npos) return;
     rest.remove_prefix(at + NAME.size());
     for (std::string_view word; !(word = next_word(rest)).empty();) {
-        const Move move = find_uci_move(game_record->position, word);
+        const Move move = find_uci_move(board(), word);
         if (move == NULL_MOVE) continue;
         search_control.search_moves[search_control.search_move_count++] = move;
         if (search_control.search_move_count == MAX_ROOT_MOVES) return;
@@ -129,7 +129,7 @@ void read_go_limits(std::string_view rest) {
 // --- Commands ------------------------------------------------------------------------------------------------
 
 void go_command(std::string_view rest) {
-    if (!is_playable(game_record->position)) {
+    if (!is_playable(board())) {
         print_line("info string illegal position");
         print_line("bestmove null");
         return;
@@ -154,8 +154,8 @@ void position_command(std::string_view rest) {
         return;
     }
     for (std::string_view word; !(word = next_word(moves)).empty();) {
-        make_game_move(parse_uci_move(game_record->position, word));
-        trim_game_stack(game_record->game, game_record->position.rule50);
+        make_game_move(parse_uci_move(board(), word));
+        trim_game_stack(game_record->game, board().rule50);
     }
     clear_redo_move();
 }

@@ -3,9 +3,15 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 // Opens a file as fopen does, except that line ends are never translated: "r" and "rb" mean the same everywhere.
 std::FILE* open_file(const char* name, const char* mode);
+// A file that is closed when its owner goes; for files that are read, where closing cannot fail.
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 bool file_exists(const char* name);
 // Removes a file; true when it is gone.
 bool delete_file(const char* name);

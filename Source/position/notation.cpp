@@ -13,14 +13,12 @@
 
 namespace {
 
-constexpr char PIECE_LETTER[] = " PNBRQK";
-
 std::string coordinates(int from, int to) {
     return std::string(square_names[from]) + square_names[to];
 }
 
 std::string promotion_suffix(Move move) {
-    return {'=', PIECE_LETTER[promotion_type(move)]};
+    return {'=', PIECE_LETTERS[promotion_type(move)]};
 }
 
 // The square that stands for the destination of a castling: the king's, or with `as_rook` the rook's own.
@@ -65,7 +63,7 @@ void add_piece_forms(const Position& position, Move move, MoveForms& forms) {
     std::string tail;
     if (position.board[to]) tail += 'x';
     tail += square_names[to];
-    const char letter = PIECE_LETTER[type];
+    const char letter = PIECE_LETTERS[type];
     forms.alternate = std::string{letter, square_names[from][0]} + tail;
     forms.alternate2 = std::string{letter, square_names[from][1]} + tail;
 
@@ -96,7 +94,7 @@ std::string move_to_text_raw(const Position& position, int colour, Move move) {
         return coordinates(from, castling_target(position, colour, move, as_rook));
     }
     if (!settings.uci_mode) return text + promotion_suffix(move);
-    return text + static_cast<char>(std::tolower(PIECE_LETTER[promotion_type(move)]));
+    return text + static_cast<char>(std::tolower(PIECE_LETTERS[promotion_type(move)]));
 }
 
 std::string move_to_text(const Position& position, int colour, Move move) {
@@ -160,8 +158,7 @@ std::string plain_san(Position& position, Move move) {
 // Of the position after the move, so that a castling rook's check counts too.
 const char* check_sign(Position& position, Move move) {
     make_move(position, move);
-    const int c = position.side;
-    const bool check = is_attacked(position, position.king_square[c], c ^ 1);
+    const bool check = side_in_check(position);
     const bool mate = check && !has_legal_move(position);
     unmake_move(position);
     return mate ? "#" : check ? "+" : "";
@@ -207,7 +204,7 @@ bool fits_a_form(const Position& position, Move move, std::string_view text) {
 // piece is pinned), or with both ("Qh4xe1", needed when three pieces of a kind reach the square).
 bool fits_plain_piece_text(const MoveEntry& entry, std::string_view text) {
     const int type = type_of(entry.piece);
-    if (type == PAWN || (entry.move & MOVE_FLAGS) || text.empty() || text[0] != PIECE_LETTER[type]) return false;
+    if (type == PAWN || (entry.move & MOVE_FLAGS) || text.empty() || text[0] != PIECE_LETTERS[type]) return false;
     text.remove_prefix(1);
     if (text.size() > 2 && text.starts_with(square_names[move_from(entry.move)])) text.remove_prefix(2);
     if (text.starts_with('x')) text.remove_prefix(1);
@@ -242,7 +239,7 @@ bool may_fit(const MoveEntry& entry, const MoveText& typed) {
     const int type = type_of(entry.piece);
     const bool flagged = entry.move & MOVE_FLAGS;
     if (flagged && type == KING) return typed.target != NO_SQUARE || typed.text.starts_with('o');
-    if (typed.promotion != (flagged ? PIECE_LETTER[promotion_type(entry.move)] : '\0')) return false;
+    if (typed.promotion != (flagged ? PIECE_LETTERS[promotion_type(entry.move)] : '\0')) return false;
     // Only a pawn's capture can be written without a square ("ed").
     return typed.target == NO_SQUARE ? type == PAWN : typed.target == move_to(entry.move);
 }

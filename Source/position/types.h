@@ -12,6 +12,7 @@ enum : int { WHITE = 0, BLACK = 1 };
 enum : int { NO_PIECE_TYPE = 0, PAWN = 1, KNIGHT = 2, BISHOP = 3, ROOK = 4, QUEEN = 5, KING = 6 };
 
 // Piece codes: White 1-6, Black 9-14, 0 for an empty square.
+constexpr char PIECE_LETTERS[] = " PNBRQK  pnbrqk";  // by piece code, as a FEN has them
 constexpr int make_piece(int colour, int type) {
     return colour * 8 + type;
 }

@@ -168,7 +168,7 @@ int prepare_thread(int index) {
     const GameState& game = game_record->game;
 
     init_game_state(thread.game, thread.position);
-    thread.position = game_record->position;
+    thread.position = board();
     thread.position.owner = &thread.game;
     std::copy(game.game_stack, game.game_stack + game.game_ply, thread.game.game_stack);
     thread.game.game_ply = game.game_ply;

@@ -60,7 +60,7 @@ void prepare_root_entry(SearchThread& thread) {
     root.alpha = NO_SCORE;
     root.beta = -NO_SCORE;
     root.tb_result = -1;
-    root.in_check = is_attacked(position, position.king_square[side], side ^ 1);
+    root.in_check = side_in_check(position);
     root.checker_square = NO_SQUARE;
     StackEntry& child = thread.stack[ROOT_PLY + 1];
     child.killer1 = child.killer2 = child.check_killer = NULL_MOVE;

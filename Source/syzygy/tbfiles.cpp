@@ -23,8 +23,6 @@ namespace {
 
 constexpr const char* EXTENSIONS[3] = {".rtbw", ".rtbm", ".rtbz"};  // by TableKind
 
-constexpr char PIECE_LETTERS[] = " PNBRQK";
-
 // Material combinations of 3 to 7 pieces: 650 without and 861 with pawns.
 constexpr int MAX_TABLES = 650 + 861;
 

@@ -29,7 +29,6 @@ protected:
             result += piece.ends_line ? '|' : '+';
         }
         EXPECT_FALSE(next_piece(reader, longest, piece)) << "again at the end";
-        close_text(reader);
         return result;
     }
     const TempFolder folder_;
