@@ -21,7 +21,7 @@ constexpr int MAX_EVAL_PARAMS = SCALAR_PARAMS + TABLE_PARAMS * 64 + SPARE_PARAMS
 
 extern EvalParams eval_params[MAX_EVAL_PARAMS];
 extern int eval_param_count;
-extern int first_table_param;  // index of the first piece-square record; -1 while there is none
+constexpr int first_table_param = SCALAR_PARAMS;  // index of the first piece-square record
 
 // Handles into the registry, set by registration; null before. In the order of the records.
 namespace eval_param {
@@ -42,11 +42,6 @@ inline Handle PST_P1[64], PST_P2[64], PST_CP[64], PST_DP[64], PST_N[64], PST_B[6
 inline Handle ttune[SPARE_PARAMS];
 // clang-format on
 }  // namespace eval_param
-
-// Appends a record, at most 23 characters of its name, and points the handle at it. Does nothing when the registry is
-// full.
-void register_param(eval_param::Handle& handle, std::string_view name, int mg, int eg);
-void register_param_zero(eval_param::Handle& handle, std::string_view name);
 
 // Empties the registry and registers everything with provisional values.
 void register_params();

@@ -11,6 +11,7 @@
 #include "search/search_params.h"
 #include "search/search_thread.h"
 
+#include <optional>
 #include <string>
 
 namespace {
@@ -25,21 +26,16 @@ constexpr double MAX_SECONDS = 1e7;  // also what "no limit" is
 // Depth and nodes of a `go` hold for its search alone: what was set before (by switches) comes back with the
 // next command.
 struct BaseLimits {
-    bool saved = false;
-    std::int8_t depth = 0;
-    std::uint64_t nodes = 0;
+    std::int8_t depth;
+    std::uint64_t nodes;
 };
-BaseLimits base_limits;
-
-void save_base_limits() {
-    base_limits = {true, settings.depth_limit, settings.node_limit};
-}
+std::optional<BaseLimits> base_limits;
 
 void restore_base_limits() {
-    if (!base_limits.saved) return;
-    settings.depth_limit = base_limits.depth;
-    settings.node_limit = base_limits.nodes;
-    base_limits.saved = false;
+    if (!base_limits) return;
+    settings.depth_limit = base_limits->depth;
+    settings.node_limit = base_limits->nodes;
+    base_limits.reset();
 }
 
 void remove_limits() {
@@ -134,7 +130,7 @@ void go_command(std::string_view rest) {
         print_line("bestmove null");
         return;
     }
-    save_base_limits();
+    base_limits = {settings.depth_limit, settings.node_limit};
     read_go_limits(rest);
     read_search_moves(rest);
     search_control.think_flags = contains(rest, "ponder") ? THINK_GO_PONDER : THINK_GO;
@@ -239,12 +235,6 @@ void search_command(std::string_view word) {
 }
 
 }  // namespace
-
-void stop_search() {
-    search_control.think_flags.fetch_or(THINK_STOPPED);
-    search_control.think_flags.notify_all();
-    search_control.stop = 1;
-}
 
 void uci_command(std::string_view line) {
     line = line.substr(0, line.find('\n'));

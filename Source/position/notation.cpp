@@ -132,11 +132,11 @@ std::string_view without_check_sign(std::string_view text) {
 // Where the other pieces stand that could legally make the same move.
 Bitboard legal_twins(Position& position, Move move) {
     Bitboard twins = 0;
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        const bool same_target = move_to(entry->move) == move_to(move) && entry->move != move;
-        if (same_target && entry->piece == position.board[move_from(move)] &&
-            is_legal(position, position.side, entry->move)) {
-            twins |= bit(move_from(entry->move));
+    for (const MoveEntry& entry : entries_of(gen_all(position))) {
+        const bool same_target = move_to(entry.move) == move_to(move) && entry.move != move;
+        if (same_target && entry.piece == position.board[move_from(move)] &&
+            is_legal(position, position.side, entry.move)) {
+            twins |= bit(move_from(entry.move));
         }
     }
     return twins;
@@ -255,18 +255,18 @@ int parse_move(Position& position, std::string_view typed, Move& move) {
     int matches = 0;
     int plain_matches = 0;
     Move plain_move = NULL_MOVE;
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        if (!may_fit(*entry, text)) continue;
-        const bool fits = fits_a_form(position, entry->move, text.text);
-        const bool fits_plain = fits_plain_piece_text(*entry, text.text);
-        if ((!fits && !fits_plain) || !is_legal(position, c, entry->move)) continue;
+    for (const MoveEntry& entry : entries_of(gen_all(position))) {
+        if (!may_fit(entry, text)) continue;
+        const bool fits = fits_a_form(position, entry.move, text.text);
+        const bool fits_plain = fits_plain_piece_text(entry, text.text);
+        if ((!fits && !fits_plain) || !is_legal(position, c, entry.move)) continue;
         if (fits) {
             ++matches;
-            move = entry->move;
+            move = entry.move;
         }
         if (fits_plain) {
             ++plain_matches;
-            plain_move = entry->move;
+            plain_move = entry.move;
         }
     }
     if (matches == 0 && plain_matches == 1) {
@@ -311,8 +311,8 @@ Move find_uci_move(Position& position, std::string_view text) {
         const bool castling = (move & MOVE_FLAGS) && type_of(position.board[move_from(move)]) == KING;
         return castling && move_from(move) == move_from(wanted) && (move & MOVE_FLAGS) == (wanted & MOVE_FLAGS);
     };
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        if (is_wanted(entry->move) && is_legal(position, position.side, entry->move)) return entry->move;
+    for (const MoveEntry& entry : entries_of(gen_all(position))) {
+        if (is_wanted(entry.move) && is_legal(position, position.side, entry.move)) return entry.move;
     }
     return NULL_MOVE;
 }

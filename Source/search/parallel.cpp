@@ -40,9 +40,6 @@ bool create_thread(pthread_t& thread, int detach_state, void* (*entry)(void*), v
     return created;
 }
 
-// Thread numbers are passed as pointers into this array.
-int thread_numbers[MAX_THREADS];
-
 // Secondary threads wait for the first iteration at this gate.
 std::atomic<bool> secondary_released{false};
 
@@ -68,9 +65,11 @@ bool create_records() {
     return search_threads[0] != nullptr;
 }
 
-void* secondary_entry(void* argument) {
-    const int index = *static_cast<const int*>(argument);
-    if (prepare_thread(index) != 0) return nullptr;
+// `record` is the thread's, or nullptr.
+void* secondary_entry(void* record) {
+    if (!record) return nullptr;
+    const int index = static_cast<SearchThread*>(record)->thread_index;
+    prepare_thread(index);
     secondary_released.wait(false, std::memory_order_acquire);
     if (!search_control.stop && search_control.root_tb_result == -1) root_search(index);
     return nullptr;
@@ -98,8 +97,7 @@ int start_secondary_threads(pthread_t* threads) {
     int started = 1;
     for (; started < search_control.threads; ++started) {
         if (search_threads[started]) search_threads[started]->nodes = 0;
-        thread_numbers[started] = started;
-        if (!create_thread(threads[started], PTHREAD_CREATE_JOINABLE, secondary_entry, &thread_numbers[started])) {
+        if (!create_thread(threads[started], PTHREAD_CREATE_JOINABLE, secondary_entry, search_threads[started])) {
             report_failure("a search thread");
             search_control.stop = 1;
             break;
@@ -140,11 +138,7 @@ void wait_for_search(InputPoller poll) {
         const double next_look = seconds_to_next_look(update_clock());
         const std::uint16_t flags = think_flags();
         if (flags & THINK_FINISHED) break;
-        if (settings.quit) {
-            search_control.stop = 1;
-            search_control.think_flags.fetch_or(THINK_STOPPED);
-            search_control.think_flags.notify_all();
-        }
+        if (settings.quit) stop_search();
         if ((flags & THINK_STOPPED) || settings.quit) {
             wait_for_event(Watch::NEITHER, next_look);
         } else {
@@ -162,8 +156,7 @@ SharedLock::~SharedLock() {
     pthread_mutex_unlock(&shared_lock);
 }
 
-int prepare_thread(int index) {
-    if (!search_threads[index]) return -1;
+void prepare_thread(int index) {
     SearchThread& thread = *search_threads[index];
     const GameState& game = game_record->game;
 
@@ -192,7 +185,6 @@ int prepare_thread(int index) {
     thread.eval.hits = 0;
     thread.eval.hce.pawn_probes = 0;
     thread.eval.hce.pawn_hits = 0;
-    return 0;
 }
 
 void release_secondary_threads() {

@@ -13,8 +13,8 @@ enum class InputState {
 // Reads and handles at most one line of input without waiting (the front end's poll_input).
 using InputPoller = InputState (*)();
 
-// Readies record `index` for a search of game_record's position. 0, or -1 when the record could not be created.
-int prepare_thread(int index);
+// Readies record `index`, which exists, for a search of game_record's position.
+void prepare_thread(int index);
 
 // Polls once. Where that handled nothing, waits for input, for end_wait or for `seconds` (negative: no limit).
 void poll_and_wait(InputPoller poll, double seconds);
