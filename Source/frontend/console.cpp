@@ -18,7 +18,6 @@
 #include "tools/line_reader.h"
 
 #include <string>
-#include <vector>
 
 namespace {
 

@@ -12,7 +12,6 @@
 #include "search/search_thread.h"
 
 #include <optional>
-#include <string>
 
 namespace {
 
@@ -241,7 +240,8 @@ void uci_command(std::string_view line) {
     if (line.empty()) return;
     log_command(line);
 
-    std::string_view rest = line.substr(std::min(line.find_first_not_of(' '), line.size()));
+    std::string_view rest = line;
+    skip(rest);
     const std::string_view word = rest.substr(0, rest.find_first_of(std::string_view("\0\r ", 3)));
     rest.remove_prefix(std::min(word.size() + 1, rest.size()));
 

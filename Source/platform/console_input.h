@@ -20,8 +20,7 @@ InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& co
 // What may end a wait beside the time and other threads.
 enum class Watch {
     INPUT,       // bytes, or the end of the input
-    OUTPUT_END,  // for when the input has ended: the reader of our standard output closes it, where the platform can
-                 // tell
+    OUTPUT_END,  // once the input has ended: that the reader of standard output closes it, where the platform can tell
     NEITHER,
 };
 

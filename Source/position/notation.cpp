@@ -8,7 +8,6 @@
 #include "position/make_move.h"
 #include "position/movegen.h"
 
-#include <algorithm>
 #include <cctype>
 
 namespace {
@@ -308,8 +307,8 @@ Move find_uci_move(Position& position, std::string_view text) {
     const auto is_wanted = [&](Move move) {
         if (move == wanted) return true;
         // A castling king may be sent to its own square or to that of the rook.
-        const bool castling = (move & MOVE_FLAGS) && type_of(position.board[move_from(move)]) == KING;
-        return castling && move_from(move) == move_from(wanted) && (move & MOVE_FLAGS) == (wanted & MOVE_FLAGS);
+        return is_castling(position, move) && move_from(move) == move_from(wanted) &&
+               (move & MOVE_FLAGS) == (wanted & MOVE_FLAGS);
     };
     for (const MoveEntry& entry : entries_of(gen_all(position))) {
         if (is_wanted(entry.move) && is_legal(position, position.side, entry.move)) return entry.move;

@@ -6,7 +6,7 @@
 enum class InputState {
     HANDLED,  // a line, or the end of the input; the next line may have come with it: poll again before waiting
     NOTHING_YET,
-    ENDED,      // no line will come; that the output is closed too would matter
+    ENDED,      // no line will come, but the end of the output would still matter
     UNWATCHED,  // no line will come, and nothing depends on it
 };
 

@@ -20,6 +20,6 @@ bool read_line(LineReader& reader, std::string_view& line) {
         line = reader.carried;
     }
     line = line.substr(0, reader.max_line);
-    // What there is of a line in the middle of which a read failed is not handed on.
+    // A line that a failed read cut off is not handed on.
     return !reader.text.error || reader.text.begin != reader.text.end;
 }

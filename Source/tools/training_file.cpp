@@ -75,7 +75,7 @@ bool allocate_training_buffer(TrainingBuffer& buffer) {
 bool reserve_records(TrainingBuffer& buffer, std::size_t more) {
     const std::size_t needed = buffer.count + more;
     if (needed <= buffer.capacity) return true;
-    // Half as much again keeps the copying linear; when that is too much, what is needed may still be had.
+    // Growing by half keeps the copying linear; where that does not fit, what is needed may.
     for (const std::size_t capacity : {std::max(needed, buffer.capacity + buffer.capacity / 2), needed}) {
         void* const memory = std::realloc(buffer.records, capacity * sizeof(TrainingRecord));
         if (!memory) continue;
