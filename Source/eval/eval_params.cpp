@@ -17,46 +17,8 @@ int eval_param_count = 0;
 
 namespace {
 
-using namespace eval_param;
-
-struct ScalarParam {
-    Handle& handle;
-    const char* name;
-    int provisional = 0;  // both halves, until text is loaded
-};
-
-// clang-format off
-const ScalarParam SCALARS[SCALAR_PARAMS] = {
-    {mtl_pawn, "mtl_pawn", 100}, {mtl_knight, "mtl_knight", 335}, {mtl_bishop, "mtl_bishop", 335},
-    {mtl_rook, "mtl_rook", 535}, {mtl_queen, "mtl_queen", 1000}, {bishop_pair, "bishop_pair"},
-    {knight_mobility, "knight_mobility"}, {bishop_mobility, "bishop_mobility"}, {rook_mobility, "rook_mobility"},
-    {queen_mobility, "queen_mobility"},
-    {ppawn_base, "ppawn_base"}, {ppawn_mobile, "ppawn_mobile"}, {ppawn_free, "ppawn_free"},
-    {ppawn_connected, "ppawn_connected"}, {ppawn_fkprox, "ppawn_fkprox"}, {ppawn_ekprox, "ppawn_ekprox"},
-    {ppawn_candidate, "ppawn_candidate"},
-    {pawn_isolated, "pawn_isolated"}, {pawn_weak, "pawn_weak"}, {pawn_blocked, "pawn_blocked"},
-    {pawn_doubled, "pawn_doubled"},
-    {knight_outpost, "knight_outpost"}, {bishop_infiltration, "bishop_infiltration"},
-    {bishop_outpost, "bishop_outpost"}, {bishop_rampawns, "bishop_rampawns"},
-    {rook_infiltration, "rook_infiltration"}, {rook_openfile, "rook_openfile"}, {rook_7th, "rook_7th"},
-    {pawn_shield, "pawn_shield"}, {enemy_checks, "enemy_checks"}, {king_danger1, "king_danger1"},
-    {king_danger2, "king_danger2"}, {king_trapped, "king_trapped"}, {king_pawn_dist, "king_pawn_dist"},
-    {hung_pawn, "hung_pawn"}, {attacked_pawn, "attacked_pawn"}, {hung_minor, "hung_minor"},
-    {attacked_minor, "attacked_minor"}, {hung_major, "hung_major"}, {ppush_threat, "ppush_threat"},
-    {pinned_piece, "pinned_piece"},
-    {mtl_imbalance, "mtl_imbalance"}, {stm_bonus, "stm_bonus"},
-};
-// clang-format on
-
-struct TableParam {
-    Handle* handles;
-    const char* name;
-};
-
-const TableParam TABLES[TABLE_PARAMS] = {
-    {PST_P1, "PST_P1"}, {PST_P2, "PST_P2"}, {PST_CP, "PST_CP"}, {PST_DP, "PST_DP"}, {PST_N, "PST_N"},
-    {PST_B, "PST_B"},   {PST_R, "PST_R"},   {PST_Q, "PST_Q"},   {PST_K, "PST_K"},
-};
+constexpr const char* TABLES[TABLE_PARAMS] = {"PST_P1", "PST_P2", "PST_CP", "PST_DP", "PST_N",
+                                              "PST_B",  "PST_R",  "PST_Q",  "PST_K"};
 
 void store(EvalParams& param, int mg, int eg) {
     param.packed = static_cast<std::int32_t>(pack(mg, eg));
@@ -102,25 +64,25 @@ int pairs_on_line(std::string_view name) {
     return contains(name, "ttune") ? SPARE_PARAMS : 1;
 }
 
-// Appends a record and points the handle at it.
-void register_param(Handle& handle, std::string_view name, int provisional = 0) {
-    EvalParams& param = eval_params[eval_param_count];
+// Appends a record.
+void register_param(std::string_view name, int provisional) {
+    EvalParams& param = eval_params[eval_param_count++];
     param = {};
     store(param, provisional, provisional);
     name.copy(param.name, sizeof param.name - 1);
-    handle = &param;
-    ++eval_param_count;
 }
 
 }  // namespace
 
 void register_params() {
     eval_param_count = 0;
-    for (const ScalarParam& scalar : SCALARS) register_param(scalar.handle, scalar.name, scalar.provisional);
-    for (const TableParam& table : TABLES) {
-        for (int square = 0; square < 64; ++square) register_param(table.handles[square], table.name);
+#define TARN_REGISTER(name, provisional) register_param(#name, provisional);
+    TARN_SCALAR_PARAMS(TARN_REGISTER)
+#undef TARN_REGISTER
+    for (const char* table : TABLES) {
+        for (int square = 0; square < 64; ++square) register_param(table, 0);
     }
-    for (Handle& handle : ttune) register_param(handle, "ttune");
+    for (int i = 0; i < SPARE_PARAMS; ++i) register_param("ttune", 0);
     derive_hce_weights();
 }
 
