@@ -6,12 +6,12 @@
 #include "frontend/base/settings.h"
 #include "frontend/console_line.h"
 #include "frontend/help_line.h"
-#include "frontend/options.h"
 #include "frontend/uci.h"
 #include "platform/words.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "search/game_stack.h"
+#include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/search_params.h"
 #include "search/search_thread.h"
@@ -76,7 +76,7 @@ void get_command(const ConsoleLine& line) {
     print_line(test);
     if (test.size() > SHORTEST_TEST) set_game_position(test);
     display_position(board());
-    clear_hash_table();
+    hash_clear();
 }
 
 // --- Thinking ------------------------------------------------------------------------------------------------
@@ -109,7 +109,7 @@ void analyse_command(const ConsoleLine& line) {
     if (!line.words[1].empty()) {
         settings.depth_limit = static_cast<std::int8_t>(read_int(line.words[1], 0, MAX_DEPTH));
     }
-    if (search_control.hash_enabled <= 1) clear_hash_table();
+    if (search_control.hash_enabled <= 1) hash_clear();
     search_control.play_move = false;  // set since an earlier mv
     search_control.self_play = false;
     request_search();

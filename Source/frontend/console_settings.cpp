@@ -4,8 +4,8 @@
 #include "frontend/base/settings.h"
 #include "frontend/console_line.h"
 #include "frontend/help_line.h"
-#include "frontend/options.h"
 #include "platform/words.h"
+#include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/time_manager.h"
 
@@ -69,7 +69,7 @@ void restore_defaults() {
     keep(settings.syzygy_path, old.syzygy_path);
     if (settings.use_nn != old.use_nn) {
         invalidate_eval_caches();
-        clear_hash_table();
+        hash_clear();
     }
 }
 

@@ -129,7 +129,7 @@ void report_value(const char* name, int value) {
 // Scores of one evaluation must not meet those of another.
 void forget_scores() {
     invalidate_eval_caches();
-    clear_hash_table();
+    hash_clear();
 }
 
 void reallocate_hash(int) {
@@ -146,7 +146,7 @@ void widen_seven_piece_depth(int value) {
 }
 
 void press_clear_hash(const Option&, std::string_view) {
-    clear_hash_table();
+    hash_clear();
     print_line("info string Hash table cleared");
 }
 
@@ -233,9 +233,4 @@ bool resize_hash_table() {
     if (hash_allocate()) return true;
     std::fprintf(stderr, "no memory for a transposition table of %d MB\n", settings.hash_mb);
     return false;
-}
-
-void clear_hash_table() {
-    search_control.hash_fill = 0;
-    if (search_control.hash_enabled && hash_exists()) hash_clear();
 }

@@ -13,5 +13,3 @@ void print_option_check(const char* name, bool value);
 // Makes the transposition table as large as settings.hash_mb says. False, with one line on the error stream, when
 // there is no memory for it: there is no table then.
 bool resize_hash_table();
-// Empties the transposition table where there is one in use, and its fill estimate.
-void clear_hash_table();

@@ -7,6 +7,7 @@
 #include "platform/words.h"
 #include "position/notation.h"
 #include "search/game_stack.h"
+#include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/search_params.h"
 #include "search/search_thread.h"
@@ -179,7 +180,7 @@ void ucinewgame_command(std::string_view) {
     for (auto& clock : search_control.clock) clock = 60.0f;
     game_record->game.game_ply = 0;
     game_record->game.last_move = NULL_MOVE;
-    clear_hash_table();
+    hash_clear();
     search_control.hash_age = 0;
 }
 

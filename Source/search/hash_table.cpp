@@ -95,7 +95,7 @@ void age_entry(HashEntry& entry, Content content) {
 }
 
 [[gnu::cold, gnu::noinline]] void report_illegal_move(const Position& position, Move move, int code) {
-    const SharedLock lock;
+    const std::lock_guard<std::mutex> lock(shared_lock);
     print_format("info fen %s", position_to_fen(position, true).c_str());
     print_format("info string illegal hash move: %s%s, flags= %x, code= %d\n", square_names[move_from(move)],
                  square_names[move_to(move)], move & MOVE_FLAGS, code);
@@ -154,6 +154,7 @@ bool hash_exists() {
 }
 
 void hash_clear() {
+    search_control.hash_fill = 0;
     if (!table_usable()) return;
     if (settings.threads <= 1 || table.entry_count <= PARALLEL_CLEAR_ENTRIES) {
         clear_entries({table.half[WHITE], table.entry_count});

@@ -25,7 +25,8 @@ bool hash_allocate();
 void hash_free();
 // For a size of 0: switches the table off until a larger one is allocated.
 void suspend_hash();
-// Zeroes the table (in parallel slices when it is large and several threads are configured).
+// Zeroes the table where one is in use (in parallel slices when it is large and several threads are configured), and
+// the fill estimate.
 void hash_clear();
 void hash_clear_parallel();
 // True when there is memory behind the table.

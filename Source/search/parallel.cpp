@@ -20,8 +20,6 @@ namespace {
 constexpr std::uint64_t NO_NODE_LIMIT = 1'000'000'000'000'000;
 constexpr std::size_t STACK_BYTES = 8 * 1024 * 1024;
 
-pthread_mutex_t shared_lock = PTHREAD_MUTEX_INITIALIZER;
-
 std::uint16_t think_flags() {
     return search_control.think_flags.load();
 }
@@ -148,13 +146,6 @@ void wait_for_search(InputPoller poll) {
 }
 
 }  // namespace
-
-SharedLock::SharedLock() {
-    pthread_mutex_lock(&shared_lock);
-}
-SharedLock::~SharedLock() {
-    pthread_mutex_unlock(&shared_lock);
-}
 
 void prepare_thread(int index) {
     SearchThread& thread = *search_threads[index];

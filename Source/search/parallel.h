@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 
 enum class InputState {
     HANDLED,  // a line, or the end of the input; the next line may have come with it: poll again before waiting
@@ -33,10 +34,4 @@ void release_secondary_threads();
 
 // Serialises the library's random generator, per-depth node totals and hash-move reports. Taken before the
 // output lock, never after it.
-class SharedLock {
-public:
-    SharedLock();
-    ~SharedLock();
-    SharedLock(const SharedLock&) = delete;
-    SharedLock& operator=(const SharedLock&) = delete;
-};
+inline std::mutex shared_lock;

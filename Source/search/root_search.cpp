@@ -429,7 +429,7 @@ void deepen(SearchThread& thread) {
 
         // Step 3. Statistics of the iteration.
         {
-            const SharedLock lock;
+            const std::lock_guard<std::mutex> lock(shared_lock);
             search_control.nodes_by_depth[depth] += thread.nodes;
         }
         if (main_thread && !search_control.stop) {

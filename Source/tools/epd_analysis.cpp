@@ -105,10 +105,7 @@ bool set_up(std::string_view text, EpdLine& line) {
 
 // The table is emptied first, so that results do not depend on the order of the file.
 bool search_position(InputPoller poll) {
-    if (search_control.hash_enabled) {
-        search_control.hash_fill = 0;
-        hash_clear();
-    }
+    hash_clear();
     const bool searched = start_search(THINK_TOOL, true, poll);
     search_control.think_flags = 0;
     return searched;
