@@ -166,10 +166,12 @@ std::vector<WeighedMove> weigh(std::span<const MoveStatistics> moves) {
     return kept;
 }
 
-// Castling is the king on its rook's square; its flag goes along as a promotion code.
-std::uint16_t book_coding(Move move, bool castling) {
+// Castling is written as the king moving to its rook's square, with the castling flag as a promotion code.
+std::uint16_t book_coding(Move move) {
     const int from = move_from(move);
     int to = move_to(move);
+    // A flag on a move along the back rank: a promotion changes rank.
+    const bool castling = (move & MOVE_FLAGS) && rank_of(from) == rank_of(to);
     if (castling) to = make_square(move & MOVE_KING_SIDE ? 7 : 0, rank_of(from));
     const int promotion = move & MOVE_KNIGHT   ? 1
                           : move & MOVE_BISHOP ? 2
@@ -179,17 +181,12 @@ std::uint16_t book_coding(Move move, bool castling) {
     return static_cast<std::uint16_t>(promotion << 12 | from << 6 | to);
 }
 
-// A flag on a move along the back rank is castling: a promotion changes rank.
-bool is_castling_move(Move move) {
-    return (move & MOVE_FLAGS) && rank_of(move_from(move)) == rank_of(move_to(move));
-}
-
 void append_record(std::string& bytes, std::uint64_t key, const WeighedMove& entry) {
     const auto append = [&bytes](std::uint64_t value, int size) {
         while (size-- > 0) bytes += static_cast<char>(value >> (size * 8) & 255);
     };
     append(key, 8);
-    append(book_coding(entry.move, is_castling_move(entry.move)), 2);
+    append(book_coding(entry.move), 2);
     append(static_cast<std::uint64_t>(entry.weight), 2);
     append(0, 4);
 }

@@ -111,7 +111,9 @@ void list_option(const Option& option) {
     if (option.hooks.list) return option.hooks.list(option);
     Settings& from = listed_settings(option);
     switch (option.kind) {
-        case OptionKind::CHECK: print_option_check(option.name, option.get(from) != 0); break;
+        case OptionKind::CHECK:
+            print_format("option name %s type check default %s", option.name, option.get(from) ? "true" : "false");
+            break;
         case OptionKind::SPIN: print_spin(option.name, option.get(from), option.min, option.max); break;
         case OptionKind::STRING:
             print_format("option name %s type string default %s", option.name, option.text(from).data());
@@ -223,10 +225,6 @@ void print_option_list() {
     print_format("id author %s", ENGINE_AUTHOR);
     for (const Option& option : OPTIONS) list_option(option);
     print_line("uciok");
-}
-
-void print_option_check(const char* name, bool value) {
-    print_format("option name %s type check default %s", name, value ? "true" : "false");
 }
 
 bool resize_hash_table() {

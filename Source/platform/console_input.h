@@ -10,8 +10,6 @@ enum class InputStatus {
     FAILED        // the read failed
 };
 
-// True when standard input is an interactive terminal.
-bool input_is_terminal();
 // Prepares standard input on first use: drops mouse and window events of a Windows console; nothing elsewhere.
 void open_console_input();
 // Reads up to `size` bytes that are waiting; never blocks. `count` is the number of bytes read.

@@ -20,10 +20,6 @@ namespace {
 constexpr std::uint64_t NO_NODE_LIMIT = 1'000'000'000'000'000;
 constexpr std::size_t STACK_BYTES = 8 * 1024 * 1024;
 
-std::uint16_t think_flags() {
-    return search_control.think_flags.load();
-}
-
 void mark_finished() {
     search_control.think_flags.fetch_or(THINK_FINISHED);
 }
@@ -83,7 +79,7 @@ void report_final_result() {
 // changes think_flags.
 void hold_answer() {
     for (;;) {
-        const std::uint16_t flags = think_flags();
+        const std::uint16_t flags = search_control.think_flags;
         if ((flags & THINK_STOPPED) || settings.quit) return;
         if (!(flags & THINK_PONDER) && !search_control.infinite) return;
         search_control.think_flags.wait(flags);
@@ -126,7 +122,7 @@ void* coordinator_entry(void*) {
 // Seconds to the next look at the clock. A tool's search does not look itself.
 double seconds_to_next_look(double seconds_left) {
     constexpr double TOOL_LOOKS = 0.001;
-    if (think_flags() & THINK_TOOL) return TOOL_LOOKS;
+    if (search_control.think_flags & THINK_TOOL) return TOOL_LOOKS;
     return seconds_left < 0 ? seconds_left : std::max(seconds_left, 0.0001);
 }
 
@@ -134,7 +130,7 @@ double seconds_to_next_look(double seconds_left) {
 void wait_for_search(InputPoller poll) {
     for (;;) {
         const double next_look = seconds_to_next_look(update_clock());
-        const std::uint16_t flags = think_flags();
+        const std::uint16_t flags = search_control.think_flags;
         if (flags & THINK_FINISHED) break;
         if (settings.quit) stop_search();
         if ((flags & THINK_STOPPED) || settings.quit) {
@@ -167,7 +163,7 @@ void prepare_thread(int index) {
     thread.best_score = 0;
     thread.root_eval = 0;
     thread.eval.root_side = search_control.root_side;
-    thread.eval.no_contempt = (think_flags() & THINK_TOOL) != 0;
+    thread.eval.no_contempt = (search_control.think_flags & THINK_TOOL) != 0;
     thread.nodes = 0;
     thread.tb_hits = 0;
     thread.tt_probes = 0;
