@@ -448,8 +448,9 @@ void ensure_best_move(SearchThread& thread) {
     if (settings.multipv == 0 || search_control.best_line[1] != NULL_MOVE) return;
     const std::span<MoveEntry> entries = root_entries(thread);
     auto entry = std::ranges::find(entries, best_move(thread), &MoveEntry::move);
-    if (entry == entries.end() || !is_move(entry->move))
+    if (entry == entries.end() || !is_move(entry->move)) {
         entry = std::ranges::find_if(entries, is_move, &MoveEntry::move);
+    }
     if (entry == entries.end()) return;
     search_control.best_line[1] = entry->move;
     search_control.best_line[2] = NULL_MOVE;

@@ -48,7 +48,7 @@ bool pack_lines(LineReader& reader, const char* name, TrainingBuffer& buffer) {
         if (interrupted_at(progress, ++lines)) fault = "interrupted";
         if (is_epd_comment(line) || line.size() < SHORTEST_LINE) continue;
         parse_epd(line, epd);
-        if (epd_to_record(epd, board(), record) && !append_record(buffer, record)) { fault = "out of memory"; }
+        if (epd_to_record(epd, board(), record) && !append_record(buffer, record)) fault = "out of memory";
     }
     end_progress(progress);
     if (reader.text.error) fault = std::strerror(reader.text.error);
@@ -69,8 +69,10 @@ bool store_records(const TrainingBuffer& buffer, const std::string& name) {
 }
 
 std::string unpacked_line(const TrainingRecord& record, const Position& position) {
-    return position_to_fen(position, false) + format_text(" ce %d; sc %d, gr %0.1f\n", record.ce, record.sc,
-                                                          static_cast<double>(win_probability(record.result)));
+    char labels[64];
+    std::snprintf(labels, sizeof labels, " ce %d; sc %d, gr %0.1f\n", record.ce, record.sc,
+                  static_cast<double>(win_probability(record.result)));
+    return position_to_fen(position, false) + labels;
 }
 
 std::string bucket_name(int bucket) {
