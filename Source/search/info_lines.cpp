@@ -72,8 +72,8 @@ void print_current_move(Move move, int number) {
     }
 }
 
-FixedText<24> score_text(int score) {
-    FixedText<24> result;
+ScoreText score_text(int score) {
+    ScoreText result;
     const char* format = "cp %d";
     if (score >= 9900) {
         format = "mate %d";

@@ -19,7 +19,8 @@ struct FixedText {
 };
 
 // Text of a score in UCI form: "cp 12", "mate 3", "mate -2".
-FixedText<24> score_text(int score);
+using ScoreText = FixedText<24>;
+ScoreText score_text(int score);
 
 // Adds up the counters of the threads of this search into search_control.
 void sum_statistics();
