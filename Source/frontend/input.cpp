@@ -35,7 +35,7 @@ void read_chunk() {
     switch (read_available_input(buffer, CHUNK, count)) {
         case InputStatus::NONE: break;
         case InputStatus::DATA: append_input(buffered, buffer, count); break;
-        case InputStatus::FAILED: print_line("error reading input"); [[fallthrough]];  // it would fail for ever
+        case InputStatus::FAILED: print_line("error reading input"); [[fallthrough]];  // further reads would fail too
         case InputStatus::END_OF_FILE: input_ended = true; break;
     }
 }

@@ -85,12 +85,12 @@ void reset_progress() {
         main_thread->game.search_ply = 1;
         main_thread->root_line[1] = NULL_MOVE;
     }
-    search_control.root_side = game_record->position.side;
+    search_control.root_side = board().side;
 }
 
 void print_clock() {
     if (settings.noise == SILENT || (settings.uci_mode && !settings.log)) return;
-    print_format("info string fen %s", position_to_fen(game_record->position, true).c_str());
+    print_format("info string fen %s", position_to_fen(board(), true).c_str());
     print_format("info string clock= %0.2f, target_time= %0.3f",
                  static_cast<double>(search_control.clock[search_control.root_side].load()),
                  static_cast<double>(search_control.target_time.load()));

@@ -27,7 +27,6 @@ struct Text : testing::Test {
             (result += piece.text) += piece.ends_line ? '|' : '+';
         }
         EXPECT_FALSE(next_piece(reader, longest, piece)) << "again at the end";
-        close_text(reader);
         return result;
     }
     const TempFolder folder_;
