@@ -1,9 +1,11 @@
-"""A small UCI driver over pipes: one engine process, its lines with their arrival times, nothing hidden.
+"""Conversations with an engine over pipes, every line with its time of arrival; `UciEngine` adds the protocol.
 
 Times are seconds of time.perf_counter, taken when a line arrives, so that a client can keep exact clocks.
 """
+import dataclasses
 import os
 import queue
+import re
 import shlex
 import subprocess
 import sys
@@ -25,70 +27,31 @@ class EngineSilent(Exception):
     """The engine did not say the expected line in time."""
 
 
-class Answer:
-    """What a search said: the words of `bestmove`, when they came, and the last `info` with a first line's score."""
+class Line(str):
+    """A line of output without its end, which `arrived` at a time. Bytes that are no UTF-8 are kept as surrogates."""
 
-    def __init__(self, best, ponder, arrived, infos):
-        self.best = best
-        self.ponder = ponder
-        self.arrived = arrived
-        self.infos = infos
-
-    def last_info(self):
-        """The fields of the last `info` line with a depth and a score, MultiPV 1 only; {} if there is none."""
-        for line in reversed(self.infos):
-            fields = parse_info(line.split())
-            if "depth" in fields and "score" in fields and fields.get("multipv", 1) == 1:
-                return fields
-        return {}
+    arrived = 0.0
 
 
-def parse_info(words):
-    """Numbers of an info line by name, `score` as centipawns (mates as 100000 less the moves) and `pv` as words."""
-    fields = {}
-    for i, word in enumerate(words):
-        if word == "pv":
-            fields["pv"] = words[i + 1:]
-            break
-        if word == "string":
-            break
-        if word == "score" and i + 2 < len(words):
-            value = int(words[i + 2])
-            if words[i + 1] == "mate":
-                value = 100000 - value if value > 0 else -100000 - value
-            fields["score"] = value
-        elif word in ("depth", "seldepth", "multipv", "nodes", "nps", "time", "hashfull", "tbhits"):
-            if i + 1 < len(words):
-                fields[word] = int(words[i + 1])
-    return fields
+class Conversation:
+    """A process whose lines are read as they come."""
 
+    def __init__(self, command, patience=20.0, errors=None, trace=None):
+        """Starts `command`, a list of words or a shell-like string.
 
-class UciEngine:
-    def __init__(self, command, options=None, name=None, patience=20.0, trace=None):
-        """Starts `command` (a shell-like string), shakes hands and sets the options (name -> value).
-
-        `patience` is the longest wait in seconds for anything but a search. `trace`, a text stream, receives
-        every line of the conversation.
+        `patience` is the longest wait in seconds where no other is given. `errors` is where the error stream goes.
+        `trace`, a text stream, receives every line of the conversation.
         """
-        self.command = command
+        self.command = command if isinstance(command, str) else " ".join(command)
         self.patience = patience
         self.trace = trace
         self.lines = queue.SimpleQueue()
-        # A session of its own: Ctrl-C at the terminal is the client's to handle.
         # Windows splits a command itself, and its paths have backslashes.
-        words = command if os.name == "nt" else shlex.split(command)
-        self.process = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        bufsize=0, start_new_session=True)
+        words = command if os.name == "nt" or not isinstance(command, str) else shlex.split(command)
+        # A session of its own: Ctrl-C at the terminal is the client's to handle.
+        self.process = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=errors,
+                                        start_new_session=True)
         threading.Thread(target=self._read, daemon=True).start()
-        self.send("uci")
-        greeting = [line for _, line in self.wait_for("uciok", patience)]
-        self.options = {line[len("option name "):].partition(" type ")[0]
-                        for line in greeting if line.startswith("option name ")}
-        named = [line[len("id name "):] for line in greeting if line.startswith("id name ")]
-        self.name = name or (named[0] if named else command)
-        for option, value in (options or {}).items():
-            self.set_option(option, value)
-        self.ready()
 
     def _note(self, when, direction, text):
         if self.trace:
@@ -96,21 +59,24 @@ class UciEngine:
                 self.trace.write(f"{when:.4f} {self.process.pid} {direction} {text}\n")
 
     def _read(self):
-        for line in self.process.stdout:
+        for data in self.process.stdout:
             arrived = time.perf_counter()
-            text = line.decode("utf-8", "replace").rstrip("\r\n")
-            self.lines.put((arrived, text))
-            self._note(arrived, "<", text)
-        self.lines.put((time.perf_counter(), None))
+            line = Line(data.decode("utf-8", "surrogateescape").removesuffix("\n"))
+            line.arrived = arrived
+            self.lines.put(line)
+            self._note(arrived, "<", line)
+        self.lines.put(None)
 
-    def send(self, line):
-        """Sends one line; returns the time at which it was sent."""
+    def send(self, *lines):
+        """Sends the lines at once; returns the time at which they were sent."""
         sent = time.perf_counter()
         try:
-            self.process.stdin.write(line.encode() + b"\n")
+            self.process.stdin.write("".join(line + "\n" for line in lines).encode("utf-8", "surrogateescape"))
+            self.process.stdin.flush()
         except OSError as error:
             raise EngineDied(f"{self.command}: input closed, {self._status()}") from error
-        self._note(sent, ">", line)
+        for line in lines:
+            self._note(sent, ">", line)
         return sent
 
     def _status(self):
@@ -119,51 +85,42 @@ class UciEngine:
         except subprocess.TimeoutExpired:
             return "still running"
 
-    def read(self, seconds):
-        """The next line and its arrival time; raises EngineSilent after `seconds` without one."""
+    def next_line(self, seconds=None):
+        """The next line; raises EngineSilent when none comes in time, EngineDied at the end of the output."""
+        seconds = self.patience if seconds is None else max(0.0, seconds)
         try:
-            arrived, line = self.lines.get(timeout=max(0.0, seconds))
+            line = self.lines.get(timeout=seconds)
         except queue.Empty:
             raise EngineSilent(f"{self.command}: nothing for {seconds:.1f} s") from None
         if line is None:
-            self.lines.put((arrived, None))
+            self.lines.put(None)
             raise EngineDied(f"{self.command}: output closed, {self._status()}")
-        return arrived, line
+        return line
 
-    def wait_for(self, word, seconds):
-        """Lines (with times) up to and including the first whose first word is `word`."""
-        end = time.perf_counter() + seconds
-        seen = []
-        while True:
-            seen.append(self.read(end - time.perf_counter()))
-            if seen[-1][1].split(" ", 1)[0] == word:
-                return seen
-
-    def set_option(self, name, value):
-        if name not in self.options:
-            raise ValueError(f"{self.command} has no option {name}")
-        self.send(f"setoption name {name} value {value}" if value is not None else f"setoption name {name}")
+    def wait_for(self, pattern, seconds=None):
+        """The lines up to the first whose beginning matches the regular expression."""
+        end = time.perf_counter() + (self.patience if seconds is None else seconds)
+        found = []
+        while not found or not re.match(pattern, found[-1]):
+            try:
+                found.append(self.next_line(end - time.perf_counter()))
+            except (EngineDied, EngineSilent) as error:
+                raise type(error)(f"{error}, no {pattern!r} after {found[-3:]}") from None
+        return found
 
     def ready(self):
+        """Waits until all that was sent is done; the lines up to the answer."""
         self.send("isready")
-        self.wait_for("readyok", self.patience)
+        return self.wait_for("readyok")
 
-    def new_game(self):
-        self.send("ucinewgame")
-        self.ready()
-
-    def best_move(self, seconds):
-        """The answer to the running search; raises EngineSilent when none comes within `seconds`."""
-        seen = self.wait_for("bestmove", seconds)
-        arrived, line = seen[-1]
-        words = line.split() + [""]
-        ponder = words[3] if len(words) > 4 and words[2] == "ponder" else None
-        return Answer(words[1], ponder, arrived, [text for _, text in seen if text.startswith("info ")])
-
-    def go(self, text, seconds):
-        """`go text` and its answer; the answer's `arrived` less the returned sending time is the time used."""
-        sent = self.send("go " + text)
-        return sent, self.best_move(seconds)
+    def finish(self, seconds=None):
+        """The rest of the output and the exit status of a process that ends by itself."""
+        rest = []
+        try:
+            while True:
+                rest.append(self.next_line(seconds))
+        except EngineDied:
+            return rest, self.process.wait(self.patience if seconds is None else seconds)
 
     def close(self, seconds=5.0):
         """Asks the engine to quit, kills it if it does not; returns its exit status (None when it was killed)."""
@@ -179,3 +136,67 @@ class UciEngine:
             self.process.wait()
             return None
         return self.process.returncode
+
+
+@dataclasses.dataclass
+class Answer:
+    """What a search said: the words of `bestmove` (`ponder` may be None), when they came, and the lines before."""
+
+    best: str
+    ponder: str
+    arrived: float
+    infos: list
+
+    def last_info(self):
+        """The fields of the last `info` line with a depth and a score, MultiPV 1 only; {} if there is none."""
+        for line in reversed(self.infos):
+            fields = parse_info(line)
+            if "depth" in fields and "score" in fields and fields.get("multipv", 1) == 1:
+                return fields
+        return {}
+
+
+def parse_info(line):
+    """Numbers of an info line by name; `score` is in centipawns, mates are 100000 less the moves."""
+    line = re.split(r" (?:pv|string)\b", line)[0]
+    fields = {name: int(value) for name, value in re.findall(r"([a-z]+) (-?\d+)", line)}
+    if score := re.search(r"score (cp|mate) (-?\d+)", line):
+        value = int(score[2])
+        fields["score"] = value if score[1] == "cp" else 100000 - value if value > 0 else -100000 - value
+    return fields
+
+
+class UciEngine(Conversation):
+    """An engine that has shaken hands."""
+
+    def __init__(self, command, options=None, name=None, **how):
+        """Starts the command and sets the options (name -> value); `how` is for Conversation."""
+        super().__init__(command, **how)
+        self.send("uci")
+        greeting = self.wait_for("uciok")
+        self.options = set(re.findall(r"^option name (.*?) type ", "\n".join(greeting), re.MULTILINE))
+        self.name = name or next((line[8:].strip() for line in greeting if line.startswith("id name ")), self.command)
+        for option, value in (options or {}).items():
+            self.set_option(option, value)
+        self.ready()
+
+    def set_option(self, name, value):
+        if name not in self.options:
+            raise ValueError(f"{self.command} has no option {name}")
+        self.send(f"setoption name {name} value {value}" if value is not None else f"setoption name {name}")
+
+    def new_game(self):
+        self.send("ucinewgame")
+        self.ready()
+
+    def best_move(self, seconds):
+        """The answer to the running search; raises EngineSilent when none comes within `seconds`."""
+        *before, line = self.wait_for("bestmove", seconds)
+        words = line.split() + [""]
+        ponder = words[3] if len(words) > 4 and words[2] == "ponder" else None
+        return Answer(words[1], ponder, line.arrived, [text for text in before if text.startswith("info ")])
+
+    def go(self, text, seconds):
+        """`go text` and its answer; the answer's `arrived` less the returned sending time is the time used."""
+        sent = self.send("go " + text)
+        return sent, self.best_move(seconds)
