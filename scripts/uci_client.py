@@ -1,12 +1,14 @@
-"""Conversations with an engine over pipes, every line with its time of arrival; `UciEngine` adds the protocol.
+"""Programs, run to their end or talked to over pipes, every line with its time of arrival; `UciEngine` adds the protocol.
 
 Times are seconds of time.perf_counter, taken when a line arrives, so that a client can keep exact clocks.
 """
+import collections
 import dataclasses
 import os
 import queue
 import re
 import shlex
+import signal
 import subprocess
 import sys
 import threading
@@ -27,8 +29,17 @@ class EngineSilent(Exception):
     """The engine did not say the expected line in time."""
 
 
+def to_text(data):
+    """UTF-8 as text, from which to_bytes makes the same bytes again, whatever they are."""
+    return data.decode("utf-8", "surrogateescape")
+
+
+def to_bytes(text):
+    return text.encode("utf-8", "surrogateescape")
+
+
 class Line(str):
-    """A line of output without its end, which `arrived` at a time. Bytes that are no UTF-8 are kept as surrogates."""
+    """A line of output without its end, which `arrived` at a time."""
 
     arrived = 0.0
 
@@ -61,7 +72,7 @@ class Conversation:
     def _read(self):
         for data in self.process.stdout:
             arrived = time.perf_counter()
-            line = Line(data.decode("utf-8", "surrogateescape").removesuffix("\n"))
+            line = Line(to_text(data).removesuffix("\n"))
             line.arrived = arrived
             self.lines.put(line)
             self._note(arrived, "<", line)
@@ -71,7 +82,7 @@ class Conversation:
         """Sends the lines at once; returns the time at which they were sent."""
         sent = time.perf_counter()
         try:
-            self.process.stdin.write("".join(line + "\n" for line in lines).encode("utf-8", "surrogateescape"))
+            self.process.stdin.write(to_bytes("".join(line + "\n" for line in lines)))
             self.process.stdin.flush()
         except OSError as error:
             raise EngineDied(f"{self.command}: input closed, {self._status()}") from error
@@ -107,6 +118,15 @@ class Conversation:
             except (EngineDied, EngineSilent) as error:
                 raise type(error)(f"{error}, no {pattern!r} after {found[-3:]}") from None
         return found
+
+    def set(self, **options):
+        self.send(*(f"setoption name {name} value {value}" for name, value in options.items()))
+
+    def search(self, *lines, seconds=None, **options):
+        """Sets the options and sends the lines; those of the answer, up to its `bestmove`."""
+        self.set(**options)
+        self.send(*lines)
+        return self.wait_for("bestmove", seconds)
 
     def ready(self):
         """Waits until all that was sent is done; the lines up to the answer."""
@@ -200,3 +220,69 @@ class UciEngine(Conversation):
         """`go text` and its answer; the answer's `arrived` less the returned sending time is the time used."""
         sent = self.send("go " + text)
         return sent, self.best_move(seconds)
+
+
+class Run(collections.namedtuple("Run", "output errors status")):
+    """What a whole run of a program left behind."""
+
+    lines = property(lambda self: self.output.split("\n"))
+
+
+class Program:
+    """A program and what the tests do with it. Arguments are texts, which are split at blanks, and paths.
+
+    The variable TARN_RUNNER names the command that runs a program of another system: "wine".
+    """
+
+    def __init__(self, path, patience):
+        """No run may take longer than `patience` seconds."""
+        self.path = path
+        self.patience = patience
+        self.is_posix = os.name == "posix" and path.suffix != ".exe"
+        self.command = [*shlex.split(os.environ.get("TARN_RUNNER", "")), str(path)]
+        self.talks = []
+
+    def words(self, arguments):
+        return sum((word.split() if isinstance(word, str) else [str(word)] for word in arguments), self.command)
+
+    def beside(self, name):
+        """The program of that name that was built with this one."""
+        return Program(self.path.with_name(name + self.path.suffix), self.patience)
+
+    def run(self, *arguments, text="", status=0, **limits):
+        """A whole run with this input. Checks its exit status, None for any. Resource limits are named like AS=BYTES."""
+        def set_limits():
+            import resource
+            for name, value in limits.items():
+                resource.setrlimit(getattr(resource, "RLIMIT_" + name), (value, value))
+
+        done = subprocess.run(self.words(arguments), input=to_bytes(text), capture_output=True, timeout=self.patience,
+                              preexec_fn=set_limits if limits else None)
+        found = Run(to_text(done.stdout), to_text(done.stderr), done.returncode)
+        assert status in (None, found.status), f"{arguments}: {found}"
+        return found
+
+    def refuses(self, status, *cases):
+        """Runs that end with this status and one line on the error stream: arguments, and what the line says."""
+        for arguments, said in cases:
+            errors = self.run(arguments, status=status).errors
+            assert said in errors and errors.count("\n") == 1, f"{arguments}: {errors}"
+
+    def interrupt(self, *arguments, file, size=1, sent=signal.SIGINT):
+        """A run that gets a signal as soon as its file has this size."""
+        process = subprocess.Popen(self.words(arguments), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True)
+        while not os.path.exists(file) or os.path.getsize(file) < size:
+            assert process.poll() is None, f"{arguments}: nothing was written"
+            time.sleep(0.01)
+        process.send_signal(sent)
+        return Run(*process.communicate(timeout=self.patience), process.returncode)
+
+    def start(self, *arguments, errors=subprocess.DEVNULL):
+        """A conversation; `end` kills what is left of all of them."""
+        self.talks.append(Conversation(self.words(arguments), self.patience / 6, errors))
+        return self.talks[-1]
+
+    def end(self):
+        for talk in self.talks:
+            talk.kill()

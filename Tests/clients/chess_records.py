@@ -22,6 +22,12 @@ def plain_fen(board):
     return board.fen(en_passant="fen").rsplit(" ", 2)[0]
 
 
+def child(board, move):
+    after = board.copy(stack=False)
+    after.push(move)
+    return after
+
+
 def read_games(path):
     with open(path, encoding="utf-8-sig") as file:
         return list(iter(lambda: chess.pgn.read_game(file), None))

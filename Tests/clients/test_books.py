@@ -10,9 +10,9 @@ import pytest
 from chess_records import chess
 
 
+# The 16 bits of a move in a book: castling as the king on its rook's square, with the engine's mark in the
+# promotion field, 4 for short and 1 for long.
 def record_move(board, move):
-    """The 16 bits of a move in a book: castling as the king on its rook's square, with the engine's mark in the
-    promotion field, 4 for short and 1 for long."""
     to_square, promotion = move.to_square, (move.promotion or 1) - 1
     if board.is_castling(move):
         short = board.is_kingside_castling(move)
@@ -21,9 +21,9 @@ def record_move(board, move):
     return to_square | move.from_square << 6 | promotion << 12
 
 
+# Writes random games that share their openings; returns for each (key, move) of the usable ones the numbers [wins,
+# losses, draws] of the side that played it. A line of moves is entered whole when it begins within 36 plies.
 def write_games(path, games, choice):
-    """Writes random games that share their openings; returns for each (key, move) of the usable ones the numbers [wins,
-    losses, draws] of the side that played it. A line of moves is entered whole when it begins within 36 plies."""
     popular, statistics = {}, collections.defaultdict(lambda: [0, 0, 0])
     with open(path, "w", encoding="ascii") as file:
         for _ in range(games):
@@ -63,8 +63,8 @@ def test_book_equals_an_independent_count(program):
     assert {(key, move): weight for key, move, weight, learn in records if learn == 0} == expected
 
 
+# A book of one line of moves, each the only one in its position; it begins with the ply `first`.
 def write_book(path, line, first=0):
-    """A book of one line of moves, each the only one in its position; it begins with the ply `first`."""
     board, records = chess.Board(), []
     for text in line.split():
         move = board.parse_san(text)
@@ -74,8 +74,8 @@ def write_book(path, line, first=0):
     return [move.uci() for move in board.move_stack]
 
 
-def answer(tarn, moves, go="go depth 1"):
-    return tarn.search("position startpos moves " + " ".join(moves), *go.split(";"))
+def search(tarn, moves, *go):
+    return tarn.search("position startpos moves " + " ".join(moves), *(go or ["go depth 1"]))
 
 
 # Depth of the first book, of the second, plies at which a book answers.
@@ -84,21 +84,19 @@ def answer(tarn, moves, go="go depth 1"):
 def test_two_books_answer_up_to_their_depths(tarn, depth, depth2, answered):
     write_book("first.bin", "e4 c5 Nf3 d6 d4 cxd4 Nxd4 Nf6 Nc3 a6 Be3")
     moves = write_book("second.bin", "e4 c5 Nf3 d6 d4 cxd4 Nxd4 Nf6 Nc3 a6 Be3 e5")
-    for option in ("OwnBook value true", "OwnBook_File value first.bin", "OwnBook2_File value second.bin",
-                   f"OwnBook_Depth value {depth}", f"OwnBook2_Depth value {depth2}"):
-        tarn.send("setoption name " + option)
+    tarn.set(OwnBook="true", OwnBook_File="first.bin", OwnBook2_File="second.bin", OwnBook_Depth=depth, OwnBook2_Depth=depth2)
     for ply, move in enumerate(moves):
-        lines = answer(tarn, moves[:ply])
+        lines = search(tarn, moves[:ply])
         from_book = f"info string book move is {move}" in lines and lines[-1].split()[1] == move
         assert from_book == (ply < answered), f"ply {ply}: {lines}"
     # A ponder search never asks a book; and without OwnBook none is asked.
-    assert "book move" not in "".join(answer(tarn, moves[:1], "go ponder depth 1;stop"))
-    tarn.send("setoption name OwnBook value false")
-    assert "book move" not in "".join(answer(tarn, []))
+    assert "book move" not in "".join(search(tarn, moves[:1], "go ponder depth 1", "stop"))
+    tarn.set(OwnBook="false")
+    assert "book move" not in "".join(search(tarn, []))
 
 
 def test_book_move_takes_no_time(program):
-    """The time and nodes of the search before are not charged again."""
+    # The time and nodes of the search before are not charged again.
     write_book("book.bin", "e4")
     console = program.start("-c -book book.bin")
     console.send("set level 40 60 0", "go 9")
@@ -108,8 +106,8 @@ def test_book_move_takes_no_time(program):
 
 
 def test_book_is_not_followed_into_a_draw(tarn):
-    """The only book move repeats the position for the third time: the search answers."""
+    # The only book move repeats the position for the third time: the search answers.
     moves = write_book("book.bin", "Nf3 Nf6 Ng1 Ng8", first=3)
-    tarn.send("setoption name OwnBook value true", "setoption name OwnBook_File value book.bin")
+    tarn.set(OwnBook="true", OwnBook_File="book.bin")
     for rounds, from_book in ((1, True), (2, False)):
-        assert ("info string book move is f6g8" in answer(tarn, (moves * rounds)[:-1])) == from_book
+        assert ("info string book move is f6g8" in search(tarn, (moves * rounds)[:-1])) == from_book

@@ -10,8 +10,8 @@ from conftest import DATA
 BRATKO_KOPEC = DATA / "epd" / "bratko-kopec.epd"
 
 
+# The number of written lines: all whole, with a legal move, and counted by the totals that were printed.
 def whole_lines(path, output):
-    """The number of written lines: all whole, with a legal move, and counted by the totals that were printed."""
     text = pathlib.Path(path).read_text("ascii")
     assert text.endswith("\n"), f"a cut line is left: {text[-40:]!r}"
     written = text.splitlines()

@@ -6,7 +6,8 @@ import shutil
 
 import pytest
 
-from conftest import DATA, ROOT, count, to_text
+from conftest import DATA, ROOT, count
+from uci_client import to_text
 
 FOLDER = pathlib.Path("Größe", "日本Ω♞𝄞")  # the last letter is outside the 16 bits of most
 BOOK = DATA / "polyglot" / "performance-part.bin"
@@ -34,10 +35,10 @@ def test_switches_and_configuration_name_them(program):
 
 
 def test_options_name_them(tarn):
-    lines = tarn.search("setoption name OwnBook value true", f"setoption name OwnBook_File value {FOLDER}/büch.bin", "go depth 1")
-    assert count(lines, BOOK_MOVE) == 1
-    lines = tarn.search("setoption name OwnBook value false", f"setoption name SyzygyPath value {FOLDER}/таблицы",
-                        "position fen 7k/8/8/8/8/8/8/KQ6 w - - 0 1", "go depth 6")
+    tarn.set(OwnBook="true", OwnBook_File=f"{FOLDER}/büch.bin")
+    assert count(tarn.search("go depth 1"), BOOK_MOVE) == 1
+    tarn.set(OwnBook="false", SyzygyPath=f"{FOLDER}/таблицы")
+    lines = tarn.search("position fen 7k/8/8/8/8/8/8/KQ6 w - - 0 1", "go depth 6")
     assert count(lines, TABLES_FOUND) == 1 and re.search(" tbhits [1-9]", "".join(lines))
     tarn.send(f"setoption name NN_File value {FOLDER}/नेट.nn", "uci")
     lines = tarn.wait_for("uciok")
@@ -65,8 +66,7 @@ def test_console_loads_from_them_and_the_log_is_written_in_them(program, monkeyp
 
 
 def test_names_that_are_not_utf8_work_as_older_interfaces_send_them(program, tarn):
-    """On Windows they are in the code page of the system, elsewhere names are bytes."""
-    sent = b"b\xfccher.bin"
+    sent = b"b\xfccher.bin"  # on Windows in the code page of the system; elsewhere names are bytes
     pathlib.Path(to_text(sent) if program.is_posix else sent.decode("cp1252")).write_bytes(BOOK.read_bytes())
-    tarn.send("setoption name OwnBook value true", "setoption name OwnBook_File value " + to_text(sent))
+    tarn.set(OwnBook="true", OwnBook_File=to_text(sent))
     assert count(tarn.search("go depth 1"), BOOK_MOVE) == 1

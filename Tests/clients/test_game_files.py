@@ -1,4 +1,5 @@
 """Game files against independent programs: positions scanned from PGN, games saved and loaded again."""
+import contextlib
 import os
 import pathlib
 import random
@@ -8,14 +9,14 @@ import subprocess
 
 import pytest
 
-from chess_records import chess, plain_fen, read_games
-from conftest import DATA, TIMEOUT
+from chess_records import chess, child, plain_fen, read_games
+from conftest import DATA
 
 KASPAROV = DATA / "pgn" / "kasparov-deep-blue-1997.pgn"
 
 
+# The lines that the game's positions give, as the package reads them, without scores.
 def expected_epd(game):
-    """The lines that the game's positions give, as the package reads them, without scores."""
     result = {"1-0": 1.0, "0-1": 0.0}.get(game.headers.get("Result"), 0.5)
     for ply, node in enumerate([game, *game.mainline()] if game.variations else []):
         board = node.board()
@@ -36,11 +37,9 @@ def test_scanned_positions_are_those_of_an_independent_reader(program):
 
 @pytest.mark.posix("signals and /dev/full")
 def test_long_runs_end_whole(program):
-    """Interrupts and a full disk: a scan leaves whole lines, a book being built leaves the old one alone."""
     pathlib.Path("many.pgn").write_bytes((KASPAROV.read_bytes() + b"\n") * 4000)  # six games
     found = program.interrupt("-scan_pgn many.pgn -o out.epd", file="out.epd")
-    games = int(re.fullmatch(r"interrupted after (\d+) games\n", found.errors)[1])
-    assert found.status == 1 and games < 24000
+    assert found.status == 1 and int(re.fullmatch(r"interrupted after (\d+) games\n", found.errors)[1]) < 24000
     assert re.fullmatch(r"(\S+ [wb] \S+ \S+ ce \S+; gr [01]\.[05];\n)+\n", pathlib.Path("out.epd").read_text("ascii"))
     pathlib.Path("tmp_book.bin").write_bytes(b"old book")
     builder = program.start("-mkbook many.pgn")
@@ -58,52 +57,46 @@ def test_long_runs_end_whole(program):
 def test_progress_is_for_terminals(program, tool, counter):
     pathlib.Path("many.pgn").write_bytes((KASPAROV.read_bytes() + b"\n") * 2000)
     master, terminal = os.openpty()
-    done = subprocess.run(program.words(tool), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=terminal,
-                          timeout=3 * TIMEOUT)
+    done = subprocess.run(program.words(tool), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=terminal)
     os.close(terminal)
-    shown = ""
-    try:
+    shown = b""
+    with contextlib.suppress(OSError):  # how Linux tells that the other end is closed
         while part := os.read(master, 65536):  # a terminal hands its output over in pieces
-            shown += part.decode()
-    except OSError:  # how Linux tells that the other end is closed
-        os.close(master)
-    assert re.search(rf"\r\d+ {counter}", shown) and shown.endswith("\r") and "\n" not in shown, "the line is cleared"
-    assert counter.encode() not in done.stdout
-    assert counter != "games read" or done.stdout.endswith(b"\nread 12000 games\n\n")
+            shown += part
+    os.close(master)
+    assert re.search(rf"\r\d+ {counter}", shown.decode()) and shown.endswith(b"\r") and b"\n" not in shown
+    assert counter.encode() not in done.stdout and (b"games" not in shown or done.stdout.endswith(b"\nread 12000 games\n\n"))
 
 
+# The FEN, without counters, of the board that the command shows.
 def ask(console, command):
-    """The FEN, without counters, of the board that the command shows."""
     console.send(command)
     lines = console.wait_for("white|black")
     assert not any(line.startswith(("invalid", "can't")) for line in lines), f"{command}: {lines}"
     return lines[-10].rsplit(" ", 2)[0]
 
 
+# The last games of the file are those of the boards, in the words of an independent writer.
 def check_saved(path, boards):
-    """The last games of the file are those of the boards, in the words of an independent writer."""
     text = pathlib.Path(path).read_text("ascii")
-    assert all(len(line) < 80 for line in text.splitlines())
+    assert max(map(len, text.splitlines())) < 80
     moves = [" ".join(part.split()) for part in text.split("\n\n") if part and not part.startswith("[")]
     for board, game, movetext in zip(boards[::-1], read_games(path)[::-1], moves[::-1]):
         expected = chess.pgn.Game.from_board(board)
         expected.headers["Result"] = board.result(claim_draw=True)
-        assert not game.errors and list(game.headers)[:7] == list(chess.pgn.Headers())
-        assert all(game.headers.get(tag) == expected.headers.get(tag) for tag in ("Result", "SetUp")), game.headers
+        assert all(game.headers.get(tag) == expected.headers.get(tag) for tag in ("Result", "SetUp")) and not game.errors
+        assert list(game.headers)[:7] == list(chess.pgn.Headers()) and list(game.mainline_moves()) == board.move_stack
         assert game.board() == board.root() and game.board().chess960 == board.chess960
-        assert list(game.mainline_moves()) == board.move_stack
         assert movetext == expected.accept(chess.pgn.StringExporter(columns=None, headers=False)).strip()
 
 
+# The program itself reads the last game of the file. Its own file, since the first with the tag is loaded.
 def check_loaded(console, path, board):
-    """The program itself reads the last game of the file. Its own file, since the first with the tag is loaded."""
     last = pathlib.Path(path).read_text("ascii").rpartition("[Event ")[2]
     pathlib.Path("one.pgn").write_text("[Event " + last, "ascii")
     ask(console, "new")
-    assert ask(console, "load one.pgn Unknown") == plain_fen(board)
-    for _ in board.move_stack:
-        fen = ask(console, "undo")
-    assert not board.move_stack or fen == plain_fen(board.root())
+    fens = [ask(console, "load one.pgn Unknown"), *(ask(console, "undo") for _ in board.move_stack)]
+    assert (fens[0], fens[-1]) == (plain_fen(board), plain_fen(board.root()))
 
 
 # Story, start position, moves, whether it is Chess960.
@@ -144,30 +137,23 @@ def test_saved_games_are_read_by_other_programs(program):
     assert game.board().chess960 and game.headers["FEN"] == chess.STARTING_FEN
 
 
-@pytest.mark.parametrize("start", ["new", "fen 8/8/8/8/8/1k6/6pp/K7 b - - 0 1",
-                                   "fen r3k2r/pppq1ppp/2npbn2/2b1p3/2B1P3/2NPBN2/PPPQ1PPP/R3K2R w KQkq - 8 9"])
-def test_games_against_the_console_are_saved_and_read_back(program, start):
-    """To their ends or 100 plies: castles when possible, else promotes, else makes any move."""
-    choice = random.Random(5)
-    console = program.start("-c")
+# To their ends or 100 plies: castles when possible, else promotes, else makes any move.
+@pytest.mark.parametrize("fen", [chess.STARTING_FEN, "8/8/8/8/8/1k6/6pp/K7 b - - 0 1",
+                                 "r3k2r/pppq1ppp/2npbn2/2b1p3/2B1P3/2NPBN2/PPPQ1PPP/R3K2R w KQkq - 8 9"])
+def test_games_against_the_console_are_saved_and_read_back(program, fen):
+    choice, board, console = random.Random(5), chess.Board(fen), program.start("-c")
     console.wait_for("white")
     console.send("set noise 99999", "set depth 3")
-    board = chess.Board(start.partition("fen ")[2] or chess.STARTING_FEN)
-    ask(console, start)
-    while not board.is_game_over() and len(board.move_stack) < 100:
+    ask(console, "new" if fen == chess.STARTING_FEN else "fen " + fen)
+    while not board.is_game_over() and board.ply() < 100:
         move = max(board.legal_moves, key=lambda m: (board.is_castling(m), bool(m.promotion), choice.random()))
         board.push(move)
-        text = move.uci() if move.promotion is None else f"{move.uci()[:4]}={move.uci()[4]}"
-        assert ask(console, text) == plain_fen(board), f"after {move}"
+        assert ask(console, move.uci()[:4] + "=" * bool(move.promotion) + move.uci()[4:]) == plain_fen(board), f"after {move}"
         if not board.is_game_over():
-            after = {}
-            for answer in board.legal_moves:
-                board.push(answer)
-                after[plain_fen(board)] = answer
-                board.pop()
+            after = {plain_fen(child(board, answer)): answer for answer in board.legal_moves}
             board.push(after[ask(console, "mv")])
     console.send("save games.pgn")
     assert ask(console, "bd") == plain_fen(board), "saving moved the board"
     check_saved("games.pgn", [board])
     check_loaded(console, "games.pgn", board)
-    assert "k2r" not in start or {"e1g1", "e1c1"} & {move.uci() for move in board.move_stack}, "no castling was played"
+    assert "k2r" not in fen or {"e1g1", "e1c1"} & {move.uci() for move in board.move_stack}, "no castling was played"

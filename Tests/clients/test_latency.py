@@ -8,12 +8,12 @@ import pytest
 from conftest import LATENCY, PATIENCE
 
 
+# Idle, and pondering at the end of its search: no processor time, no waking up (a table of a mate ends at once).
 @pytest.mark.posix("/proc")
 @pytest.mark.skipif(not os.path.exists("/proc/self/stat"), reason="needs /proc")
 @pytest.mark.parametrize("switch, lines", [("", ""), ("-c", ""), ("", "position fen 7k/8/5K2/6Q1/8/8/8/8 w - - 0 1\ngo ponder")],
                          ids=["UCI", "console", "pondering"])
 def test_idle_program_sleeps(program, switch, lines):
-    """Idle, and pondering at the end of its search: no processor time, no waking up (a table of a mate ends at once)."""
     talk = program.start(switch)
     process = pathlib.Path("/proc", str(talk.process.pid))
 
@@ -35,8 +35,8 @@ def test_idle_program_sleeps(program, switch, lines):
     assert talk.finish(LATENCY)[1] == 0
 
 
+# The lower quartile of the milliseconds that an action takes, since a busy machine delays some.
 def quartile(action, prepare=lambda: None):
-    """The lower quartile of the milliseconds that an action takes, since a busy machine delays some."""
     times = []
     for _ in range(31):
         prepare()
@@ -46,8 +46,8 @@ def quartile(action, prepare=lambda: None):
     return sorted(times)[7] * 1000 / PATIENCE
 
 
+# Well below the milliseconds of a program that looks at its input now and then.
 def test_commands_are_answered_without_a_pause(program, tarn):
-    """Well below the milliseconds of a program that looks at its input now and then."""
     def start_search():
         tarn.send("go infinite")
         tarn.wait_for("info depth")

@@ -10,16 +10,7 @@ import struct
 
 import pytest
 
-from chess_records import RESULT_SCORES, TABLES, chess, pack, read_games, split_records, tables, unpack
-
-# A middle game, a Chess960 start, an endgame with Black to move and a half-move clock, and lines to be skipped.
-OPENINGS = """# a comment
-r1bqk2r/pppp1ppp/2n2n2/2b1p3/2B1P3/2NP1N2/PPP2PPP/R1BQK2R b KQkq - 0 5 bm d6; id "Italian";
-nrkbbqrn/pppppppp/8/8/8/8/PPPPPPPP/NRKBBQRN w KQkq - 0 1
-8/5pk1/4p1p1/3r3p/7P/4PPP1/4R1K1/8 b - - 11 40\r
-8/8/8/8/8/8/8/8 w - - 0 1
-"""
-
+from chess_records import RESULT_SCORES, TABLES, chess, child, pack, read_games, split_records, tables, unpack
 
 @pytest.fixture
 def selfplay(program):
@@ -41,8 +32,8 @@ def comment_score(comment):
     return int(sign + "1") * (10000 if score[0] == "M" else round(float(score) * 100))
 
 
+# The games of a file; their results must be those of the rules, and nobody played on after the end.
 def games_of(path):
-    """The games of a file; their results must be those of the rules, and nobody played on after the end."""
     games = []
     for parsed in read_games(path):
         board, plies = parsed.board(), []
@@ -60,17 +51,17 @@ def games_of(path):
     return games
 
 
+# Whether the record is the labelled position of this ply.
 def fits(record, ply, game):
-    """Whether the record is the labelled position of this ply."""
     board, move = ply.board, ply.move
     result = RESULT_SCORES[game.result if board.turn == chess.WHITE else 1 - game.result]
     is_quiet = not (board.is_check() or board.is_capture(move) or move.promotion)
     return record.sc == ply.score and abs(record.sc) < 3000 and is_quiet and record.result == result
 
 
+# Walks through records and games together; every record must be the position of a later ply. A position may come
+# back: one that was not worth keeping the first time may be kept, with its new score, the next time.
 def check_records(records, games):
-    """Walks through records and games together; every record must be the position of a later ply. A position may come
-    back: one that was not worth keeping the first time may be kept, with its new score, the next time."""
     rest = collections.deque(records)
     for game, ply in ((game, ply) for game in games for ply in game.plies):
         if rest and rest[0].position == pack(ply.board) and fits(rest[0], ply, game):
@@ -84,7 +75,11 @@ def material(board):
 
 
 def test_games_are_chess_and_records_their_positions(selfplay):
-    pathlib.Path("openings.epd").write_bytes(OPENINGS.encode())
+    # A middle game, a Chess960 start, an endgame with Black to move and a half-move clock, and lines to be skipped.
+    pathlib.Path("openings.epd").write_bytes(b"# a comment\n8/8/8/8/8/8/8/8 w - - 0 1\n"
+                                             b"r1bqk2r/pppp1ppp/2n2n2/2b1p3/2B1P3/2NP1N2/PPP2PPP/R1BQK2R b KQkq - 0 5 bm d6;\n"
+                                             b"nrkbbqrn/pppppppp/8/8/8/8/PPPPPPPP/NRKBBQRN w KQkq - 0 1\n"
+                                             b"8/5pk1/4p1p1/3r3p/7P/4PPP1/4R1K1/8 b - - 11 40\r\n")
     found = selfplay.run("--output g --games 40 --nodes 100 --seed 11 --format bin,epd,pgn --adjudicate none "
                          "--openings openings.epd --opening-share 50")
     assert "1 lines are no position" in found.errors
@@ -171,10 +166,9 @@ def test_continued_run_appends_new_games(selfplay):
 def test_interrupt_leaves_whole_games(selfplay, sent):
     # Comes after more records than two games can have.
     found = selfplay.interrupt("--output i --nodes 100 --format bin,pgn", file="i.bin", size=900 * 40, sent=sent)
-    if sent == signal.SIGKILL:  # nothing can be tidied up; the next run does
+    assert found.status == 0 and "games and" in found.output or sent == signal.SIGKILL
+    if sent == signal.SIGKILL:  # nothing could be tidied up; the next run does
         selfplay.run("--output i --games 1 --nodes 100 --format bin,pgn")
-    else:
-        assert found.status == 0 and "games and" in found.output
     games = games_of("i.pgn")
     state = dict(line.split() for line in pathlib.Path("i.state").read_text().splitlines())
     assert 3 <= len(games) == int(state["games"])
@@ -191,28 +185,23 @@ def test_processes_share_the_games(selfplay):
     assert f"7 games and {sum(map(len, records))} positions" in output
 
 
-# The word of the message, and arguments that are refused with it. END takes material that the tables do not answer for.
-OUT, END = "--output x ", f"--syzygy {TABLES} --endings x.bin "
-BAD_ARGUMENTS = [
-    ("--output", ["", "--output"]), ("--outptu", ["--outptu x"]), ("stray", [OUT + "stray"]), ("x.bin", ["--merge x.bin x.bin"]),
-    ("no_such_folder", ["--output no_such_folder/x", END.replace("x.bin", "no_such_folder/x.bin") + "KRvKB"]),
-    ("no_such_file", [OUT + "--network no_such_file", OUT + "--openings no_such_file", OUT + "--hce --params no_such_file",
-                      "--merge x.bin no_such_file.bin", "--vary x.bin no_such_file.bin"]),
-    ("empty.nn", [OUT + "--openings empty.nn"]), ("--params", [OUT + "--hce --params empty.nn"]),
-    ("--merge", ["--merge x.bin", END + "KRvKB --merge y.bin"]), ("--syzygy", ["--endings x.bin KRvKB"]),
-    (".bin", ["--merge x in.bin", "--vary x in.bin", END.replace(".bin", "") + "KRvKB"]), ("--endings", [END]),
-    ("--holdout", ["--merge x.bin in.bin --holdout 60"]), ("--vary", ["--vary x.bin", "--vary x.bin in.bin --merge y.bin"]),
-    ("--count", [END + "KRvKB --count 0"]), ("material alone", [END + "KRvK"]),
-    *((name, [END + "KRvKB " + name]) for name in "KRKB RvKB KRKvB KRvv Kv krvkb KRvKBvK KQQQvKQQQ KQvKR KRvKN".split()),
-    *((value.split()[0], [OUT + value]) for value in (
-        "--games many", "--games -1", "--nodes 5", "--nodes 1e6", "--processes 0", "--random-plies 9-8", "--random-plies 8-",
-        "--opening-share 101", "--format bin,", "--format txt", "--adjudicate some", "--network empty.nn",
-        "--syzygy no_such_folder", "--hash 99999999999999999999"))]
+# The message names the marked word. OUT is an output, END asks for endings, which the tables must answer for in full.
+BAD_ARGUMENTS = """!--output; !--outptu x; OUT !stray; --output !no_such_folder/x; --merge !x.bin x.bin; !--merge x.bin; !--vary x.bin
+OUT --network !no_such_file; OUT --openings !no_such_file; OUT --openings !empty.nn; OUT --hce --params !no_such_file
+OUT --hce !--params empty.nn; --merge x in!.bin; --merge x.bin !no_such_file.bin; --merge x.bin in.bin !--holdout 60
+--vary x in!.bin; --vary x.bin !no_such_file.bin; !--vary x.bin in.bin --merge y.bin; --endings x.bin KRvKB !--syzygy
+!--endings x.bin TB; --endings x KRvKB!.bin TB; --endings !no_such_folder/x.bin KRvKB TB; END KRvKB !--count 0
+END KRvKB !--merge y.bin; END !KRKB; END !RvKB; END !KRKvB; END !KRvv; END !Kv; END !krvkb; END !KRvKBvK; END !KQQQvKQQQ
+END !KQvKR; END !KRvKN; OUT !--games many; OUT !--games -1; OUT !--nodes 5; OUT !--nodes 1e6; OUT !--processes 0
+OUT !--random-plies 9-8; OUT !--random-plies 8-; OUT !--opening-share 101; OUT !--format bin,; OUT !--format txt
+OUT !--adjudicate some; OUT !--network empty.nn; OUT !--syzygy no_such_folder; OUT !--hash 99999999999999999999"""
 
 
 def test_bad_arguments_are_refused(selfplay):
     pathlib.Path("empty.nn").write_bytes(b"")
-    selfplay.refuses(1, *((words, said) for said, all_words in BAD_ARGUMENTS for words in all_words))
+    text = BAD_ARGUMENTS.replace("OUT", "--output x").replace("END", "--endings x.bin TB KRvKB").replace("TB", f"--syzygy {TABLES}")
+    cases = [(line.replace("!", ""), re.search(r"!(\S+)", line)[1]) for line in re.split("; |\n", text)]
+    selfplay.refuses(1, ("", "--output"), ("--endings x.bin KRvK --syzygy " + str(TABLES), "material alone"), *cases)
     assert [path.name for path in pathlib.Path().iterdir()] == ["empty.nn"], "files appeared"
     assert "--merge" in selfplay.run("--help").output
 
@@ -255,13 +244,11 @@ def test_merging_keeps_every_position_once_and_holds_out_whole_stretches(selfpla
     assert sum(b != a + 1 for a, b in itertools.pairwise(sorted(held_out))) <= 16, "gaps"
 
 
+# Placement and side to move of the positions at most so many plies away.
 def near(board, plies):
-    """Placement and side to move of the positions at most so many plies away."""
     found = {(board.board_fen(), board.turn)}
     for move in board.legal_moves if plies else ():
-        board.push(move)
-        found |= near(board, plies - 1)
-        board.pop()
+        found |= near(child(board, move), plies - 1)
     return found
 
 
@@ -283,8 +270,8 @@ def test_variations_stay_near_and_carry_the_static_score(program, selfplay):
         assert not record.board.is_check() and record.result == record.ce == record.sc == static
 
 
+# What a position is worth: won or lost 700, 80 for each rank of the foremost pawn, -6 for each ply of distance.
 def ending_score(board):
-    """What a position is worth: won or lost 700, 80 for each rank of the foremost pawn, -6 for each ply of distance."""
     wdl = tables.probe_wdl(board)
     winner = board.turn if wdl > 0 else not board.turn
     ranks = [chess.square_rank(square if winner else square ^ 56) - 1 for square in board.pieces(chess.PAWN, winner)]
@@ -307,10 +294,7 @@ def test_endings_are_labelled_by_the_tables(selfplay):
             score = ending_score(board)
             assert record.result == record.ce == record.sc == score and record.position == pack(board)
             seen.update([(score > 0) - (score < 0), (sides[0] == material, board.turn)])
-            for capture in board.generate_legal_captures():
-                board.push(capture)
-                assert tables.probe_wdl(board) > -2, f"a capture wins: {record}"
-                board.pop()
+            assert all(tables.probe_wdl(child(board, capture)) > -2 for capture in board.generate_legal_captures())
         assert f"{material}: {count} written, {seen[1]} won, {seen[0]} drawn, {seen[-1]} lost" in runs[2][0]
         colours = itertools.product({side == material for side in sides}, (chess.WHITE, chess.BLACK))
         assert all(seen[colour] > count // 10 for colour in colours)

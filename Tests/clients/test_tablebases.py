@@ -11,8 +11,8 @@ from conftest import DATA, count
 POSITIONS = ("8/8/2k4p/8/8/3K4/1P6/8 w - - 0 1", "8/8/8/3k4/8/1P6/3K4/8 w - - 0 1", "8/5k2/8/8/3R4/8/4K3/6b1 w - - 0 1")
 
 
+# The number of positions whose result the tables give.
 def answers(tarn):
-    """The number of positions whose result the tables give."""
     tarn.send("ucinewgame")
     return sum(count(tarn.search(f"position fen {fen}", "go depth 12"), "info string TB result is") for fen in POSITIONS)
 
@@ -24,7 +24,7 @@ def test_truncated_tables_leave_the_program_alive(program, size):
     files = sorted(pathlib.Path("tables").glob("*.rtb?"))
     with tempfile.TemporaryFile() as errors:
         tarn = program.start(errors=errors)
-        tarn.send("uci", "setoption name Threads value 3", "setoption name SyzygyPath value tables")
+        tarn.set(Threads=3, SyzygyPath="tables")
         assert answers(tarn) == len(POSITIONS)
         for file in files:
             os.chmod(file, 0o644)

@@ -16,9 +16,9 @@ ALLOCATED = "allocated 18000 Mbytes for training data.\n"
 MEMORY = {"AS": 2 << 30} if PATIENCE <= 1 else {}  # sanitizers alone reserve more
 
 
+# A run of the program; its output without the greeting.
 @pytest.fixture
 def tool(program):
-    """A run of the program; its output without the greeting."""
     def run(words, status=0, **limits):
         found = program.run(words, status=status, **limits)
         return found._replace(output=re.sub(r"\A(info string .*\n)*", "", found.output))
@@ -34,9 +34,9 @@ def single(value):
     return ctypes.c_float(value).value
 
 
-def random_boards(count, dice):
-    """Boards of games played at random, without castling after ply 30."""
-    board = chess.Board()
+# Boards of games played at random, without castling after ply 30.
+def random_boards(count, seed):
+    dice, board = random.Random(seed), chess.Board()
     for _ in range(count):
         if not any(board.legal_moves) or board.fullmove_number > 120:
             board = chess.Board()
@@ -46,10 +46,10 @@ def random_boards(count, dice):
         yield board.copy(stack=False)
 
 
+# Random positions with random labels: boards, their EPD lines, their records, and the lines that come of these.
 def sample(count):
-    """Random positions with random labels: boards, their EPD lines, their records, and the lines that come of these."""
     dice = random.Random(11)
-    boards, epd, records, unpacked = list(random_boards(count, dice)), "", [], ""
+    boards, epd, records, unpacked = list(random_boards(count, 12)), "", [], ""
     for board in boards:
         ce, sc = dice.randint(-3500, 3500), dice.randint(-200, 200)  # no result contradicts such a score
         gain, score = dice.choice(list(RESULT_SCORES.items()))
@@ -93,13 +93,12 @@ def test_failed_writes_are_never_announced(tool):
     for name in ("full.bin", "bfull.epd", "mfull.epd", "tmp__5.bin"):
         pathlib.Path(name).symlink_to("/dev/full")
     pathlib.Path("none.bin").mkdir()
-    for words, fault in (("-epd2bin full.epd", "write full.bin: No space left on device"),
-                         ("-epd2bin limited.epd", "write limited.bin: File too large"),
-                         ("-epd2bin none.epd", "create none.bin: Is a directory"),
-                         ("-bin2epd bfull.bin", "write bfull.epd: No space left on device"),
-                         ("-bin2epd blimited.bin", "write blimited.epd: File too large"),
-                         ("-gentraindata bfull.bin 1", "write tmp__5.bin: No space left on device"),
-                         ("-mktraindata quiet.epd -o mfull.epd -d 2", "write mfull.epd: No space left on device"),
+    full, limited = ": No space left on device", ": File too large"
+    for words, fault in (("-epd2bin full.epd", "write full.bin" + full), ("-epd2bin limited.epd", "write limited.bin" + limited),
+                         ("-epd2bin none.epd", "create none.bin: Is a directory"), ("-bin2epd bfull.bin", "write bfull.epd" + full),
+                         ("-bin2epd blimited.bin", "write blimited.epd" + limited),
+                         ("-gentraindata bfull.bin 1", "write tmp__5.bin" + full),
+                         ("-mktraindata quiet.epd -o mfull.epd -d 2", "write mfull.epd" + full),
                          ("-mktraindata quiet.epd -o no/m.epd -d 2", "create no/m.epd: No such file or directory")):
         found = tool(words, status=255, **({"FSIZE": 70_001} if "limited" in words else {}))
         assert found.errors == f"can't {fault}\n" and "stored" not in found.output
@@ -137,14 +136,10 @@ def test_runs_that_cannot_go_on_end_with_status_1(program):
 @pytest.mark.posix("signals")
 @pytest.mark.parametrize("sent", [signal.SIGINT, signal.SIGTERM, None])
 def test_positions_become_labelled_lines_whole_whatever_happens(program, sent):
-    dice, openings = random.Random(15), []
-    while len(openings) < (3000 if sent else 300):
-        board = chess.Board()
-        while board.ply() < dice.randrange(8, 24) and any(board.legal_moves):
-            board.push(dice.choice(list(board.legal_moves)))
-        openings.append((board, dice.choice((0.0, 0.4, 1.0))))
-    # `ce` tells the openings apart.
-    write_files({"in.epd": "".join(f"{board.fen()} ce {i}; gr {gain};\n" for i, (board, gain) in enumerate(openings, 1))})
+    # `ce` tells the positions apart.
+    choice, boards = random.Random(15), list(random_boards(3000 if sent else 600, 15))
+    gains = [choice.choice((0.0, 0.4, 1.0)) for _ in boards]
+    write_files({"in.epd": "".join(f"{board.fen()} ce {i}; gr {gains[i]};\n" for i, board in enumerate(boards) if i)})
     if sent:
         found = program.interrupt("-mktraindata in.epd -o out.epd -d 9", file="out.epd", size=500, sent=sent)
         assert found.status == 1 and found.errors.startswith("interrupted after ")
@@ -155,9 +150,9 @@ def test_positions_become_labelled_lines_whole_whatever_happens(program, sent):
     assert len(lines) > (5 if sent else 60)
     for line in lines:
         fen, ce, gain = re.fullmatch(r"(.*) ce (-?\d+); sc -?\d+; gr (\d\.\d);\n", line).groups()
-        (board, result), end = openings[abs(int(ce)) - 1], chess.Board(fen + " 0 1")
-        has_turned = board.turn != end.turn  # the labels with it
-        assert end.is_valid() and not end.is_check() and (int(ce) < 0) == has_turned
+        result, end = gains[abs(int(ce))], chess.Board(fen + " 0 1")
+        has_turned = boards[abs(int(ce))].turn != end.turn  # the labels with it
+        assert end.status() == chess.STATUS_VALID and not end.is_check() and (int(ce) < 0) == has_turned
         assert float(gain) == pytest.approx(1 - result if has_turned else result)
 
 
@@ -184,8 +179,8 @@ def test_tablebases_overrule_scores(tool):
 KEPT = 1536  # nodes of a pruned network
 
 
+# Writes wide.nn of format 757 with small random weights, where output weights of unused nodes are 0; its blocks.
 def write_network(hidden, buckets, used=range(2048)):
-    """Writes wide.nn of format 757 with small random weights, where output weights of unused nodes are 0; its blocks."""
     dice = random.Random(18)
     inputs = [[dice.randrange(-60, 61) for _ in range(hidden)] for _ in range(64)]
     rows = [inputs[i % 61] for i in range(buckets * 768)]  # rows repeat, but not in step with squares
@@ -197,8 +192,8 @@ def write_network(hidden, buckets, used=range(2048)):
     return rows, outputs, biases
 
 
+# The nodes that contribute most to positions of bare kings on the king's wing, where no board is mirrored.
 def expected_nodes(boards, rows, outputs, biases):
-    """The nodes that contribute most to positions of bare kings on the king's wing, where no board is mirrored."""
     statistics = [[0.0] * len(bias) for bias in biases]
     for board in boards:
         white, black = board.king(chess.WHITE), board.king(chess.BLACK)

@@ -7,7 +7,7 @@ import subprocess
 
 import pytest
 
-from conftest import ROOT, TIMEOUT
+from conftest import ROOT
 
 BUILT_IN = (ROOT / "Source/eval/default_params.txt").read_text()
 # First given value of each table, and how many follow one another, two to a square: see docs/file-formats.md.
@@ -16,9 +16,9 @@ GIVEN = {"PST_P1": (16, 4), "PST_P2": (16, 4), "PST_CP": (16, 4), "PST_DP": (32,
 ROUND = re.compile(r"^ *\d+   (0\.\d+)   0\.\d+$", re.MULTILINE)  # what a round of the fit prints, with the error
 
 
+# The tuner in a folder with sixty games.
 @pytest.fixture
 def tuner(program):
-    """The tuner in a folder with sixty games."""
     program.beside("tarn_selfplay").run("--output g --hce --nodes 60 --games 60 --seed 3")
     return program.beside("tarn_tune")
 
@@ -50,7 +50,7 @@ def test_interrupted_fit_is_written(tuner):
     while not process.stdout.readline().startswith("   0 "):
         assert process.poll() is None
     process.send_signal(signal.SIGINT)
-    rest = process.communicate(timeout=3 * TIMEOUT)[0]
+    rest = process.communicate(timeout=60)[0]
     assert process.returncode == 0 and "wrote out.txt" in rest and len(ROUND.findall(rest)) == 1, rest
     assert len(pathlib.Path("out.txt").read_text()) == len(BUILT_IN)
 
