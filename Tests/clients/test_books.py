@@ -36,10 +36,11 @@ def write_games(path, games, choice):
                 for _ in range(min(choice.randint(1, 14), 50 - board.ply())):
                     key = chess.polyglot.zobrist_hash(board)
                     # Three moves in each position, castling before others and the first of them most.
-                    popular.setdefault(key, sorted(board.legal_moves, key=lambda m: (not board.is_castling(m), choice.random()))[:3])
-                    if not popular[key]:
+                    if key not in popular:
+                        popular[key] = sorted(board.legal_moves, key=lambda m: (not board.is_castling(m), choice.random()))[:3]
+                    if not (moves := popular[key]):
                         break
-                    move = popular[key][min(int(choice.expovariate(3.5)), len(popular[key]) - 1)]
+                    move = moves[min(int(choice.expovariate(3.5)), len(moves) - 1)]
                     won = (result == "1-0") == (board.turn == chess.WHITE)
                     if is_entered:
                         statistics[key, record_move(board, move)][2 if result == "1/2-1/2" else 0 if won else 1] += 1

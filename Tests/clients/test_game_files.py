@@ -99,19 +99,19 @@ def check_loaded(console, path, board):
     assert (fens[0], fens[-1]) == (plain_fen(board), plain_fen(board.root()))
 
 
-# Story, start position, moves, whether it is Chess960.
+# Start position, moves, whether it is Chess960.
 SAVED_GAMES = [
-    ("castling on both wings", chess.STARTING_FEN,
-     "e4 d5 Nf3 Nc6 Be2 Bf5 O-O Qd6 exd5 O-O-O dxc6 Qxc6 d3 Kb8 Nc3 e5 Be3 f6 Qd2 g5 Rac1 h5 Rfd1 Bb4", False),
-    ("knights, one of them pinned", "4k3/8/8/8/1b6/2N2N2/8/N3K1N1 w - - 0 1", "Nge2 Kd8 Kf1 Kc8 Nfd4 Kb8 Nab3 Bxc3 Nxc3", False),
-    ("promotions", "3r1n1k/2P1P2p/8/8/8/8/p1p5/1N2K2R w K - 5 40", "exf8=Q+ Rxf8 c8=B axb1=N Ke2 c1=R Rxc1", False),
-    ("Black to move, with a move number", "r1bqkbnr/pppp1ppp/2n5/4p3/2B1P3/5Q2/PPPP1PPP/RNB1K1NR b KQkq - 3 103",
-     "Nh6 Qxf7+ Nxf7 Bxf7+", False),
-    ("mate by castling", "2rkr3/2p1p3/8/8/8/8/8/R3K3 w Q - 0 1", "O-O-O#", False),
-    ("no move", "4k3/8/8/8/8/8/4P3/4K3 b - - 7 12", "", False),
-    ("Chess960 castling", "rk5r/pppppppp/8/8/8/8/PPPPPPPP/RK5R w KQkq - 0 1", "O-O O-O-O d3 d6 Kh1", True),
-    ("the king stays or passes the rook", "1r3kr1/pppppppp/8/8/8/8/PPPPPPPP/2R3KR w KQkq - 0 1", "O-O O-O-O c3 Kb8 Kh1", True),
-    ("the rook that castles is not at the edge", "1k5r/pp6/8/8/8/8/6PP/2R2KR1 w Q - 4 20", "O-O-O Rc8+ Kb1", True)]
+    # castling on both wings; knights that must be told apart, one of them pinned; promotions
+    (chess.STARTING_FEN, "e4 d5 Nf3 Nc6 Be2 Bf5 O-O Qd6 exd5 O-O-O dxc6 Qxc6 d3 Kb8 Nc3 e5 Be3 f6 Qd2 g5 Rac1 h5 Rfd1", False),
+    ("4k3/8/8/8/1b6/2N2N2/8/N3K1N1 w - - 0 1", "Nge2 Kd8 Kf1 Kc8 Nfd4 Kb8 Nab3 Bxc3 Nxc3", False),
+    ("3r1n1k/2P1P2p/8/8/8/8/p1p5/1N2K2R w K - 5 40", "exf8=Q+ Rxf8 c8=B axb1=N Ke2 c1=R Rxc1", False),
+    # Black to move, with a move number; mate by castling; no move
+    ("r1bqkbnr/pppp1ppp/2n5/4p3/2B1P3/5Q2/PPPP1PPP/RNB1K1NR b KQkq - 3 103", "Nh6 Qxf7+ Nxf7 Bxf7+", False),
+    ("2rkr3/2p1p3/8/8/8/8/8/R3K3 w Q - 0 1", "O-O-O#", False), ("4k3/8/8/8/8/8/4P3/4K3 b - - 7 12", "", False),
+    # Chess960 castling; the king stays or passes the rook; the rook that castles is not at the edge
+    ("rk5r/pppppppp/8/8/8/8/PPPPPPPP/RK5R w KQkq - 0 1", "O-O O-O-O d3 d6 Kh1", True),
+    ("1r3kr1/pppppppp/8/8/8/8/PPPPPPPP/2R3KR w KQkq - 0 1", "O-O O-O-O c3 Kb8 Kh1", True),
+    ("1k5r/pp6/8/8/8/8/6PP/2R2KR1 w Q - 4 20", "O-O-O Rc8+ Kb1", True)]
 
 
 def test_saved_games_are_read_by_other_programs(program):
@@ -119,7 +119,7 @@ def test_saved_games_are_read_by_other_programs(program):
     pathlib.Path("games.pgn").write_text('[Event "of another program"]\n\n1. e4 *')  # without a line feed at its end
     console = program.start("-c")
     console.wait_for("white")
-    for _, fen, moves, chess960 in SAVED_GAMES:
+    for fen, moves, chess960 in SAVED_GAMES:
         boards.append(chess.Board(fen, chess960=chess960))
         ask(console, "new" if fen == chess.STARTING_FEN else f"fen {fen}")
         for san in moves.split():

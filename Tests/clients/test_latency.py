@@ -11,8 +11,8 @@ from conftest import LATENCY, PATIENCE
 # Idle, and pondering at the end of its search: no processor time, no waking up (a table of a mate ends at once).
 @pytest.mark.posix("/proc")
 @pytest.mark.skipif(not os.path.exists("/proc/self/stat"), reason="needs /proc")
-@pytest.mark.parametrize("switch, lines", [("", ""), ("-c", ""), ("", "position fen 7k/8/5K2/6Q1/8/8/8/8 w - - 0 1\ngo ponder")],
-                         ids=["UCI", "console", "pondering"])
+@pytest.mark.parametrize("switch, lines", [
+    ("", ""), ("-c", ""), ("", "position fen 7k/8/5K2/6Q1/8/8/8/8 w - - 0 1\ngo ponder")], ids=["UCI", "console", "pondering"])
 def test_idle_program_sleeps(program, switch, lines):
     talk = program.start(switch)
     process = pathlib.Path("/proc", str(talk.process.pid))

@@ -13,16 +13,16 @@ from uci_client import EngineSilent, to_text
 
 # What a GUI is told: names with their kinds or, for numbers, default, minimum and maximum.
 OPTIONS = """ConfigFilePath string ; Hash 64 0 32768; Threads 1 1 160; Clear Hash button; NN_File string embedded
-Use_NN_eval check true; OwnBook check false; OwnBook_File string ; OwnBook_Depth 24 0 60; OwnBook2_File string ; OwnBook2_Depth 0 0 60
-OwnBook_Variety 25 0 100; SyzygyPath string ; SyzygyProbeDepth6 1 -5 100; Log check false; Ponder check true; MultiPV 1 1 255
-UCI_Chess960 check false; MoveOverhead 50 0 1000; UCI_LimitStrength check false; UCI_Elo ELO 1500 ELO; UCI_Opponent string ; \
-Contempt 0 -150 150; Selectivity 100 0 200"""
+Use_NN_eval check true; OwnBook check false; OwnBook_File string ; OwnBook_Depth 24 0 60; OwnBook2_File string ; \
+OwnBook2_Depth 0 0 60; OwnBook_Variety 25 0 100; SyzygyPath string ; SyzygyProbeDepth6 1 -5 100; Log check false
+Ponder check true; MultiPV 1 1 255; UCI_Chess960 check false; MoveOverhead 50 0 1000; UCI_LimitStrength check false
+UCI_Elo ELO 1500 ELO; UCI_Opponent string ; Contempt 0 -150 150; Selectivity 100 0 200"""
 MATE_IN_1 = "fen 7k/8/5K2/6Q1/8/8/8/8 w - - 0 1"
 
 
 def option_line(text):
     text = re.sub(r" (\S+) (-?\d+) (\S+)$", r" type spin default \1 min \2 max \3", text)
-    return "option name " + re.sub(r" (string|check) (\w*)$", r" type \1 default \2", text).replace("Hash button", "Hash type button")
+    return "option name " + re.sub(r" (string|check) (\w*)$", r" type \1 default \2", text).replace(" button", " type button")
 
 
 def test_starts_fast_and_lists_options_to_the_letter(tarn):
@@ -69,8 +69,9 @@ def test_commands_that_need_an_idle_engine_end_the_program(tarn, command):
 def test_limits_hold_and_answers_are_legal_moves(tarn):
     moves = {f"{f}2{f}{r}" for f in "abcdefgh" for r in "34"} | {"b1a3", "b1c3", "g1f3", "g1h3"}
     tarn.ready()
-    for limits, rounds in itertools.product(("depth 5", "nodes 3000", "movetime 100", "wtime 500 btime 500", "movestogo 0 wtime 200",
-                                             "wtime -1 btime -1", "movetime 0", "winc 100"), (0, 500, 4000)):
+    searches = ("depth 5", "nodes 3000", "movetime 100", "wtime 500 btime 500", "movestogo 0 wtime 200", "wtime -1 btime -1",
+                "movetime 0", "winc 100")
+    for limits, rounds in itertools.product(searches, (0, 500, 4000)):
         # Long games come back to where they began.
         tarn.send("position startpos moves e2e4", "position startpos moves" + rounds * " g1f3 g8f6 f3g1 f6g8")
         answer = tarn.search("go " + limits, seconds=5 * PATIENCE)[-1]
@@ -145,10 +146,10 @@ def test_program_whose_input_or_output_is_closed_ends(program):
 
 
 @pytest.mark.posix("resource limits")
-@pytest.mark.parametrize("threads, megabytes", [("1", range(16, 44, 3)), ("3", range(28, 70, 3))])
-def test_threads_that_cannot_be_created_end_the_program(program, threads, megabytes):
+@pytest.mark.parametrize("threads, sizes", [("1", range(16, 44, 3)), ("3", range(28, 70, 3))])
+def test_threads_that_cannot_be_created_end_the_program(program, threads, sizes):
     # A search thread's stack is 8 MiB; the limits let the program start, and the second search thread fail or both.
-    runs = [program.run("-hash 1 -threads", threads, text="go movetime 20\n", status=None, AS=limit << 20) for limit in megabytes]
+    runs = [program.run("-hash 1 -threads", threads, text="go movetime 20\n", status=None, AS=size << 20) for size in sizes]
     assert 255 in {run.status for run in runs} <= {0, 1, 255}
     for run in runs:
         assert count(run.lines, "bestmove") == 1 or run.status
@@ -182,7 +183,8 @@ def test_help_and_version_come_before_everything(program):
     found = program.run("--help")
     assert len(found.lines) < 60 and max(map(len, found.lines)) <= 100 and found.errors == ""
     listed = re.findall(r"^  (-\S+)(?: [A-Z[].*?)?  +\S.*\S$", found.output, re.MULTILINE)
-    assert sorted(listed) == sorted(set(re.findall(r"[`[](-[-\w]+)", first_column(GUIDE.split("\n## Switches\n")[1].split("\n## ")[0]))))
+    explained = re.findall(r"[`[](-[-\w]+)", first_column(GUIDE.split("\n## Switches\n")[1].split("\n## ")[0]))
+    assert sorted(listed) == sorted(set(explained))
     for switches in ("-h", "-log -nps 62000 -x -h", "-c -hash --version --help", "-train -h 0 -h --version"):
         assert program.run(switches) == found
     for switches in ("--version", "-bench -nps 62000 --version --help"):
@@ -202,8 +204,8 @@ def test_mistyped_words_are_told_on_the_error_stream_alone(program):
     for switches, errors in (("-foo", "unknown switch -foo" + hint), ("-o -foo -lr bar -book there.cfg -numa", ""),
                              ("bar --hash -Hash 5", f"unknown argument bar{hint}unknown switch --hash{hint}"
                               f"unknown switch -Hash{hint}unknown argument 5{hint}"), ("-hash", "missing value: -hash MB\n"),
-                             ("-book none.bin", "can't read none.bin" + missing), ("-cfg none.cfg", "can't read none.cfg" + missing),
-                             ("-book folder", folder)):
+                             ("-book none.bin", "can't read none.bin" + missing), ("-book folder", folder),
+                             ("-cfg none.cfg", "can't read none.cfg" + missing)):
         assert program.run("-mkconfig", switches)[:2] == (plain, errors)
     found = program.run("-mkconfig -cfg there.cfg")
     assert "info string MultiPV set to 2" in found.lines and found.errors == ""

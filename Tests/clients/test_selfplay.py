@@ -70,8 +70,8 @@ def check_records(records, games):
 
 
 def material(board):
-    values = zip(chess.PIECE_TYPES, (1, 3, 3, 5, 9))
-    return sum(value * (len(board.pieces(kind, board.turn)) - len(board.pieces(kind, not board.turn))) for kind, value in values)
+    return sum(value * (len(board.pieces(kind, board.turn)) - len(board.pieces(kind, not board.turn)))
+               for kind, value in zip(chess.PIECE_TYPES, (1, 3, 3, 5, 9)))
 
 
 def test_games_are_chess_and_records_their_positions(selfplay):
@@ -186,20 +186,21 @@ def test_processes_share_the_games(selfplay):
 
 
 # The message names the marked word. OUT is an output, END asks for endings, which the tables must answer for in full.
-BAD_ARGUMENTS = """!--output; !--outptu x; OUT !stray; --output !no_such_folder/x; --merge !x.bin x.bin; !--merge x.bin; !--vary x.bin
+BAD_ARGUMENTS = """!--output; !--outptu x; OUT !stray; --output !no_such_folder/x; --merge !x.bin x.bin; !--merge x.bin
 OUT --network !no_such_file; OUT --openings !no_such_file; OUT --openings !empty.nn; OUT --hce --params !no_such_file
-OUT --hce !--params empty.nn; --merge x in!.bin; --merge x.bin !no_such_file.bin; --merge x.bin in.bin !--holdout 60
---vary x in!.bin; --vary x.bin !no_such_file.bin; !--vary x.bin in.bin --merge y.bin; --endings x.bin KRvKB !--syzygy
-!--endings x.bin TB; --endings x KRvKB!.bin TB; --endings !no_such_folder/x.bin KRvKB TB; END KRvKB !--count 0
-END KRvKB !--merge y.bin; END !KRKB; END !RvKB; END !KRKvB; END !KRvv; END !Kv; END !krvkb; END !KRvKBvK; END !KQQQvKQQQ
-END !KQvKR; END !KRvKN; OUT !--games many; OUT !--games -1; OUT !--nodes 5; OUT !--nodes 1e6; OUT !--processes 0
+!--vary x.bin; OUT --hce !--params empty.nn; --merge x in!.bin; --merge x.bin !no_such_file.bin
+--merge x.bin in.bin !--holdout 60; --vary x in!.bin; --vary x.bin !no_such_file.bin; !--vary x.bin in.bin --merge y.bin
+--endings x.bin KRvKB !--syzygy; !--endings x.bin TB; --endings x KRvKB!.bin TB; --endings !no_such_folder/x.bin KRvKB TB
+END KRvKB !--count 0; END KRvKB !--merge y.bin; END !KRKB; END !RvKB; END !KRKvB; END !KRvv; END !Kv; END !krvkb; END !KRvKBvK
+END !KQQQvKQQQ; END !KQvKR; END !KRvKN; OUT !--games many; OUT !--games -1; OUT !--nodes 5; OUT !--nodes 1e6; OUT !--processes 0
 OUT !--random-plies 9-8; OUT !--random-plies 8-; OUT !--opening-share 101; OUT !--format bin,; OUT !--format txt
 OUT !--adjudicate some; OUT !--network empty.nn; OUT !--syzygy no_such_folder; OUT !--hash 99999999999999999999"""
 
 
 def test_bad_arguments_are_refused(selfplay):
     pathlib.Path("empty.nn").write_bytes(b"")
-    text = BAD_ARGUMENTS.replace("OUT", "--output x").replace("END", "--endings x.bin TB KRvKB").replace("TB", f"--syzygy {TABLES}")
+    text = BAD_ARGUMENTS.replace("OUT", "--output x").replace("END", "--endings x.bin TB KRvKB")
+    text = text.replace("TB", f"--syzygy {TABLES}")
     cases = [(line.replace("!", ""), re.search(r"!(\S+)", line)[1]) for line in re.split("; |\n", text)]
     selfplay.refuses(1, ("", "--output"), ("--endings x.bin KRvK --syzygy " + str(TABLES), "material alone"), *cases)
     assert [path.name for path in pathlib.Path().iterdir()] == ["empty.nn"], "files appeared"
@@ -216,8 +217,8 @@ def test_files_that_are_no_part_of_the_run_are_left_alone(selfplay, name, conten
 
 
 def test_merging_keeps_every_position_once_and_holds_out_whole_stretches(selfplay):
-    records = []
-    for king, pawns, black, turn in itertools.product(range(8), itertools.combinations(range(8, 48), 2), range(56, 64, 2), "wb"):
+    records, pairs = [], itertools.combinations(range(8, 48), 2)
+    for king, pawns, black, turn in itertools.product(range(8), pairs, range(56, 64, 2), "wb"):
         letters = {king: "K", black: "k", **dict.fromkeys(pawns, "P")}
         board = chess.Board(None)
         board.set_piece_map({square: chess.Piece.from_symbol(letter) for square, letter in letters.items()})

@@ -93,10 +93,11 @@ def test_failed_writes_are_never_announced(tool):
     for name in ("full.bin", "bfull.epd", "mfull.epd", "tmp__5.bin"):
         pathlib.Path(name).symlink_to("/dev/full")
     pathlib.Path("none.bin").mkdir()
-    full, limited = ": No space left on device", ": File too large"
-    for words, fault in (("-epd2bin full.epd", "write full.bin" + full), ("-epd2bin limited.epd", "write limited.bin" + limited),
-                         ("-epd2bin none.epd", "create none.bin: Is a directory"), ("-bin2epd bfull.bin", "write bfull.epd" + full),
-                         ("-bin2epd blimited.bin", "write blimited.epd" + limited),
+    full, large = ": No space left on device", ": File too large"
+    for words, fault in (("-epd2bin full.epd", "write full.bin" + full), ("-bin2epd bfull.bin", "write bfull.epd" + full),
+                         ("-epd2bin limited.epd", "write limited.bin" + large),
+                         ("-bin2epd blimited.bin", "write blimited.epd" + large),
+                         ("-epd2bin none.epd", "create none.bin: Is a directory"),
                          ("-gentraindata bfull.bin 1", "write tmp__5.bin" + full),
                          ("-mktraindata quiet.epd -o mfull.epd -d 2", "write mfull.epd" + full),
                          ("-mktraindata quiet.epd -o no/m.epd -d 2", "create no/m.epd: No such file or directory")):
@@ -118,19 +119,19 @@ def test_runs_with_nothing_to_do_say_so_and_destroy_nothing(program):
                     ("-gentraindata tmp__2.bin 1", "tmp__2.bin" + twice), ("-prune_nn pruned.bin", "pruned.bin" + twice),
                     ("-mktraindata a.epd -o ./a.epd -d 1", "./a.epd" + twice), ("-epd2bin none.epd", missing),
                     ("-bin2epd none.bin", missing), ("-gentraindata none.bin 1", missing), ("-prune_nn none.bin", missing),
-                    ("-mktraindata none.epd -d 1", missing), ("-epd2bin b.bin", "needs .epd\n"), ("-bin2epd a.epd", "needs .bin\n"),
-                    ("-gentraindata a.epd 1", "a training file has .bin in its name\n"),
+                    ("-mktraindata none.epd -d 1", missing), ("-epd2bin b.bin", "needs .epd\n"),
+                    ("-bin2epd a.epd", "needs .bin\n"), ("-gentraindata a.epd 1", "a training file has .bin in its name\n"),
                     ("-mktraindata b.bin -d 1", "needs .epd\n"), ("-mktraindata a.epd -o b.bin -d 1", "needs .epd\n"))
     assert {path.name: path.read_bytes() for path in pathlib.Path().iterdir()} == before
 
 
 @pytest.mark.posix("folders that open as files and fail when they are read")
 def test_runs_that_cannot_go_on_end_with_status_1(program):
-    for name in ("folder.epd", "folder.bin"):
+    for name in ("f.epd", "f.bin"):
         pathlib.Path(name).mkdir()
-    program.refuses(1, *((words, "Is a directory\n") for words in (
-        "-bin2epd folder.bin", "-gentraindata folder.bin 1", "-mktraindata folder.epd -d 1 -o out.epd", "-prune_nn folder.bin")))
-    program.refuses(1, ("-epd2bin folder.epd", "folder.epd: Is a directory, nothing was stored\n"))
+    program.refuses(1, ("-bin2epd f.bin", "Is a directory\n"), ("-gentraindata f.bin 1", "Is a directory\n"),
+                    ("-mktraindata f.epd -d 1 -o out.epd", "Is a directory\n"), ("-prune_nn f.bin", "Is a directory\n"),
+                    ("-epd2bin f.epd", "f.epd: Is a directory, nothing was stored\n"))
 
 
 @pytest.mark.posix("signals")
@@ -218,7 +219,8 @@ def test_prunes_wide_networks_to_the_byte(program, tool, hidden, used, contribut
     nodes = expected_nodes(boards, *blocks)
     assert len(set(nodes[:contributing])) == contributing and not any(nodes[contributing:]), "not the case intended"
     records = [pack(board, 0, 0, 0) for board in boards]
-    write_files({"set.bin": b"".join(records) + b"\7" + records[1][1:], "pruned.cfg": "NN_File = pruned.bin\n"})  # the last is damaged
+    # The last is damaged.
+    write_files({"set.bin": b"".join(records) + b"\7" + records[1][1:], "pruned.cfg": "NN_File = pruned.bin\n"})
     found = tool("-cfg wide.cfg -prune_nn set.bin")
     assert found.output.endswith(SAID.format(ALLOCATED, 5)) and not found.errors
     expected = struct.pack("<10hi", 757, 2048, 1024, 400, 2, 3, KEPT, 6, 7, 5, 2 * 768 * KEPT + 27648)
