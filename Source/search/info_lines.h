@@ -15,7 +15,7 @@ void print_current_move(Move move, int number);
 // A short text by value: nothing is allocated while a search runs.
 template <int SIZE>
 struct FixedText {
-    char text[SIZE] = "";
+    char text[SIZE] = {};
 };
 
 // Text of a score in UCI form: "cp 12", "mate 3", "mate -2".

@@ -16,8 +16,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
-#include <ranges>
 #include <span>
 #include <string>
 
@@ -85,7 +83,8 @@ void prepare_root_entry(SearchThread& thread) {
 // Leaves only the moves in the list that pass, in order; returns their number.
 template <class Passes>
 int keep_moves(MoveEntry* first, Passes passes) {
-    MoveEntry* const kept = std::ranges::remove_if(entries_of(first), std::not_fn(passes), &MoveEntry::move).data();
+    const auto fails = [&](const MoveEntry& entry) { return !passes(entry.move); };
+    MoveEntry* const kept = std::remove_if(first, first + entries_of(first).size(), fails);
     kept->move = END_OF_LIST;
     return static_cast<int>(kept - first);
 }
@@ -387,7 +386,9 @@ int secondary_depth(int depth) {
 
 // Secondary threads shuffle their root moves a little, so that they search other parts of the tree.
 void perturb_root_order(SearchThread& thread) {
-    for (MoveEntry& entry : root_entries(thread) | std::views::drop(1)) {
+    const std::span<MoveEntry> entries = root_entries(thread);
+    if (entries.empty()) return;
+    for (MoveEntry& entry : entries.subspan(1)) {
         thread.rand_state = thread.rand_state * 12345u + 76543u;
         const int score = entry.score - static_cast<int>(thread.rand_state % 15);
         entry.score = static_cast<std::int16_t>(std::max(score, INT16_MIN + 1));
