@@ -1,7 +1,6 @@
 // The tuner: its linear terms against the evaluation itself, and known tables found again from synthetic records.
 #include "eval/eval_fixture.h"
 #include "eval/evaluate.h"
-#include "temp_folder.h"
 #include "training/tune/fit.h"
 #include "training/tune/params_text.h"
 #include "training/tune/table_trace.h"
@@ -283,29 +282,26 @@ TEST_F(Recovery, neighbours_and_given_entries_pull) {
     for (const double value : fit()) EXPECT_NEAR(value, 0, 0.1);
 }
 
-struct RecordFiles : Tuner {
-    const TempFolder folder;
+struct Records : Tuner {
     TuningSet training, hold_out;
 
     TrainingRecord record(const char* fen, int result, int sc) {
         set_position(position, fen);
         return make_training_record(position, result, 0, sc);
     }
-    // Reads a file of these records, and a part of one, into the two sets.
+    // Parts these records into the two sets.
     ReadCounts read(const std::vector<TrainingRecord>& records, int hold_out_percent = 0, std::uint64_t seed = 1) {
-        std::string bytes(reinterpret_cast<const char*>(records.data()), records.size() * sizeof(TrainingRecord));
         ReadOptions options;
         options.hold_out = hold_out_percent;
         options.seed = seed;
         ReadCounts counts{};
         training = hold_out = {};
-        const std::string name = folder.write("r.bin", bytes + "part of a record");
-        EXPECT_TRUE(read_records(name.c_str(), options, training, hold_out, counts));
+        add_records(records, options, training, hold_out, counts);
         return counts;
     }
 };
 
-TEST_F(RecordFiles, useless_records_are_left_out_by_their_reason) {
+TEST_F(Records, useless_records_are_left_out_by_their_reason) {
     const struct {
         const char* fen;
         int sc;
@@ -329,18 +325,16 @@ TEST_F(RecordFiles, useless_records_are_left_out_by_their_reason) {
         EXPECT_EQ(counts.*c.counter, 1u) << c.fen;
         EXPECT_EQ(training.positions.size(), counts.kept) << c.fen;
     }
-    ReadCounts counts{};
-    EXPECT_FALSE(read_records("no such file.bin", {}, training, hold_out, counts));
 }
 
-TEST_F(RecordFiles, results_turn_to_the_side_of_white) {
+TEST_F(Records, results_turn_to_the_side_of_white) {
     read({record("rnbqkbnr/pppp1ppp/8/4p3/8/8/PPPPPPPP/RNBQKBNR w KQkq -", 2300, 40),
           record("rnbqkbnr/pppp1ppp/8/4p3/8/8/PPPPPPPP/RNBQKBNR b KQkq -", -2302, -40)});
     ASSERT_EQ(training.positions.size(), 2u);
     for (const TuningPosition& row : training.positions) EXPECT_NEAR(row.result, 1.0, 1e-5);
 }
 
-TEST_F(RecordFiles, hold_out_is_about_its_share_in_whole_blocks_and_the_seed_decides) {
+TEST_F(Records, hold_out_is_about_its_share_in_whole_blocks_and_the_seed_decides) {
     const std::vector<TrainingRecord> records(64 * 1024, record(START_FEN, 0, 0));
     const auto held_out = [&](std::uint64_t seed) {
         read(records, 25, seed);
