@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs what the named purposes need and this machine lacks: setup.sh build|test|windows|bench|lint|format ...
+# Installs what the named purposes need and this machine lacks: setup.sh build|test|windows|dist|bench|lint|format ...
 # On a Debian-like system packages come from apt-get, as root or through sudo; anywhere else, or without the
 # right to install, it says what to install and stops.
 set -eu
@@ -75,6 +75,11 @@ for purpose in "$@"; do
         need_command x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
         need_command wine wine
         ;;
+    dist)
+        need_command dpkg-shlibdeps dpkg-dev
+        need_command file file
+        need_command x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
+        ;;
     bench)
         need_header benchmark/benchmark.h libbenchmark-dev
         ;;
@@ -86,7 +91,7 @@ for purpose in "$@"; do
         need_command clang-format clang-format
         ;;
     *)
-        echo "usage: setup.sh build|test|windows|bench|lint|format ..." >&2
+        echo "usage: setup.sh build|test|windows|dist|bench|lint|format ..." >&2
         exit 2
         ;;
     esac

@@ -168,6 +168,11 @@ constexpr RunModeEntry RUN_MODES[] = {
          run_bench(line.bench_on_calling_thread ? nullptr : poll_input);
          return 0;
      }},
+    {RunMode::SHORT_BENCH,
+     [](const CommandLine&) {
+         run_short_bench();
+         return 0;
+     }},
     {RunMode::BOOK_BUILD, make_book},
     {RunMode::BOOK_BUILD2, [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},
     {RunMode::MAKE_CONFIG, make_config},

@@ -1,5 +1,6 @@
 #include "eval/network.h"
 
+#include "eval/network_bounds.h"
 #include "frontend/base/program_end.h"
 
 #include "network_fixture.h"
@@ -122,4 +123,48 @@ TEST_F(NetworkLoading, unknown_names_end_the_program) {
     EXPECT_EQ(settings.quit, 1);
     end_program(7);
     EXPECT_EQ(end_status(1), 0);
+}
+
+// Sums by hand; one weight a type, king first, on the squares that it can have, all in one unit of a width that is no
+// multiple of the bound's blocks.
+TEST_F(NetworkLoading, bounds_of_the_first_layer_count_the_pieces_of_a_position_and_of_an_update) {
+    const struct {
+        const char* what;
+        int unit, bucket, colour;  // 2: both colours
+        int weight[6];             // king, pawn, knight, bishop, rook, queen
+        int bias[2];               // White's and Black's
+        int squares;               // from a1, those with weights
+        int expected[3];           // for 0, 3 and 15 added pieces
+    } cases[] = {
+        {"nothing", 0, 0, 0, {}, {}, 64, {0, 0, 0}},
+        {"biases", 7, 0, 0, {}, {20, -30}, 64, {30, 30, 30}},
+        {"all pieces and kings", 8, 0, 2, {7, 9, 9, 9, 9, 9}, {5, 5}, 64, {289, 343, 559}},  // 19 + 30, 36, 60 times 9
+        {"the second bucket, below zero", 23, 1, 1, {-7, 0, -9, 0, 0, 0}, {0, -1}, 64, {143, 170, 278}},  // 8 + n * 9
+        {"pawns beyond their ranks", 0, 0, 0, {0, 9, 0, 0, 0, 0}, {}, 8, {0, 0, 0}},
+        {"pieces on few squares", 0, 0, 0, {0, 0, 9, 0, 4, 0}, {}, 15, {135, 147, 195}},  // 15 * 9 + 0, 3, 15 times 4
+        {"one type on few squares", 0, 0, 0, {0, 0, 0, 0, 0, 9}, {}, 16, {135, 144, 144}},
+        {"pieces against the bias", 0, 0, 0, {0, 2, 2, 2, 2, 2}, {-20, -20}, 64, {20, 20, 40}},  // -20 + 30 * 2
+        {"more than 16 bits", 0, 0, 2, {0, 0, 32767, 0, 0, -32768}, {}, 64, {983040, 1179648, 1966080}},  // of -32768
+    };
+    for (const auto& c : cases) {
+        NetworkFile file;
+        file.hidden = 24;
+        load_zeros(file);
+        for (int input = 0; input < 768; ++input) {
+            const bool counts = (c.colour == 2 || input / 384 == c.colour) && input % 64 < c.squares;
+            const int type = input % 384 / 64;
+            if (counts) {
+                network.values[(c.bucket * 768 + input) * 24 + c.unit] = static_cast<std::int16_t>(c.weight[type]);
+            }
+        }
+        for (int half = 0; half < 2; ++half) {
+            network.values[(2 * 768 + 16 + half) * 24 + c.unit] = static_cast<std::int16_t>(c.bias[half]);
+        }
+        for (int i = 0; i < 3; ++i) {
+            constexpr int ADDED[] = {0, 3, SIDE_PIECES};
+            EXPECT_EQ(largest_first_layer_sum(network, ADDED[i]), c.expected[i]) << c.what << ", added " << ADDED[i];
+        }
+    }
+    load("embedded");
+    EXPECT_EQ(largest_first_layer_sum(network, 0), 31279);
 }

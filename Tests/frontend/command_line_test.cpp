@@ -52,6 +52,10 @@ TEST_F(Switches, values) {
         apply(word + name);
         EXPECT_EQ(field, name.substr(0, length)) << "names are cut to their field";
     }
+    apply("-cfg bench -bench");
+    EXPECT_EQ(command_line.mode, RunMode::BENCH);
+    apply("bench -use_hce");
+    EXPECT_EQ(command_line.mode, RunMode::SHORT_BENCH);
     apply("-bench -train f 5 1");
     EXPECT_TRUE(command_line.mode == RunMode::TRAIN && command_line.training.start == TrainingStart::NETWORK);
     EXPECT_EQ(settings.hash_mb, 0);

@@ -110,6 +110,13 @@ TEST_F(TrainingData, damaged_records_are_left_out) {
     EXPECT_EQ(std::tuple(record.result, record.ce, record.sc), std::tuple(-3000, 32767, 3000));
 }
 
+TEST(TrainingTarget, mixes_result_and_score) {
+    TrainingRecord record{};
+    record.sc = 500;  // 1 / (1 + e^-3) = 0.952574
+    EXPECT_NEAR(training_target(record), 0.35 * 0.5 + 0.65 * 0.952574, 1e-6);
+    EXPECT_NEAR(training_target(record, 0), 0.952574, 1e-6);
+}
+
 // Scores at the edges: 0.9 and 0.1 lie between 366 and 367 centipawns (ln 9 / 0.006 = 366.2).
 TEST(TrainingFilter, keeps_quiet_positions_whose_result_fits_their_score) {
     const struct {

@@ -4,6 +4,7 @@
 
 #include "platform/file_ops.h"
 #include "platform/file_path.h"
+#include "training/files.h"
 #include "training/selfplay/game_text.h"
 #include "training/switches.h"
 
@@ -21,19 +22,12 @@ enum : int { BIN, EPD, PGN };
 
 // The state is replaced as a whole, so that it is always that of one moment.
 bool GameFiles::write_state() const {
-    const std::string name = prefix_ + ".state";
-    const std::string fresh = name + ".new";
-    std::FILE* const file = open_file(fresh.c_str(), "wb");
-    if (!file) return complain_of(fresh, "cannot be written");
-    std::fprintf(file, "seed %" PRIu64 "\ngames %" PRIu64 "\n", seed_, games_);
+    std::string text = "seed " + std::to_string(seed_) + "\ngames " + std::to_string(games_) + "\n";
     for (int format = 0; format < FORMATS; ++format) {
-        if (known_[format]) std::fprintf(file, "%s %" PRIu64 "\n", EXTENSIONS[format] + 1, sizes_[format]);
+        if (known_[format]) text += EXTENSIONS[format] + 1 + (' ' + std::to_string(sizes_[format])) + '\n';
     }
-    const bool written = std::ferror(file) == 0;
-    if (std::fclose(file) != 0 || !written) return complain_of(fresh, "cannot be written");
-    std::error_code error;
-    std::filesystem::rename(file_path(fresh), file_path(name), error);
-    return error ? complain_of(name, "cannot be replaced") : true;
+    const std::string name = prefix_ + ".state";
+    return write_file_atomically(name, {text}) || complain_of(name, "cannot be written");
 }
 
 // A missing state is that of an empty run.

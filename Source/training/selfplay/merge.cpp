@@ -4,8 +4,8 @@
 #include "platform/file_reports.h"
 #include "platform/output_file.h"
 #include "position/position.h"
+#include "training/files.h"
 #include "training/random.h"
-#include "training/record_file.h"
 #include "training/switches.h"
 
 #include <algorithm>

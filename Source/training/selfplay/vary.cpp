@@ -9,7 +9,7 @@
 #include "search/game_stack.h"
 #include "search/search_thread.h"
 #include "tools/progress.h"
-#include "training/record_file.h"
+#include "training/files.h"
 #include "training/selfplay/random_moves.h"
 #include "training/switches.h"
 

@@ -2,8 +2,8 @@
 #include "training/train/training_set.h"
 
 #include "platform/file_path.h"
+#include "training/files.h"
 #include "training/random.h"
-#include "training/record_file.h"
 #include "training/train/features.h"
 
 #include <algorithm>

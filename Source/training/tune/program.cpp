@@ -6,7 +6,7 @@
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
 #include "search/engine.h"
-#include "training/record_file.h"
+#include "training/files.h"
 #include "training/switches.h"
 #include "training/tune/fit.h"
 #include "training/tune/params_text.h"

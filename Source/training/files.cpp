@@ -1,5 +1,5 @@
-// Reads training records in large pieces.
-#include "training/record_file.h"
+// Reads training records in large pieces, and replaces files.
+#include "training/files.h"
 
 #include "platform/file_ops.h"
 #include "platform/file_path.h"
@@ -41,4 +41,17 @@ std::string read_record_file(const std::string& name, std::size_t limit, std::ve
     if (failed) return "cannot be read";
     if (left_over != 0) complain_of(name, "ends within a record, which is left out");
     return {};
+}
+
+bool write_file_atomically(const std::string& name, std::initializer_list<std::string_view> parts) {
+    const std::string unfinished = name + ".tmp";
+    std::FILE* const file = open_file(unfinished.c_str(), "wb");
+    if (!file) return false;
+    bool written = true;
+    for (const std::string_view part : parts) written &= std::fwrite(part.data(), 1, part.size(), file) == part.size();
+    written &= std::fclose(file) == 0;
+    std::error_code error;
+    if (written) std::filesystem::rename(file_path(unfinished), file_path(name), error);
+    if (!written || error) delete_file(unfinished.c_str());
+    return written && !error;
 }
