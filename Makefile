@@ -5,6 +5,7 @@
 #   make install [PREFIX=/usr/local]     make uninstall     make clean
 #   make dist    the packages, into dist/     make check-dist   the same, and whether their programs run
 #   make EXE=name [CXX=compiler] [EVALFILE=network]   for test farms: a compiler is enough
+#   make fuzz [TARGET=uci] [SECONDS=60]   random inputs for every reader
 #   make test-windows   the Windows program, built with MinGW-w64 and tested under wine
 # The laboratory: make selfplay (training games)   make tune (hand-crafted evaluation)   make train (network)
 PREFIX ?= /usr/local
@@ -25,7 +26,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test test-windows bench install uninstall dist check-dist lint format clean \
+.PHONY: tarn run test test-windows fuzz bench install uninstall dist check-dist lint format clean \
         signature samples selfplay tune train train_
 
 # With a compiler but no CMake, and where a choice of a test farm is given, make builds alone.
@@ -68,6 +69,15 @@ test-windows:
 	    echo "== $$client"; \
 	    $(PYTHON) Tests/clients/test_$$client.py build/windows/tarn.exe || failed="$$failed $$client"; \
 	done; [ -z "$$failed" ] || { echo "failed:$$failed"; exit 1; }
+
+# Tests/fuzz has a target for each reader. An input that breaks one is kept in Tests/fuzz/regress.
+TARGET ?=
+SECONDS ?= 60
+fuzz:
+	@$(SETUP) build fuzz
+	@cmake --preset fuzz
+	@cmake --build build/fuzz -j $(JOBS)
+	@python3 scripts/fuzz.py build/fuzz --target "$(TARGET)" --seconds $(SECONDS)
 
 bench:
 	@$(SETUP) build bench

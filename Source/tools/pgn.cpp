@@ -30,10 +30,6 @@ constexpr std::int16_t MATE_COMMENT_SCORE = 9900;
 constexpr int FIRST_WRITTEN_PLY = 12;  // earlier positions of a game from the start are opening theory
 constexpr int MAX_WRITTEN_PLIES = 240;
 
-bool contains(std::string_view text, std::string_view part) {
-    return text.find(part) != NONE;
-}
-
 bool begins_with_letter(std::string_view text) {
     return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0]));
 }
@@ -114,9 +110,11 @@ std::int16_t comment_score(std::string_view comment) {
 
 // "12.e4" and "12...e5" without their number.
 std::string_view without_move_number(std::string_view token) {
-    const std::size_t dot = token.find_first_not_of("0123456789");
-    if (dot == NONE || dot == 0 || token[dot] != '.') return token;
-    return token.substr(std::min(token.find_first_not_of('.', dot), token.size()));
+    std::string_view move = token;
+    skip(move, "0123456789");
+    if (move.size() == token.size() || !move.starts_with('.')) return token;
+    skip(move, ".");
+    return move;
 }
 
 void store_move(PgnGame& game, std::string_view text) {
@@ -131,7 +129,7 @@ void store_move(PgnGame& game, std::string_view text) {
 }  // namespace
 
 std::string_view next_pgn_token(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(BLANKS), text.size()));
+    skip(text, BLANKS);
     if (text.empty()) return {};
     const std::string_view token = text.substr(0, token_length(text));
     text.remove_prefix(token.size());
@@ -208,10 +206,7 @@ int scan_pgn(Position& board) {
     PgnReader reader;
     if (!open_pgn(reader, input)) return report_missing(input, errno);
     OutputFile epd;
-    if (!create_output(epd, output)) {
-        close_pgn(reader);
-        return -1;
-    }
+    if (!create_output(epd, output)) return -1;
 
     catch_interrupts();
     Progress progress{"games read"};
@@ -225,7 +220,6 @@ int scan_pgn(Position& board) {
     }
     end_progress(progress);
     put(epd, "\n");
-    close_pgn(reader);
     if (!close_output(epd)) return -1;
     print_raw("read %d games\n\n", game.game_count);
     if (reader.file.error) return report_unreadable(input, reader.file.error);

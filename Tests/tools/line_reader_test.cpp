@@ -16,7 +16,6 @@ std::vector<std::string> lines_of(const std::string& text) {
     EXPECT_TRUE(open_lines(reader, folder.write("t", text).c_str(), 8));
     for (std::string_view line; read_line(reader, line);) lines.emplace_back(line);
     EXPECT_EQ(reader.text.error, 0);
-    close_lines(reader);
     return lines;
 }
 

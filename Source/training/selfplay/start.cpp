@@ -51,9 +51,7 @@ bool load_openings(const std::vector<std::string>& names, OpeningBook& book) {
                 ++unusable;
             }
         }
-        const bool failed = reader.text.error != 0;
-        close_lines(reader);
-        if (failed) return complain_of(name, "cannot be read");
+        if (reader.text.error) return complain_of(name, "cannot be read");
         if (unusable) complain_of(name, std::to_string(unusable) + " lines are no position to play from");
         if (fens.empty()) return complain_of(name, "no positions");
     }

@@ -86,7 +86,13 @@ TEST_F(Tuner, traced_counts_predict_the_packed_sum_of_any_tables) {
         EXPECT_EQ(packed_difference(), predicted) << position_to_fen(p, false);
         restore();
     });
-    for (int entry = 0; entry < TABLE_ENTRIES; ++entry) EXPECT_TRUE(is_used_entry(entry) || !seen[entry]) << entry;
+    int free_entries = 0;
+    for (int entry = 0; entry < TABLE_ENTRIES; ++entry) {
+        EXPECT_TRUE(is_used_entry(entry) || !seen[entry]) << entry;
+        free_entries += is_free_entry(entry);
+    }
+    // Four tables of whole boards, half a board, three of six ranks, one of five, less the entries that are given.
+    EXPECT_EQ(free_entries, 4 * 64 + 32 + 3 * 48 + 40 - 22);
 }
 
 // A text of another length than the default one changes where that costs least, and as little as possible: here in one
