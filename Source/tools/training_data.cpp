@@ -24,10 +24,6 @@ namespace {
 constexpr std::size_t SHORTEST_LINE = 20;
 constexpr int BUCKETS = 8;
 
-std::string_view bytes_of(const TrainingRecord& record) {
-    return {reinterpret_cast<const char*>(&record), sizeof record};
-}
-
 // A result near 0, 0.5 or 1 that the search score strongly contradicts says more about the players than the position.
 bool is_consistent(double result, double expected) {
     if (result == 0.5) return expected >= 0.1 && expected <= 0.9;

@@ -5,6 +5,7 @@
 #include "position/position.h"
 
 #include <cstdint>
+#include <string_view>
 
 // Little-endian; a training file is a plain sequence of records.
 struct TrainingRecord {
@@ -16,6 +17,11 @@ struct TrainingRecord {
     std::int16_t sc;             // search score, centipawns for the side to move, within MAX_RECORD_SCORE
 };
 static_assert(sizeof(TrainingRecord) == 40);
+
+// The record as it stands in a file.
+inline std::string_view bytes_of(const TrainingRecord& record) {
+    return {reinterpret_cast<const char*>(&record), sizeof record};
+}
 
 constexpr int MAX_RECORD_SCORE = 3000;
 

@@ -3,110 +3,63 @@
 
 #include "frontend/command_line.h"
 
-#include <functional>
 #include <iterator>
 #include <sstream>
+#include <tuple>
+#include <utility>
 #include <vector>
 
-class Switches : public Engine {
-protected:
+struct Switches : Engine {
     // Applies the words to fresh settings.
     void apply(const std::string& line) {
         settings = Settings{};
-        command_line_ = CommandLine{};
+        command_line = CommandLine{};
         std::istringstream in("tarn " + line);
         const std::vector<std::string> words(std::istream_iterator<std::string>(in), {});
         std::vector<const char*> arguments;
         for (const std::string& word : words) arguments.push_back(word.c_str());
-        EXPECT_TRUE(read_command_line(static_cast<int>(words.size()), arguments.data(), command_line_)) << line;
+        EXPECT_TRUE(read_command_line(static_cast<int>(words.size()), arguments.data(), command_line)) << line;
     }
-    CommandLine command_line_;
+    CommandLine command_line;
 };
 
 TEST_F(Switches, values) {
-    const struct {
-        const char* words;
-        std::function<double()> value;
-        double expected;
-    } cases[] = {
-        {"", [] { return settings.uci_mode; }, 1},
-        {"-log -quiet", [] { return settings.log; }, 0},
-        {"-quiet", [] { return settings.noise; }, 99999},
-        {"-noise 2.5", [] { return settings.noise; }, 2.5},
-        {"-d 81", [] { return settings.depth_limit; }, 80},
-        {"-d 12", [] { return settings.level_time; }, 10000},
-        {"-t 0.5", [] { return settings.level_time; }, 0.5},
-        {"-n 5000000000", [] { return settings.node_limit; }, 5e9},
-        {"-n 5", [] { return settings.level_time; }, 1000},
-        {"-hash 40000", [] { return settings.hash_mb; }, 32768},
-        {"-threads 500", [] { return settings.threads; }, 160},
-        {"-ss 5", [] { return settings.selectivity; }, 10},
-        {"-mpv 258", [] { return settings.multipv; }, 2},
-        {"-use_hce -use_nn", [] { return settings.use_nn; }, 1},
-        {"-numa -lr -c -mbatch -log", [] { return settings.uci_mode + settings.log; }, 1},
-        {"-threads 3 -d", [] { return settings.depth_limit; }, 80},
+    const std::pair<const char*, const char*> cases[] = {
+        {"-log -quiet -d 81 -n 5000000000 -hash 40000 -threads 500 -ss 5 -mpv 258 -t 0.5 -c",
+         "uci 0, log 0, noise 99999, depth 80, level 0.5 s, 5000000000 nodes, 32768 MB, 160 threads, 10 %, 2 lines"},
+        {"-numa -lr -c -mbatch -log -d 12",  // what asks for a value takes the next word
+         "uci 1, log 0, noise 0, depth 12, level 10000 s, 0 nodes, 64 MB, 1 threads, 100 %, 1 lines"},
+        {"-threads 3 -n 5 -noise 2.5 -use_hce -use_nn -d",
+         "uci 1, log 0, noise 2.5, depth 80, level 1000 s, 5 nodes, 64 MB, 3 threads, 100 %, 1 lines"},
     };
-    for (const auto& c : cases) {
-        apply(c.words);
-        EXPECT_EQ(command_line_.mode, RunMode::PLAY);
-        EXPECT_DOUBLE_EQ(c.value(), c.expected) << c.words;
+    for (const auto& [words, values] : cases) {
+        apply(words);
+        const std::string nodes = std::to_string(settings.node_limit);
+        EXPECT_EQ(
+            format_text("uci %d, log %d, noise %g, depth %d, level %g s, %s nodes, %d MB, %d threads, %d %%, %d lines",
+                        +settings.uci_mode, +settings.log, settings.noise, settings.depth_limit, settings.level_time,
+                        nodes.c_str(), settings.hash_mb, settings.threads, settings.selectivity, settings.multipv),
+            values)
+            << words;
+        EXPECT_EQ(settings.use_nn, 1);
+        EXPECT_EQ(command_line.mode, RunMode::PLAY);
     }
-    // 250 ln(62000) + 850 - 5 ln(62000)^2 = 250 * 11.0349 + 850 - 5 * 121.769 = 2758.73 + 850 - 608.85 = 2999.9
-    EXPECT_EQ(printed([&] { apply("-nps 62000"); }), "Elo= 2999\n");
-    EXPECT_EQ(settings.uci_elo, 2999);
-    EXPECT_EQ(settings.limit_strength, 1);
-    EXPECT_FLOAT_EQ(search_control.target_nps, 62000);
+    const std::string name(200, 'n');
+    const std::tuple<const char*, const char*, std::size_t> fields[] = {{"-cfg ", settings.config_file, 143},
+                                                                        {"-o ", settings.output_file, 139},
+                                                                        {"-bin2epd ", command_line.training_file, 140}};
+    for (const auto& [word, field, length] : fields) {
+        apply(word + name);
+        EXPECT_EQ(field, name.substr(0, length)) << "names are cut to their field";
+    }
+    apply("-cfg bench -bench");
+    EXPECT_EQ(command_line.mode, RunMode::BENCH);
+    apply("bench -use_hce");
+    EXPECT_EQ(command_line.mode, RunMode::SHORT_BENCH);
+    apply("-bench -train f 5 1");
+    EXPECT_TRUE(command_line.mode == RunMode::TRAIN && command_line.training.start == TrainingStart::NETWORK);
+    EXPECT_EQ(settings.hash_mb, 0);
     for (const std::string silly : {"0", "-5", "nan", "word"}) {  // no logarithm of less than 1
         EXPECT_EQ(printed([&] { apply("-nps " + silly); }), "Elo= 850\n") << silly;
     }
-}
-
-TEST_F(Switches, names_are_copied_within_their_limits) {
-    const std::string name(200, 'n');
-    const struct {
-        const char* word;
-        const char* field;
-        std::size_t length;
-    } cases[] = {
-        {"-cfg ", settings.config_file, 143}, {"-tbpath ", settings.syzygy_path, 143},
-        {"-o ", settings.output_file, 139},   {"-scan_pgn ", settings.pgn_file, 139},
-        {"-mkbook ", settings.pgn_file, 140}, {"-bin2epd ", command_line_.training_file, 140},
-    };
-    for (const auto& c : cases) {
-        apply(c.word + name);
-        EXPECT_EQ(std::string(c.field), name.substr(0, c.length)) << c.word;
-    }
-    apply("-tbx");
-    EXPECT_STREQ(settings.syzygy_path, "C:\\Chess\\Syzygy\\6-Piece;C:\\Chess\\Syzygy\\7-Piece");
-}
-
-TEST_F(Switches, run_modes) {
-    const struct {
-        const char* words;
-        RunMode mode;
-        int uci_mode = 1;
-    } cases[] = {
-        {"-mkconfig", RunMode::MAKE_CONFIG},
-        {"bench -use_hce", RunMode::SHORT_BENCH},
-        {"-cfg bench -bench", RunMode::BENCH},
-        {"x-scan_pgny games.pgn", RunMode::PGN_SCAN},
-        {"-bench -anepd f -prune_nn -c", RunMode::PRUNE_NET, 0},
-        {"-prune_nn data.bin -c", RunMode::PRUNE_NET, 0},
-        {"-gentraindata f 1", RunMode::GEN_TRAIN_DATA},
-        {"-train f 5 -c", RunMode::TRAIN, 0},
-        {"-train2 f 5 1 -c", RunMode::TRAIN2, 0},
-        {"-anepd", RunMode::PLAY},
-    };
-    for (const auto& c : cases) {
-        apply(c.words);
-        EXPECT_EQ(command_line_.mode, c.mode) << c.words;
-        EXPECT_EQ(settings.uci_mode, c.uci_mode) << c.words;
-    }
-    apply("-pbench");
-    EXPECT_TRUE(command_line_.bench_on_calling_thread);
-    apply("-train f 5 1");
-    EXPECT_EQ(command_line_.training.start, TrainingStart::NETWORK);
-    EXPECT_EQ(settings.hash_mb, 0);
-    apply("-prune_nn data.bin");
-    EXPECT_STREQ(command_line_.training_file, "data.bin");
 }

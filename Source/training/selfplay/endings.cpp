@@ -11,6 +11,7 @@
 #include "tools/progress.h"
 #include "tools/training_record.h"
 #include "training/random.h"
+#include "training/switches.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -36,11 +37,6 @@ struct Ending {
     std::vector<int> pieces;  // codes, the side named first as White
 };
 
-bool complain(const std::string& name, const char* message) {
-    std::fprintf(stderr, "%s: %s\n", name.c_str(), message);
-    return false;
-}
-
 bool read_ending(const std::string& name, Ending& ending) {
     constexpr std::string_view LETTERS = "?PNBRQK";  // by piece type
     ending.name = name;
@@ -54,13 +50,13 @@ bool read_ending(const std::string& name, Ending& ending) {
         }
         const std::size_t type = LETTERS.find(letter, PAWN);
         if (type == std::string_view::npos || (type == KING) != king_due) {
-            return complain(name, "no material; one looks like KRPvKR");
+            return complain_of(name, "no material; one looks like KRPvKR");
         }
         king_due = false;
         ending.pieces.push_back(make_piece(colour, static_cast<int>(type)));
     }
-    if (colour == WHITE || king_due) return complain(name, "no material; one looks like KRPvKR");
-    if (static_cast<int>(ending.pieces.size()) > tb_largest) return complain(name, "more men than the tables have");
+    if (colour == WHITE || king_due) return complain_of(name, "no material; one looks like KRPvKR");
+    if (static_cast<int>(ending.pieces.size()) > tb_largest) return complain_of(name, "more men than the tables have");
     return true;
 }
 
@@ -118,22 +114,20 @@ bool make_record(const Ending& ending, Random& random, TrainingRecord& record) {
         const Position& position = game_record->position;
         int known = 0;
         if (known_endgame(position, position.side, known)) {
-            return complain(ending.name, "scored by its material alone, no network is asked");
+            return complain_of(ending.name, "scored by its material alone, no network is asked");
         }
         switch (label(record)) {
             case PROBE_FROM_TABLE: return true;
             case PROBE_FAILED:
-                std::fprintf(stderr, "%s: the tables do not answer, %s\n", ending.name.c_str(),
-                             position_to_fen(position, false).c_str());
-                return false;
+                return complain_of(ending.name, "the tables do not answer, " + position_to_fen(position, false));
             default: break;
         }
     }
-    return complain(ending.name, "no suitable position found");
+    return complain_of(ending.name, "no suitable position found");
 }
 
 bool try_ending(const Ending& ending, Random random) {
-    TrainingRecord record;
+    TrainingRecord record{};
     for (int i = 0; i < TRIED; ++i) {
         if (!make_record(ending, random, record)) return false;
     }
@@ -142,14 +136,13 @@ bool try_ending(const Ending& ending, Random random) {
 
 bool write_ending(const Ending& ending, std::uint64_t count, Random random, OutputFile& output) {
     Progress progress{"positions written"};
-    TrainingRecord record;
+    TrainingRecord record{};
     std::uint64_t written = 0;
     std::uint64_t won = 0;
     std::uint64_t lost = 0;
     bool good = true;
     while (written < count && !interrupted()) {
-        good =
-            make_record(ending, random, record) && put(output, {reinterpret_cast<const char*>(&record), sizeof record});
+        good = make_record(ending, random, record) && put(output, bytes_of(record));
         if (!good) break;
         won += record.sc > 0;
         lost += record.sc < 0;

@@ -4,7 +4,9 @@
 
 #include "platform/file_ops.h"
 #include "platform/file_path.h"
+#include "training/files.h"
 #include "training/selfplay/game_text.h"
+#include "training/switches.h"
 
 #include <cinttypes>
 #include <cstring>
@@ -16,28 +18,16 @@ namespace {
 constexpr const char* EXTENSIONS[] = {".bin", ".epd", ".pgn"};
 enum : int { BIN, EPD, PGN };
 
-bool complain(const std::string& name, const char* message) {
-    std::fprintf(stderr, "%s: %s\n", name.c_str(), message);
-    return false;
-}
-
 }  // namespace
 
 // The state is replaced as a whole, so that it is always that of one moment.
 bool GameFiles::write_state() const {
-    const std::string name = prefix_ + ".state";
-    const std::string fresh = name + ".new";
-    std::FILE* const file = open_file(fresh.c_str(), "wb");
-    if (!file) return complain(fresh, "cannot be written");
-    std::fprintf(file, "seed %" PRIu64 "\ngames %" PRIu64 "\n", seed_, games_);
+    std::string text = "seed " + std::to_string(seed_) + "\ngames " + std::to_string(games_) + "\n";
     for (int format = 0; format < FORMATS; ++format) {
-        if (known_[format]) std::fprintf(file, "%s %" PRIu64 "\n", EXTENSIONS[format] + 1, sizes_[format]);
+        if (known_[format]) text += EXTENSIONS[format] + 1 + (' ' + std::to_string(sizes_[format])) + '\n';
     }
-    const bool written = std::ferror(file) == 0;
-    if (std::fclose(file) != 0 || !written) return complain(fresh, "cannot be written");
-    std::error_code error;
-    std::filesystem::rename(file_path(fresh), file_path(name), error);
-    return error ? complain(name, "cannot be replaced") : true;
+    const std::string name = prefix_ + ".state";
+    return write_file_atomically(name, {text}) || complain_of(name, "cannot be written");
 }
 
 // A missing state is that of an empty run.
@@ -45,7 +35,7 @@ bool GameFiles::read_state() {
     const std::string name = prefix_ + ".state";
     if (!file_exists(name.c_str())) return true;
     std::FILE* const file = open_file(name.c_str(), "rb");
-    if (!file) return complain(name, "cannot be opened");
+    if (!file) return complain_of(name, "cannot be opened");
     bool has_games = false;
     char word[32];
     std::uint64_t number = 0;
@@ -62,7 +52,7 @@ bool GameFiles::read_state() {
     }
     const bool sound = has_games && std::feof(file) != 0;
     std::fclose(file);
-    return sound ? true : complain(name, "is damaged");
+    return sound ? true : complain_of(name, "is damaged");
 }
 
 bool GameFiles::open_format(int format) {
@@ -71,18 +61,18 @@ bool GameFiles::open_format(int format) {
     std::uint64_t size = 0;
     if (file_exists(name.c_str())) {
         size = std::filesystem::file_size(file_path(name), error);
-        if (error) return complain(name, "has no size");
+        if (error) return complain_of(name, "has no size");
     }
     if (size < sizes_[format])
-        return complain(name, "is shorter than its .state file says; without both, a new run begins");
+        return complain_of(name, "is shorter than its .state file says; without both, a new run begins");
     if (size > sizes_[format]) {
-        if (!known_[format]) return complain(name, "is there already and not of this run; choose another prefix");
+        if (!known_[format]) return complain_of(name, "is there already and not of this run; choose another prefix");
         std::filesystem::resize_file(file_path(name), sizes_[format], error);
-        if (error) return complain(name, "cannot be cut to its whole games");
+        if (error) return complain_of(name, "cannot be cut to its whole games");
     }
     known_[format] = true;
     files_[format] = open_file(name.c_str(), "ab");
-    return files_[format] ? true : complain(name, "cannot be written");
+    return files_[format] ? true : complain_of(name, "cannot be written");
 }
 
 bool GameFiles::open(const std::string& prefix, const SelfplayOptions& options) {
@@ -102,7 +92,7 @@ bool GameFiles::append(int format, const char* data, std::size_t size) {
     if (size == 0) return true;
     std::FILE* const file = files_[format];
     if (std::fwrite(data, 1, size, file) != size || std::fflush(file) != 0) {
-        return complain(prefix_ + EXTENSIONS[format], "cannot be written");
+        return complain_of(prefix_ + EXTENSIONS[format], "cannot be written");
     }
     sizes_[format] += size;
     return true;

@@ -1,20 +1,19 @@
 // Merging: everything is held in memory, 40 bytes a record and at most 16 more for the index of positions.
 #include "training/selfplay/merge.h"
 
-#include "platform/file_ops.h"
-#include "platform/file_path.h"
+#include "platform/file_reports.h"
+#include "platform/output_file.h"
 #include "position/position.h"
-#include "tools/training_record.h"
+#include "training/files.h"
 #include "training/random.h"
+#include "training/switches.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -24,8 +23,6 @@ namespace {
 // otherwise lie on both sides.
 constexpr std::size_t HOLDOUT_STRETCH = 4096;
 
-constexpr std::size_t READ_CHUNK = 1 << 16;  // records
-
 constexpr std::size_t POSITION_BYTES = offsetof(TrainingRecord, result);
 constexpr std::size_t MOST_RECORDS = 0xFFFFFFFE;
 
@@ -34,11 +31,6 @@ struct Counts {
     std::size_t damaged = 0;
     std::size_t duplicates = 0;
 };
-
-bool complain(const std::string& name, const char* message) {
-    std::fprintf(stderr, "%s: %s\n", name.c_str(), message);
-    return false;
-}
 
 // Set of the positions of a list of records: open addressing over record numbers.
 class PositionSet {
@@ -69,22 +61,12 @@ private:
     std::vector<std::uint32_t> slots_;  // record number + 1; 0: empty
 };
 
-bool read_file(const std::string& name, std::vector<TrainingRecord>& records) {
-    std::FILE* const file = open_file(name.c_str(), "rb");
-    if (!file) return complain(name, "cannot be opened");
+bool read_input(const std::string& name, std::vector<TrainingRecord>& records) {
     const std::size_t before = records.size();
-    while (true) {
-        const std::size_t size = records.size();
-        records.resize(size + READ_CHUNK);
-        const std::size_t bytes = std::fread(&records[size], 1, READ_CHUNK * sizeof(TrainingRecord), file);
-        records.resize(size + bytes / sizeof(TrainingRecord));
-        if (bytes % sizeof(TrainingRecord) != 0) complain(name, "ends within a record, which is left out");
-        if (bytes < READ_CHUNK * sizeof(TrainingRecord)) break;
+    if (const std::string fault = read_record_file(name, MOST_RECORDS, records); !fault.empty()) {
+        return complain_of(name, fault);
     }
-    const bool failed = std::ferror(file) != 0;
-    std::fclose(file);
-    if (failed) return complain(name, "cannot be read");
-    if (records.size() > MOST_RECORDS) return complain(name, "too many records");
+    if (records.size() == MOST_RECORDS) return complain_of(name, "too many records");
     std::printf("%s: %zu records\n", name.c_str(), records.size() - before);
     return true;
 }
@@ -149,13 +131,10 @@ std::uint64_t checksum(const std::vector<TrainingRecord>& records) {
 }
 
 bool write_file(const std::string& name, const std::vector<TrainingRecord>& records) {
-    std::FILE* const file = open_file(name.c_str(), "wb");
-    if (!file) return complain(name, "cannot be written");
-    const bool written = std::fwrite(records.data(), sizeof(TrainingRecord), records.size(), file) == records.size();
-    if (std::fclose(file) != 0 || !written) {
-        delete_file(name.c_str());
-        return complain(name, "cannot be written");
-    }
+    OutputFile file;
+    if (!create_output(file, name)) return false;
+    for (const TrainingRecord& record : records) put(file, bytes_of(record));
+    if (!close_output(file)) return false;
     std::printf("%s: %zu records, checksum %016llx\n", name.c_str(), records.size(),
                 static_cast<unsigned long long>(checksum(records)));
     return true;
@@ -165,31 +144,15 @@ std::string holdout_name(const SelfplayOptions& options) {
     return options.merge_output.substr(0, options.merge_output.size() - 4) + "-holdout.bin";
 }
 
-bool is_same_file(const std::string& a, const std::string& b) {
-    std::error_code error;
-    return a == b || std::filesystem::equivalent(file_path(a), file_path(b), error);
-}
-
 bool names_are_good(const SelfplayOptions& options) {
-    if (!options.merge_output.ends_with(".bin")) return complain(options.merge_output, "the name must end in .bin");
+    if (!options.merge_output.ends_with(".bin")) return complain_of(options.merge_output, "the name must end in .bin");
     for (const std::string& input : options.inputs) {
-        if (!input.ends_with(".bin")) return complain(input, "the name must end in .bin");
-        if (is_same_file(input, options.merge_output) || is_same_file(input, holdout_name(options))) {
-            return complain(input, "is input and output");
+        if (!has_extension(input, ".bin") || !is_other_file(input, options.merge_output) ||
+            !is_other_file(input, holdout_name(options))) {
+            return false;
         }
     }
     return true;
-}
-
-// Room for all inputs at once: growing step by step would hold them twice.
-void reserve(const SelfplayOptions& options, std::vector<TrainingRecord>& records) {
-    std::size_t bytes = 0;
-    for (const std::string& input : options.inputs) {
-        std::error_code error;
-        const auto size = std::filesystem::file_size(file_path(input), error);
-        if (!error) bytes += size;
-    }
-    records.reserve(bytes / sizeof(TrainingRecord) + READ_CHUNK);
 }
 
 }  // namespace
@@ -197,9 +160,12 @@ void reserve(const SelfplayOptions& options, std::vector<TrainingRecord>& record
 bool merge_records(const SelfplayOptions& options) {
     if (!names_are_good(options)) return false;
     std::vector<TrainingRecord> records;
-    reserve(options, records);
+    // Room for all inputs at once: growing step by step would hold them twice.
+    std::size_t room = 0;
+    for (const std::string& input : options.inputs) room += room_to_read(input);
+    records.reserve(room);
     for (const std::string& input : options.inputs) {
-        if (!read_file(input, records)) return false;
+        if (!read_input(input, records)) return false;
     }
     Counts counts;
     counts.read = records.size();

@@ -106,8 +106,7 @@ bool play_games(const SelfplayOptions& options, const OpeningBook& book, int wor
         const GameOutcome outcome = play_game(maker, random, game);
         if (outcome == GameOutcome::STOPPED) return true;
         if (outcome == GameOutcome::NO_START) {
-            std::fprintf(stderr, "no even start found; the openings may be too uneven\n");
-            return false;
+            return complain_of("tarn_selfplay", "no even start found; the openings may be too uneven");
         }
         if (!files.write(game)) return false;
         count_game(statistics, game);
@@ -140,8 +139,7 @@ bool watch_workers(const SelfplayOptions& options, ProgressLine& progress) {
         sleep_milliseconds(POLL_MILLISECONDS);
     }
     if (workers_failed() == 0) return true;
-    std::fprintf(stderr, "%d of %d processes failed\n", workers_failed(), options.processes);
-    return false;
+    return complain_of("--processes", std::to_string(workers_failed()) + " failed");
 }
 
 bool create_shared_state(const SelfplayOptions& options) {
@@ -173,7 +171,7 @@ int play(const SelfplayOptions& options) {
     } else {
         const int role = start_workers(options.processes);
         if (role < 0) {
-            std::fprintf(stderr, "--processes: cannot start workers; start several programs with their own --output\n");
+            complain_of("--processes", "cannot start workers; start several programs with their own --output");
             return 1;
         }
         if (role < options.processes) return run_worker(options, book, role);

@@ -1,13 +1,15 @@
 // Choosing starts.
 #include "training/selfplay/start.h"
 
-#include "platform/file_ops.h"
 #include "position/make_move.h"
 #include "position/movegen.h"
 #include "search/game_stack.h"
 #include "search/search_thread.h"
+#include "tools/line_reader.h"
+#include "tools/training_data.h"
+#include "training/switches.h"
 
-#include <cstdio>
+#include <string_view>
 
 namespace {
 
@@ -16,35 +18,6 @@ namespace {
 constexpr int BOOK_RANDOM_PLIES = 4;
 constexpr int ENDGAME_RANDOM_PLIES = 2;
 constexpr int ENDGAME_PIECES = 6;  // knights, bishops, rooks and queens of both sides
-
-// The first four fields of an EPD line, with the counters that follow them when they are given.
-std::string fen_of_line(const std::string& line) {
-    std::size_t end = 0;
-    std::string fen;
-    for (int field = 0; field < 6; ++field) {
-        const std::size_t begin = line.find_first_not_of(" \t", end);
-        if (begin == std::string::npos) break;
-        end = line.find_first_of(" \t", begin);
-        const std::string word = line.substr(begin, end == std::string::npos ? end : end - begin);
-        if (field >= 4 && word.find_first_not_of("0123456789") != std::string::npos) break;
-        if (field > 0) fen += ' ';
-        fen += word;
-        if (end == std::string::npos) break;
-    }
-    return fen;
-}
-
-bool read_line(std::FILE* file, std::string& line) {
-    line.clear();
-    for (int c; (c = std::getc(file)) != EOF;) {
-        if (c == '\n') {
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            return true;
-        }
-        line += static_cast<char>(c);
-    }
-    return !line.empty();
-}
 
 int piece_count(const Position& position) {
     int count = 0;
@@ -64,29 +37,23 @@ std::string start_fen(const Position& position) {
 bool load_openings(const std::vector<std::string>& names, OpeningBook& book) {
     Position& position = game_record->position;
     for (const std::string& name : names) {
-        std::FILE* const file = open_file(name.c_str(), "rb");
-        if (!file) {
-            std::fprintf(stderr, "%s: cannot be opened\n", name.c_str());
-            return false;
-        }
+        LineReader reader;
+        if (!open_lines(reader, name.c_str(), EPD_LINE)) return complain_of(name, "cannot be opened");
         std::vector<std::string>& fens = book.files.emplace_back();
         int unusable = 0;
-        for (std::string line; read_line(file, line);) {
-            if (line.empty() || line[0] == '#' || line[0] == ';' || line[0] == ' ') continue;
+        for (std::string_view line; read_line(reader, line);) {
+            if (line.empty() || is_epd_comment(line)) continue;
             position.side = WHITE;
-            set_game_position(fen_of_line(line));
+            set_game_position(line);
             if (is_playable(position) && !legal_moves(position).empty()) {
                 fens.push_back(start_fen(position));
             } else {
                 ++unusable;
             }
         }
-        std::fclose(file);
-        if (unusable) std::fprintf(stderr, "%s: %d lines are no position to play from\n", name.c_str(), unusable);
-        if (fens.empty()) {
-            std::fprintf(stderr, "%s: no positions\n", name.c_str());
-            return false;
-        }
+        if (reader.text.error) return complain_of(name, "cannot be read");
+        if (unusable) complain_of(name, std::to_string(unusable) + " lines are no position to play from");
+        if (fens.empty()) return complain_of(name, "no positions");
     }
     return true;
 }

@@ -9,12 +9,14 @@
 #include "search/game_stack.h"
 #include "search/search_thread.h"
 #include "tools/progress.h"
-#include "tools/training_record.h"
+#include "training/files.h"
 #include "training/selfplay/random_moves.h"
+#include "training/switches.h"
 
 #include <cstddef>
 #include <cstdio>
-#include <string_view>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -53,7 +55,7 @@ bool write_variations(const TrainingRecord& record, int copies, Random& random, 
         TrainingRecord variation;
         int made = make_random_moves(random, MOST_RANDOM_MOVES);
         if (made > 0 && label(variation)) {
-            if (!put(output, {reinterpret_cast<const char*>(&variation), sizeof variation})) return false;
+            if (!put(output, bytes_of(variation))) return false;
             ++counts.written;
         }
         for (; made > 0; --made) unmake_game_move();
@@ -61,26 +63,20 @@ bool write_variations(const TrainingRecord& record, int copies, Random& random, 
     return true;
 }
 
-bool vary_file(const SelfplayOptions& options, const std::string& name, Random& random, OutputFile& output,
+bool vary_file(const SelfplayOptions& options, const std::string& name, Random random, OutputFile& output,
                Counts& counts) {
-    std::FILE* const input = open_file(name.c_str(), "rb");
-    if (!input) {
-        std::fprintf(stderr, "%s: cannot be opened\n", name.c_str());
-        return false;
-    }
+    std::vector<TrainingRecord> records;
+    const std::string fault = read_record_file(name, SIZE_MAX, records);
+    if (!fault.empty()) return complain_of(name, fault);
     Progress progress{"positions varied"};
-    TrainingRecord record;
     bool good = true;
-    while (good && !interrupted() && std::fread(&record, sizeof record, 1, input) == 1) {
+    for (const TrainingRecord& record : records) {
+        if (interrupted()) break;
         good = write_variations(record, options.copies, random, output, counts);
+        if (!good) break;
         if (counts.read % PROGRESS_STEP == 0) show_progress(progress, counts.read);
     }
     end_progress(progress);
-    if (std::ferror(input)) {
-        std::fprintf(stderr, "%s: cannot be read\n", name.c_str());
-        good = false;
-    }
-    std::fclose(input);
     return good;
 }
 
@@ -90,9 +86,7 @@ bool vary_records(const SelfplayOptions& options) {
     if (!has_extension(options.vary_output, ".bin")) return false;
     for (const std::string& input : options.inputs) {
         if (!has_extension(input, ".bin") || !is_other_file(input, options.vary_output)) return false;
-        if (file_exists(input.c_str())) continue;
-        std::fprintf(stderr, "%s: cannot be opened\n", input.c_str());
-        return false;
+        if (!file_exists(input.c_str())) return complain_of(input, "cannot be opened");
     }
     game_record->eval.no_contempt = 1;
     catch_interrupts();
@@ -101,8 +95,7 @@ bool vary_records(const SelfplayOptions& options) {
     Counts counts;
     bool good = true;
     for (std::size_t i = 0; i < options.inputs.size() && good; ++i) {
-        Random random = random_stream(options.seed, 0, i);
-        good = vary_file(options, options.inputs[i], random, output, counts);
+        good = vary_file(options, options.inputs[i], random_stream(options.seed, 0, i), output, counts);
     }
     good &= close_output(output);
     std::printf("%zu read, %zu damaged, %zu written\n", counts.read, counts.damaged, counts.written);

@@ -2,13 +2,12 @@
 #include "training/train/checkpoint.h"
 
 #include "platform/file_ops.h"
-#include "platform/file_path.h"
+#include "training/files.h"
 
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
+#include <string_view>
 
 namespace {
 
@@ -27,24 +26,15 @@ struct Header {
 };
 static_assert(sizeof(Header) == 48);
 
+std::string_view bytes_of(const AlignedArray<float>& array) {
+    return {reinterpret_cast<const char*>(array.data()), array.size() * sizeof(float)};
+}
+
 bool read_array(std::FILE* file, AlignedArray<float>& array) {
     return std::fread(array.data(), sizeof(float), array.size(), file) == array.size();
 }
 
 }  // namespace
-
-bool write_file_atomically(const std::string& name, const void* const* part, const std::size_t* bytes, int parts) {
-    const std::string unfinished = name + ".tmp";
-    std::FILE* const file = open_file(unfinished.c_str(), "wb");
-    if (!file) return false;
-    bool written = true;
-    for (int i = 0; i < parts; ++i) written &= std::fwrite(part[i], 1, bytes[i], file) == bytes[i];
-    written &= std::fclose(file) == 0;
-    std::error_code error;
-    if (written) std::filesystem::rename(file_path(unfinished), file_path(name), error);
-    if (!written || error) delete_file(unfinished.c_str());
-    return written && !error;
-}
 
 bool write_checkpoint(const std::string& name, const RunIdentity& identity, const TrainingState& state) {
     Header header{};
@@ -56,11 +46,10 @@ bool write_checkpoint(const std::string& name, const RunIdentity& identity, cons
     header.step = state.step;
     header.epoch = state.epoch;
     header.epoch_step = state.epoch_step;
-    const std::size_t array_bytes = state.model.parameter.size() * sizeof(float);
-    const void* const part[] = {&header, state.model.parameter.data(), state.first_moment.data(),
-                                state.second_moment.data()};
-    const std::size_t bytes[] = {sizeof header, array_bytes, array_bytes, array_bytes};
-    return write_file_atomically(name, part, bytes, 4);
+    return write_file_atomically(name, {{reinterpret_cast<const char*>(&header), sizeof header},
+                                        bytes_of(state.model.parameter),
+                                        bytes_of(state.first_moment),
+                                        bytes_of(state.second_moment)});
 }
 
 std::string read_checkpoint(const std::string& name, RunIdentity& identity, TrainingState& state) {

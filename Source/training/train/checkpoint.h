@@ -19,6 +19,3 @@ bool write_checkpoint(const std::string& name, const RunIdentity& identity, cons
 
 // Empty on success, else what is wrong; the state is then not usable.
 std::string read_checkpoint(const std::string& name, RunIdentity& identity, TrainingState& state);
-
-// Writes a whole file in that way.
-bool write_file_atomically(const std::string& name, const void* const* part, const std::size_t* bytes, int parts);

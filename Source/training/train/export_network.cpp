@@ -2,7 +2,7 @@
 #include "training/train/export_network.h"
 
 #include "eval/network_bounds.h"
-#include "training/train/checkpoint.h"
+#include "training/files.h"
 
 #include <algorithm>
 #include <array>
@@ -150,7 +150,5 @@ std::string network_file_image(int hidden, const std::vector<std::int16_t>& valu
 
 bool write_network(const std::string& name, const Model& model, ExportReport& report) {
     const std::string image = network_file_image(model.hidden, quantise(model, report));
-    const void* const part[] = {image.data()};
-    const std::size_t bytes[] = {image.size()};
-    return write_file_atomically(name, part, bytes, 1);
+    return write_file_atomically(name, {image});
 }

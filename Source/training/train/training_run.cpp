@@ -8,6 +8,7 @@
 #include "platform/file_ops.h"
 #include "platform/process.h"
 #include "platform/words.h"
+#include "training/files.h"
 #include "training/train/export_network.h"
 #include "training/train/import_network.h"
 #include "training/train/reports.h"
@@ -157,9 +158,7 @@ bool finish_epoch(const TrainingPlan& plan, const TrainingSet& set, const Traini
     report += calibration_report(state.model, set.held_out(), work, team);
     print_raw("%s", report.c_str());
 
-    const void* const part[] = {report.data()};
-    const std::size_t bytes[] = {report.size()};
-    written &= write_file_atomically(report_name(plan), part, bytes, 1);
+    written &= write_file_atomically(report_name(plan), {report});
     if (!written) print_line("can't write the files of this epoch");
     return written;
 }

@@ -1,13 +1,12 @@
 // Reads, checks, parts and shuffles training records.
 #include "training/train/training_set.h"
 
-#include "platform/file_ops.h"
 #include "platform/file_path.h"
+#include "training/files.h"
 #include "training/random.h"
 #include "training/train/features.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <numeric>
@@ -28,40 +27,25 @@ double position_hash(const TrainingRecord& record) {
     return static_cast<double>(hash) * 0x1p-64;
 }
 
-std::string read_file(const std::string& name, std::size_t limit, std::vector<TrainingRecord>& records) {
-    std::FILE* const file = open_file(name.c_str(), "rb");
-    if (!file) return "can't open " + name;
-    constexpr std::size_t PIECE = 1 << 16;
-    std::error_code unknown_size;
-    const std::uintmax_t bytes = fs::file_size(file_path(name), unknown_size);
-    if (!unknown_size) records.reserve(std::min(limit, records.size() + bytes / sizeof(TrainingRecord) + PIECE));
-    while (records.size() < limit) {
-        const std::size_t before = records.size();
-        const std::size_t wanted = std::min(PIECE, limit - before);
-        records.resize(before + wanted);
-        const std::size_t got = std::fread(&records[before], sizeof(TrainingRecord), wanted, file);
-        records.resize(before + got);
-        if (got < wanted) break;
-    }
-    const bool failed = std::ferror(file) != 0;
-    std::fclose(file);
-    return failed ? "can't read " + name : std::string();
-}
-
 }  // namespace
 
 std::string read_records(const std::string& path, std::size_t limit, std::vector<TrainingRecord>& records) {
-    std::error_code error;
-    if (!fs::is_directory(file_path(path), error)) return read_file(path, limit, records);
     std::vector<std::string> names;
-    for (fs::directory_iterator entry(file_path(path), error), end; !error && entry != end; entry.increment(error)) {
-        if (entry->path().extension() == ".bin") names.push_back(file_name(entry->path()));
+    std::error_code error;
+    if (!fs::is_directory(file_path(path), error)) {
+        names.push_back(path);
+    } else {
+        for (fs::directory_iterator entry(file_path(path), error), end; !error && entry != end;
+             entry.increment(error)) {
+            if (entry->path().extension() == ".bin") names.push_back(file_name(entry->path()));
+        }
+        if (error) return path + ": cannot be read";
     }
-    if (error) return "can't read " + path;
-    if (names.empty()) return "no .bin file in " + path;
+    if (names.empty()) return path + ": no .bin file";
     std::sort(names.begin(), names.end());
     for (const std::string& name : names) {
-        if (std::string fault = read_file(name, limit, records); !fault.empty()) return fault;
+        const std::string fault = read_record_file(name, limit, records);
+        if (!fault.empty()) return std::string(name).append(": ").append(fault);
     }
     return {};
 }

@@ -20,7 +20,7 @@ struct TrainingSet {
 };
 
 // Appends up to `limit` records of a file ("*.bin"), or of all such files of a folder in the order of their names, to
-// `records`. A part of a record at the end of a file is ignored. Empty on success, else what went wrong.
+// `records`. Empty on success, else what went wrong.
 std::string read_records(const std::string& path, std::size_t limit, std::vector<TrainingRecord>& records);
 
 // Drops damaged records and parts the rest. The hash of a position decides, so that a position is on the same side in

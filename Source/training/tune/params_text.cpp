@@ -8,12 +8,6 @@
 
 namespace {
 
-// Value of the registry that the change is counted from.
-double start_value(std::size_t value) {
-    const EvalParams& param = eval_params[static_cast<std::size_t>(first_table_param) + value / 2];
-    return static_cast<double>(value % 2 ? param.eg : param.mg);
-}
-
 // The nearest numbers that are written with one character less and one more; n itself where there is none to be had.
 int shorter(int n) {
     if (n < 0) return n > -10 ? 0 : n > -100 ? -9 : -99;
@@ -36,10 +30,6 @@ int rounded(double value) {
     return static_cast<int>(std::lround(value));
 }
 
-void append_pair(std::string& text, double mg, double eg) {
-    text += format_text(",%d,%d", rounded(mg), rounded(eg));
-}
-
 // At most five characters: 987, 12.3k, 4.56M.
 std::string short_count(std::uint64_t count) {
     const double n = static_cast<double>(count);
@@ -60,14 +50,12 @@ void print_value(std::FILE* out, int entry, float value) {
 void print_rank(std::FILE* out, int table, int rank, const std::array<std::uint64_t, TABLE_ENTRIES>& counts) {
     const auto entry_of = [&](int file) { return table_entry(table, make_square(file, rank)); };
     std::fprintf(out, "%d ", rank + 1);
-    for (int file = 0; file < 8; ++file) {
-        print_value(out, entry_of(file), eval_params[first_table_param + entry_of(file)].mg);
+    for (const auto half : {&EvalParams::mg, &EvalParams::eg}) {
+        for (int file = 0; file < 8; ++file) {
+            print_value(out, entry_of(file), eval_params[first_table_param + entry_of(file)].*half);
+        }
+        std::fprintf(out, " |");
     }
-    std::fprintf(out, " |");
-    for (int file = 0; file < 8; ++file) {
-        print_value(out, entry_of(file), eval_params[first_table_param + entry_of(file)].eg);
-    }
-    std::fprintf(out, " |");
     for (int file = 0; file < 8; ++file) {
         const int entry = entry_of(file);
         const std::string count = is_free_entry(entry) ? short_count(counts[static_cast<std::size_t>(entry)]) : ".";
@@ -78,7 +66,13 @@ void print_rank(std::FILE* out, int table, int rank, const std::array<std::uint6
 
 }  // namespace
 
+double table_value(std::size_t value) {
+    const EvalParams& param = eval_params[static_cast<std::size_t>(first_table_param) + value / 2];
+    return static_cast<double>(value % 2 ? param.eg : param.mg);
+}
+
 std::string params_text(const TableChange& change) {
+    constexpr double NO_CHANGES[] = {0, 0};
     std::string text = "start\n";
     for (int i = 0; i < eval_param_count; ++i) {
         const EvalParams& param = eval_params[i];
@@ -86,9 +80,9 @@ std::string params_text(const TableChange& change) {
         const bool first_of_line = i == 0 || std::string_view(param.name) != eval_params[i - 1].name;
         if (first_of_line) text += format_text("%s%s", i == 0 ? "" : "\n", param.name);
         const bool in_table = entry >= 0 && entry < TABLE_ENTRIES;
-        const std::size_t value = in_table ? 2 * static_cast<std::size_t>(entry) : 0;
-        append_pair(text, static_cast<double>(param.mg) + (in_table ? change[value] : 0.0),
-                    static_cast<double>(param.eg) + (in_table ? change[value + 1] : 0.0));
+        const double* const changes = in_table ? &change[2 * static_cast<std::size_t>(entry)] : NO_CHANGES;
+        text += format_text(",%d,%d", rounded(static_cast<double>(param.mg) + changes[0]),
+                            rounded(static_cast<double>(param.eg) + changes[1]));
     }
     return text + "\n";
 }
@@ -103,7 +97,7 @@ bool fit_text_length(TableChange& change, const TableChange& curvature, std::siz
     std::vector<Resize> choices;
     for (std::size_t v = 0; v < change.size(); ++v) {
         if (!is_free_entry(static_cast<int>(v / 2))) continue;
-        const double best = start_value(v) + change[v];
+        const double best = table_value(v) + change[v];
         const int plain = rounded(best);
         const int other = now > length ? shorter(plain) : longer(plain);
         const double off = other - best, off_plain = plain - best;
@@ -113,7 +107,7 @@ bool fit_text_length(TableChange& change, const TableChange& curvature, std::siz
     if (choices.size() < needed) return false;
     std::sort(choices.begin(), choices.end(), [](const Resize& a, const Resize& b) { return a.cost < b.cost; });
     choices.resize(needed);
-    for (const Resize& choice : choices) change[choice.value] = choice.number - start_value(choice.value);
+    for (const Resize& choice : choices) change[choice.value] = choice.number - table_value(choice.value);
     return true;
 }
 

@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <string>
 
+// The registry's value that changes[value] is counted from.
+double table_value(std::size_t value);
+
 // The whole registry as parameter text, its tables changed and rounded; load_params_text reads it back.
 std::string params_text(const TableChange& change);
 

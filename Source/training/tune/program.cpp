@@ -6,6 +6,7 @@
 #include "platform/interrupts.h"
 #include "platform/output_file.h"
 #include "search/engine.h"
+#include "training/files.h"
 #include "training/switches.h"
 #include "training/tune/fit.h"
 #include "training/tune/params_text.h"
@@ -50,9 +51,10 @@ unsigned long long shown(std::uint64_t n) {
 bool read_all_records(const TuneOptions& options, TuningSet& training, TuningSet& hold_out) {
     ReadCounts counts{};
     for (const std::string& name : options.records) {
-        if (!read_records(name.c_str(), options.read, training, hold_out, counts)) {
-            return complain_of(name, "cannot be read");
-        }
+        std::vector<TrainingRecord> records;
+        const std::string fault = read_record_file(name, SIZE_MAX, records);
+        if (!fault.empty()) return complain_of(name, fault);
+        add_records(records, options.read, training, hold_out, counts);
     }
     std::printf(
         "%llu records: %llu kept; left out %llu damaged, %llu in check, %llu known endgames, %llu decided, "
@@ -95,10 +97,7 @@ TableChange fit(const TuneOptions& options, const TuningSet& training, const Tun
 
 TableChange table_values() {
     TableChange values;
-    for (std::size_t v = 0; v < values.size(); ++v) {
-        const EvalParams& param = eval_params[static_cast<std::size_t>(first_table_param) + v / 2];
-        values[v] = static_cast<double>(v % 2 ? param.eg : param.mg);
-    }
+    for (std::size_t v = 0; v < values.size(); ++v) values[v] = table_value(v);
     return values;
 }
 

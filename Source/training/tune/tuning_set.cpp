@@ -1,12 +1,10 @@
-// Reads training records, leaves out what the static evaluation never has to judge, and stores the rest.
+// Unpacks training records, leaves out what the static evaluation never has to judge, and stores the rest.
 #include "training/tune/tuning_set.h"
 
 #include "eval/evaluate.h"
-#include "platform/file_ops.h"
 #include "position/see.h"
 #include "training/random.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -96,33 +94,23 @@ void add_position(TuningSet& set, const TrainingRecord& record, const Position& 
     set.positions.push_back(row);
 }
 
-bool read_records(const char* name, const ReadOptions& options, TuningSet& training, TuningSet& hold_out,
-                  ReadCounts& counts) {
+void add_records(std::span<const TrainingRecord> records, const ReadOptions& options, TuningSet& training,
+                 TuningSet& hold_out, ReadCounts& counts) {
     constexpr std::size_t BLOCK = 1024;
-    std::FILE* file = open_file(name, "rb");
-    if (!file) return false;
     auto reader = std::make_unique<Reader>();
-    init_game_state(reader->game, reader->position);
-    std::vector<TrainingRecord> block(BLOCK);
-    while (const std::size_t read = std::fread(block.data(), sizeof(TrainingRecord), BLOCK, file)) {
-        TuningSet& set = is_held_out(options, counts.read) ? hold_out : training;
-        for (std::size_t i = 0; i < read; ++i) {
-            Position& position = reader->position;
-            ++counts.read;
-            if (!record_to_position(block[i], position)) {
-                ++counts.damaged;
-                continue;
-            }
-            std::uint64_t& reason = classify(position, block[i], options.max_score, counts);
-            ++reason;
-            if (&reason != &counts.kept) continue;
-            trace_tables(reader->hce, position, reader->trace);
-            add_position(set, block[i], position, reader->trace);
-        }
+    Position& position = reader->position;
+    init_game_state(reader->game, position);
+    TuningSet* set = nullptr;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        if (i % BLOCK == 0) set = is_held_out(options, counts.read) ? &hold_out : &training;
+        ++counts.read;
+        const bool sound = record_to_position(records[i], position);
+        std::uint64_t& reason = sound ? classify(position, records[i], options.max_score, counts) : counts.damaged;
+        ++reason;
+        if (&reason != &counts.kept) continue;
+        trace_tables(reader->hce, position, reader->trace);
+        add_position(*set, records[i], position, reader->trace);
     }
-    const bool failed = std::ferror(file) != 0;
-    std::fclose(file);
-    return !failed;
 }
 
 double changed_score(const TuningSet& set, const TuningPosition& row, const TableChange& change) {

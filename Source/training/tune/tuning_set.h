@@ -55,10 +55,10 @@ bool is_free_entry(int entry);
 // Adds a traced position with its free entries; the record gives the result.
 void add_position(TuningSet& set, const TrainingRecord& record, const Position& position, const TableTrace& trace);
 
-// Appends a file of records to the two sets; the hold-out is chosen by blocks of consecutive records, so that few
-// games have positions in both. False when the file cannot be read.
-bool read_records(const char* name, const ReadOptions& options, TuningSet& training, TuningSet& hold_out,
-                  ReadCounts& counts);
+// Adds the records of a file to the two sets; the hold-out is chosen by blocks of consecutive records, so that few
+// games have positions in both.
+void add_records(std::span<const TrainingRecord> records, const ReadOptions& options, TuningSet& training,
+                 TuningSet& hold_out, ReadCounts& counts);
 
 // Changes of the table values in centipawns: [2 * entry] middle game, [2 * entry + 1] end game.
 using TableChange = std::array<double, 2 * TABLE_ENTRIES>;
