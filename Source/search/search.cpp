@@ -117,16 +117,13 @@ bool has_threat(const SearchThread& thread, int side, int eval, int beta) {
     const int enemy = side ^ 1;
     const Bitboard occ = occupancy(position);
     for (Bitboard pieces = position.pieces[side][0]; pieces;) {
-        const int square = pop_lsb(pieces);
-        const int type = type_of(position.board[square]);
-        if (eval - EXCHANGE_VALUE[type] >= beta) continue;
-        if (eval - swap_gain(position, enemy, square, type, occ) < beta) return true;
+        if (see_reaches(position, enemy, NO_SQUARE, pop_lsb(pieces), eval - beta + 1)) return true;
     }
     const Bitboard far_ranks = enemy == WHITE ? 0x00FFFF0000000000ULL : 0x0000000000FFFF00ULL;
     for (Bitboard pawns = position.pieces[enemy][PAWN] & far_ranks; pawns;) {
         const int square = pop_lsb(pawns);
         const int ahead = square + pawn_push(enemy);
-        if (!(occ & bit(ahead)) && see(position, enemy, square, ahead) >= 0) return true;
+        if (!(occ & bit(ahead)) && see_reaches(position, enemy, square, ahead, 0)) return true;
     }
     return false;
 }
