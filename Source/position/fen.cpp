@@ -3,6 +3,7 @@
 #include "position/castling.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace {
@@ -25,12 +26,19 @@ struct FenReader {
     }
 };
 
+constexpr std::string_view LETTERS = " PNBRQK  pnbrqk";  // by piece code
+
 // Piece code of a FEN letter, 0 for any other character.
-int piece_of_letter(char letter) {
-    constexpr std::string_view letters = " PNBRQK  pnbrqk";
-    const std::size_t code = letters.find(letter);
-    return letter == ' ' || code == std::string_view::npos ? 0 : static_cast<int>(code);
-}
+constexpr auto PIECE_OF_LETTER = [] {
+    std::array<std::uint8_t, 256> table{};
+    for (const int colour : {WHITE, BLACK}) {
+        for (int type = PAWN; type <= KING; ++type) {
+            const int piece = make_piece(colour, type);
+            table[static_cast<unsigned char>(LETTERS[piece])] = static_cast<std::uint8_t>(piece);
+        }
+    }
+    return table;
+}();
 
 // Squares past the h-file or below the first rank are counted but not written.
 void read_placement(Position& position, std::string_view placement) {
@@ -42,7 +50,7 @@ void read_placement(Position& position, std::string_view placement) {
             file = 0;
         } else if (ch >= '1' && ch <= '8') {
             file += static_cast<std::size_t>(ch - '0');
-        } else if (const int piece = piece_of_letter(ch)) {
+        } else if (const int piece = PIECE_OF_LETTER[static_cast<unsigned char>(ch)]) {
             if (file < 8) place(position, piece, make_square(static_cast<int>(file), rank));
             ++file;
         }
@@ -150,22 +158,24 @@ int set_position(Position& position, std::string_view fen) {
 
 std::string position_to_fen(const Position& position, bool with_counters) {
     constexpr std::size_t LONGEST = 96;  // with counters
+    char placement[LONGEST];
+    char* end = placement;
+    for (int rank = 7; rank >= 0; --rank) {
+        int file = 0;
+        const auto skip_to = [&](int next) {
+            if (next > file) *end++ = static_cast<char>('0' + next - file);
+            file = next + 1;
+        };
+        for (Bitboard pieces = occupancy(position) >> (rank * 8) & 255; pieces;) {
+            skip_to(pop_lsb(pieces));
+            *end++ = LETTERS[position.board[make_square(file - 1, rank)]];
+        }
+        skip_to(8);
+        if (rank > 0) *end++ = '/';
+    }
     std::string fen;
     fen.reserve(LONGEST);
-    for (int rank = 7; rank >= 0; --rank) {
-        int empty = 0;
-        for (int file = 0; file <= 8; ++file) {
-            const int piece = file < 8 ? position.board[make_square(file, rank)] : 0;
-            if (file < 8 && !piece) {
-                ++empty;
-                continue;
-            }
-            if (empty) fen += static_cast<char>('0' + empty);
-            empty = 0;
-            if (piece) fen += (colour_of(piece) == WHITE ? " PNBRQK" : " pnbrqk")[type_of(piece)];
-        }
-        if (rank > 0) fen += '/';
-    }
+    fen.assign(placement, end);
     fen += position.side == WHITE ? " w " : " b ";
     for (int i = 0; i < 4; ++i) {
         if (position.castling & 1 << i) fen += "KQkq"[i];

@@ -34,6 +34,10 @@ bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != NONE;
 }
 
+bool is_blank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
 bool begins_with_letter(std::string_view text) {
     return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0]));
 }
@@ -63,7 +67,9 @@ std::size_t token_length(std::string_view text) {
         case '(': return through(')', text.size());
         case '"': return through('"', text.size());
         case '[': return tag_length(text);
-        default: return std::min(text.find_first_of(" \t\n\r{("), text.size());
+        default:
+            return static_cast<std::size_t>(
+                std::ranges::find_if(text, [](char c) { return is_blank(c) || c == '{' || c == '('; }) - text.begin());
     }
 }
 
@@ -123,7 +129,8 @@ void store_move(PgnGame& game, std::string_view text) {
     char* const move = game.moves[game.move_count++];
     std::size_t size = 0;
     for (const char c : text) {
-        if (size < sizeof game.moves[0] - 1 && !contains("+#=!?", {&c, 1})) move[size++] = c;
+        const bool sign = c == '+' || c == '#' || c == '=' || c == '!' || c == '?';
+        if (size < sizeof game.moves[0] - 1 && !sign) move[size++] = c;
     }
     move[size] = '\0';
 }
@@ -131,7 +138,7 @@ void store_move(PgnGame& game, std::string_view text) {
 }  // namespace
 
 std::string_view next_pgn_token(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(BLANKS), text.size()));
+    while (!text.empty() && is_blank(text[0])) text.remove_prefix(1);
     if (text.empty()) return {};
     const std::string_view token = text.substr(0, token_length(text));
     text.remove_prefix(token.size());

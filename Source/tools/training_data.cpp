@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -76,11 +77,12 @@ bool store_records(const TrainingBuffer& buffer, const std::string& name) {
 }
 
 void unpack_record(const TrainingRecord& record, const Position& position, std::string& line) {
-    char labels[64];
-    const int size = std::snprintf(labels, sizeof labels, " ce %d; sc %d, gr %0.1f\n", record.ce, record.sc,
-                                   static_cast<double>(win_probability(record.result)));
+    // One decimal, a tie to the even digit: ten times a float is exact in double precision.
+    const long tenths = std::lrint(10 * static_cast<double>(win_probability(record.result)));
     line = position_to_fen(position, false);
-    line.append(labels, static_cast<std::size_t>(size));
+    line.append(" ce ").append(std::to_string(record.ce)).append("; sc ").append(std::to_string(record.sc));
+    line.append(tenths == 10 ? ", gr 1." : ", gr 0.") += static_cast<char>('0' + tenths % 10);
+    line += '\n';
 }
 
 std::string bucket_name(int bucket) {
