@@ -2,13 +2,18 @@
 #   make run [ARGS=-c]     make test     make bench     make lint     make format
 #   make signature   after a change that means to alter the search, the evaluation or the network
 #   make samples     renews the program's output in README.md and docs/
-#   make install [PREFIX=/usr/local]     make clean
+#   make install [PREFIX=/usr/local]     make uninstall     make clean
+#   make dist    the packages, into dist/     make check-dist   the same, and whether their programs run
+#   make EXE=name [CXX=compiler] [EVALFILE=network]   for test farms: a compiler is enough
+#   make fuzz [TARGET=uci] [SECONDS=60]   random inputs for every reader
 #   make test-windows   the Windows program, built with MinGW-w64 and tested under wine
 # The laboratory: make selfplay (training games)   make tune (hand-crafted evaluation)   make train (network)
 PREFIX ?= /usr/local
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 ARGS ?=
 BUILD := build/release
+PROGRAM := $(BUILD)/tarn
+VERSION := $(shell sed -n 's/^project.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 SETUP := sh scripts/setup.sh
 # The interpreter that has the test clients' package. The shell asks when a line runs, as setup.sh may just have made the
 # environment: make itself expands all lines of a recipe before the first one runs.
@@ -21,15 +26,21 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test test-windows bench install lint format clean signature samples selfplay tune train train_
+.PHONY: tarn run test test-windows fuzz bench install uninstall dist check-dist lint format clean \
+        signature samples selfplay tune train train_
 
+# With a compiler but no CMake, and where a choice of a test farm is given, make builds alone.
+ifneq ($(EXE)$(EVALFILE)$(filter command%,$(origin CXX))$(shell command -v cmake >/dev/null || command -v $(CXX)),)
+include scripts/plain.mk
+else
 tarn:
 	@$(SETUP) build
 	@[ -f $(BUILD)/CMakeCache.txt ] || cmake --preset release -DTARN_TESTS=OFF
 	@cmake --build $(BUILD) --target tarn -j $(JOBS)
+endif
 
 run: tarn
-	@exec $(BUILD)/tarn $(ARGS)
+	@exec $(PROGRAM) $(ARGS)
 
 # The generator of training games and the tuner, programs of their own: build/release/tarn_selfplay --help.
 selfplay tune:
@@ -59,6 +70,15 @@ test-windows:
 	    $(PYTHON) Tests/clients/test_$$client.py build/windows/tarn.exe || failed="$$failed $$client"; \
 	done; [ -z "$$failed" ] || { echo "failed:$$failed"; exit 1; }
 
+# Tests/fuzz has a target for each reader. An input that breaks one is kept in Tests/fuzz/regress.
+TARGET ?=
+SECONDS ?= 60
+fuzz:
+	@$(SETUP) build fuzz
+	@cmake --preset fuzz
+	@cmake --build build/fuzz -j $(JOBS)
+	@python3 scripts/fuzz.py build/fuzz --target "$(TARGET)" --seconds $(SECONDS)
+
 bench:
 	@$(SETUP) build bench
 	@cmake --preset bench
@@ -66,10 +86,10 @@ bench:
 	@build/bench/tarn_benchmarks $(ARGS)
 
 signature: tarn
-	@$(PYTHON) scripts/signature.py $(BUILD)/tarn --record
+	@$(PYTHON) scripts/signature.py $(PROGRAM) --record
 
 samples: tarn
-	@python3 scripts/samples.py $(BUILD)/tarn --write
+	@python3 scripts/samples.py $(PROGRAM) --write
 
 # The variant whose -train trains a network: build/train/tarn, for this machine alone. The program's message names train_.
 train train_:
@@ -77,8 +97,31 @@ train train_:
 	@cmake --preset train
 	@cmake --build build/train --target tarn -j $(JOBS)
 
+INSTALL_TO = $(DESTDIR)$(PREFIX)
+MAN_PAGE = share/man/man6/tarn.6
+COMPLETION = share/bash-completion/completions/tarn
+
 install: tarn
-	@cmake --install $(BUILD) --prefix "$(PREFIX)"
+	@install -D $(PROGRAM) "$(INSTALL_TO)/bin/tarn"
+	@install -D -m 644 packaging/tarn.6 "$(INSTALL_TO)/$(MAN_PAGE)"
+	@install -D -m 644 packaging/tarn.bash "$(INSTALL_TO)/$(COMPLETION)"
+
+uninstall:
+	@rm -f "$(INSTALL_TO)/bin/tarn" "$(INSTALL_TO)/$(MAN_PAGE)" "$(INSTALL_TO)/$(COMPLETION)"
+
+# Packages of one commit are the same files, whenever they are made.
+dist: export SOURCE_DATE_EPOCH ?= $(shell git log -1 --format=%ct 2>/dev/null || date +%s)
+dist:
+	@$(SETUP) build dist
+	@rm -rf dist
+	@for preset in deb static windows; do \
+	    cmake --preset $$preset && cmake --build build/$$preset --target tarn -j $(JOBS) && \
+	    cpack --config build/$$preset/CPackConfig.cmake || exit 1; \
+	done
+	@rm -rf dist/_CPack_Packages
+
+check-dist: dist
+	@sh scripts/check_dist.sh $(VERSION)
 
 lint:
 	@$(SETUP) build lint

@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -28,14 +30,20 @@ inline std::vector<std::string> read_lines(const std::string& path) {
     return lines;
 }
 
-// The fields of a tab-separated line.
-inline std::vector<std::string> split_tabs(const std::string& line) {
-    std::vector<std::string> fields(1);
-    for (const char c : line) {
-        if (c == '\t')
-            fields.emplace_back();
-        else
-            fields.back() += c;
+// The rows below the header of a tab-separated file, each split into its fields.
+inline std::vector<std::vector<std::string>> read_rows(const std::string& path) {
+    std::vector<std::vector<std::string>> rows;
+    for (const std::string& line : read_lines(path)) {
+        std::istringstream in(line);
+        std::vector<std::string>& row = rows.emplace_back();
+        for (std::string field; std::getline(in, field, '\t');) row.push_back(field);
     }
-    return fields;
+    if (!rows.empty()) rows.erase(rows.begin());
+    return rows;
+}
+
+// The words of a text, between blanks.
+inline std::vector<std::string> split_words(const std::string& text) {
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), {}};
 }

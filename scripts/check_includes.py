@@ -31,8 +31,8 @@ BELOW = {
 }
 # The call of the training variant.
 EXCEPTIONS = {("frontend/startup.cpp", "training/train/train.h")}
-# Folders of Tests/ that test more than the room of their name.
-TEST_ROOMS = {"platform": "frontend/base"}
+# Folders of Tests/ that test more than a room of their name.
+TEST_ROOMS = {"platform": "frontend/base", "fuzz": "frontend"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
 
 
@@ -75,7 +75,7 @@ def source_faults(source):
 def test_room(path):
     """Room that a file of Tests/ tests; None for a header that all tests share."""
     room = room_of(path)
-    return TEST_ROOMS.get(room, room)
+    return TEST_ROOMS.get(room or pathlib.PurePosixPath(path).parts[0], room)
 
 
 def test_faults(source, tests):

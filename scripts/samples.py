@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""The samples of the program's output in README.md and docs/*.md. A line <!-- sample: NAME --> stands before the fenced
-block that shows what SAMPLES below gets from the real program. Times and speeds are not compared.
+"""The samples of the program's output in README.md and docs/*.md, and the lists of the man page. A line <!-- sample: NAME -->
+stands before the fenced block that shows what SAMPLES below gets from the real program; in the man page, comments enclose a
+block. Times and speeds are not compared.
 
     samples.py PROGRAM --check    names the samples that differ, and what the guide leaves out; exit status 1 (test `samples`)
     samples.py PROGRAM --write    puts today's output into the blocks that differ (`make samples`)
@@ -14,10 +15,10 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-DOCUMENTS = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))]
+DOCUMENTS = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md")), ROOT / "packaging" / "tarn.6"]
 GUIDE = ROOT / "docs" / "users-guide.md"
 SUITE = ROOT / "Tests" / "data" / "epd" / "bratko-kopec.epd"
-BLOCK = re.compile(r"^(<!-- sample: (\S+) -->\n```\n)(.*?)(^```\n)", re.MULTILINE | re.DOTALL)
+BLOCK = re.compile(r"""^((?:<!--|\.\\") sample: (\S+)(?: -->\n```)?\n)(.*?)(^(?:```|\.\\" end)\n)""", re.MULTILINE | re.DOTALL)
 # A number that depends on the machine: the words before it, with what separates them.
 MACHINE = re.compile(r"\b(time|nps|et|elo|node_rate|pos +\d+:|\d\d\] \d\d[ .])([= ]+)[\d.]+")
 TIMEOUT = 300  # seconds for one run, enough for an instrumented build on a busy machine
@@ -67,10 +68,40 @@ def console_session(program):
     return lines[lines.index("> e4"):]
 
 
+def roff(text):
+    """A line of the man page from one of the guide or of the program."""
+    text = re.sub(r"\[([^]]*)\]\([^)]*\)", r"\1", text.replace("\\", r"\e"))
+    return re.sub(r"`([^`]*)`", lambda word: rf"\fB{word[1]}\fR".replace("-", r"\-"), text)
+
+
+def switch_list(program):
+    lines = []
+    for line in run(program, ["--help"])[2:]:
+        if group := re.fullmatch(r"(\S.*):", line):
+            lines.append(f".SS {group[1]}")
+        elif entry := re.fullmatch(r"  (\S+)(?: (\S+(?: \S+)*))?  +(\S.*)", line):
+            name, values, meaning = entry.groups(default="")
+            lines += [".TP", ".BI " + name.replace("-", r"\-") + (f' " {values}"' if values else ""), roff(meaning)]
+    return lines
+
+
+def option_list(_):
+    """From the table of the guide, which alone says what they mean."""
+    lines = []
+    for line in GUIDE.read_text(encoding="utf-8").splitlines():
+        if row := re.fullmatch(r"\| `(.*)` \| (check|spin|string|button) \|(.*)\|(.*)\|(.*)\|", line):
+            name, kind, default, values, meaning = map(str.strip, row.groups())
+            facts = ", ".join(filter(None, [kind, default and f"default {default}", values]))
+            lines += [".TP", f".B {name}", roff(f"({facts}) {meaning}")]
+    return lines
+
+
 SAMPLES = {
     "uci": uci_session,
     "console": console_session,
     "analysis": lambda program: run(program, ["-anepd", "suite.epd", "-d", "9"])[4:],
+    "switches": switch_list,
+    "options": option_list,
     "benchmark": lambda program: run(program, ["-bench", "-d", "9"])[-2:],
 }
 
@@ -103,7 +134,7 @@ def renew(program, path, used):
 
 def missing_names(program):
     """Switches, console commands, settings and options that the program lists and the guide does not name."""
-    switches = re.findall(r"^  (-\S+)", "\n".join(run(program, ["--help"])), re.MULTILINE)
+    switches = re.findall(r"^  (\S+)", "\n".join(run(program, ["--help"])), re.MULTILINE)
     console = run(program, ["-c"], "help\nquit\n")
     commands = [line.split()[0] for line in console[console.index("white"):] if line.startswith("  ")]
     options = re.findall(r"^option name (.*) type ", "\n".join(run(program, [], "uci\nquit\n")), re.MULTILINE)

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs what the named purposes need and this machine lacks: setup.sh build|test|windows|bench|lint|format ...
+# Installs what the named purposes need and this machine lacks: setup.sh build|test|fuzz|windows|dist|bench|lint|format ...
 # On a Debian-like system packages come from apt-get, as root or through sudo; anywhere else, or without the
 # right to install, it says what to install and stops.
 set -eu
@@ -14,6 +14,13 @@ need_command() { # command, package
 
 need_header() { # header, package
     echo "#include <$1>" | c++ -E -x c++ -std=c++20 - >/dev/null 2>&1 || missing="$missing $2"
+}
+
+# libFuzzer and the sanitizers are in a package that carries the version of clang.
+need_fuzzer() {
+    echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' |
+        clang++ -fsanitize=fuzzer,address,undefined -x c++ - -o /dev/null >/dev/null 2>&1 ||
+        missing="$missing libclang-rt-$(clang++ -dumpversion | cut -d . -f 1)-dev"
 }
 
 has_chess() { # interpreter
@@ -71,9 +78,21 @@ for purpose in "$@"; do
         install_missing
         install_chess
         ;;
+    fuzz)
+        need_command clang++ clang
+        need_command llvm-symbolizer llvm
+        need_command python3 python3
+        install_missing
+        need_fuzzer
+        ;;
     windows)
         need_command x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
         need_command wine wine
+        ;;
+    dist)
+        need_command dpkg-shlibdeps dpkg-dev
+        need_command file file
+        need_command x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
         ;;
     bench)
         need_header benchmark/benchmark.h libbenchmark-dev
@@ -86,7 +105,7 @@ for purpose in "$@"; do
         need_command clang-format clang-format
         ;;
     *)
-        echo "usage: setup.sh build|test|windows|bench|lint|format ..." >&2
+        echo "usage: setup.sh build|test|fuzz|windows|dist|bench|lint|format ..." >&2
         exit 2
         ;;
     esac

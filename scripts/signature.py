@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""The search's signature: the nodes that one thread searches in the benchmark, with each evaluation. A change that is
-meant as pure speed must leave it as it is; one that means to change the search or the evaluation records the new value
-and says so in its commit message.
+"""The search's signature: the nodes that one thread searches in the benchmark, with each evaluation, and in the short
+benchmark of test farms. A change that is meant as pure speed must leave it as it is; one that means to change the search
+or the evaluation records the new value and says so in its commit message.
 
     signature.py PROGRAM            compares with Tests/data/bench_signature.txt; exit status 1 when it differs
     signature.py PROGRAM --record   writes that file (`make signature`)
@@ -17,12 +17,16 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 RECORD = ROOT / "Tests" / "data" / "bench_signature.txt"
-DEPTH = 9
-TIMEOUT = 900  # seconds for one evaluation, enough for an instrumented build on a busy machine
-# Evaluation, switch that selects it, file that decides what it says.
-EVALUATIONS = [("network", "-use_nn", "embedded.nn"), ("hand-crafted", "-use_hce", "default_params.txt")]
-HEADER = """# Nodes that one thread searches in the benchmark (-pbench) to this depth, with each evaluation and the beginning of the SHA-256
-# of that evaluation's data file. Compared by the test `signature`, written by `make signature`.
+TIMEOUT = 900  # seconds for one run, enough for an instrumented build on a busy machine
+PBENCH_TOTAL = r"total time= .*, nodes= (\d+), nps= \d+"
+BENCH_TOTAL = r"(\d+) nodes \d+ nps"
+DEPTH = ["-threads", "1", "-d", "9", "-pbench"]
+# Name, arguments of the run, its last line, file that decides what the evaluation says.
+RUNS = [("network", ["-use_nn", *DEPTH], PBENCH_TOTAL, "embedded.nn"),
+        ("hand-crafted", ["-use_hce", *DEPTH], PBENCH_TOTAL, "default_params.txt"),
+        ("bench", ["bench"], BENCH_TOTAL, "embedded.nn")]
+HEADER = """# Nodes that one thread searches in the benchmark (-pbench -d 9) with each evaluation and in `tarn bench`, and the beginning of
+# the SHA-256 of the evaluation's data file. Compared by the test `signature`, written by `make signature`.
 """
 ADVICE = """
 A change meant as pure speed must leave the totals as they are: look for what it changed. A commit that means to change
@@ -34,28 +38,27 @@ def fingerprint(name):
     return hashlib.sha256((ROOT / "Source" / "eval" / name).read_bytes()).hexdigest()[:12]
 
 
-def measure(program, switch, depth):
-    """Node total of the benchmark form that no clock can stop, run where no parameter file lies."""
+def measure(program, arguments, last_line):
+    """Node total of a run that no clock can stop, in a folder where no parameter file lies."""
     with tempfile.TemporaryDirectory() as folder:
-        done = subprocess.run([program, switch, "-threads", "1", "-d", str(depth), "-pbench"], cwd=folder,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=TIMEOUT)
-    totals = re.findall(rb"^total time= .*, nodes= (\d+), nps= ", done.stdout, re.MULTILINE)
-    if done.returncode != 0 or len(totals) != 1:
-        sys.exit(f"the benchmark ended with status {done.returncode} and printed:\n{done.stdout.decode('latin-1')}")
-    return int(totals[0])
+        done = subprocess.run([program, *arguments], cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              timeout=TIMEOUT, encoding="latin-1")
+    total = re.search(rf"^{last_line}\n\Z", done.stdout, re.MULTILINE)
+    if done.returncode != 0 or not total:
+        sys.exit(f"{arguments} ended with status {done.returncode} and printed:\n{done.stdout}")
+    return int(total[1])
 
 
 def read_record():
-    """Depth, and evaluation -> (nodes, fingerprint)."""
+    """Name of a run -> (nodes, fingerprint)."""
     lines = [line.split() for line in RECORD.read_text(encoding="ascii").splitlines() if not line.startswith("#")]
-    values = {words[0]: words[1:] for words in lines if words}
-    return int(values["depth"][0]), {name: (int(values[name][0]), values[name][1]) for name, _, _ in EVALUATIONS}
+    return {name: (int(nodes), data) for name, nodes, data in lines}
 
 
 def record(program):
-    lines = [f"depth {DEPTH}"]
-    for name, switch, data in EVALUATIONS:
-        nodes = measure(program, switch, DEPTH)
+    lines = []
+    for name, arguments, last_line, data in RUNS:
+        nodes = measure(program, arguments, last_line)
         lines.append(f"{name} {nodes} {fingerprint(data)}")
         print(f"{name}: {nodes} nodes")
     RECORD.write_text(HEADER + "\n".join(lines) + "\n", encoding="ascii")
@@ -63,19 +66,18 @@ def record(program):
 
 def compare(program):
     """True when the totals are the recorded ones."""
-    depth, expected = read_record()
-    measured = {}
+    expected = read_record()
     same = True
-    for name, switch, data in EVALUATIONS:
-        nodes, data_then = expected[name]
-        measured[name] = measure(program, switch, depth)
-        print(f"{name}: {measured[name]} nodes to depth {depth}, recorded {nodes}")
-        if measured[name] != nodes:
+    for name, arguments, last_line, data in RUNS:
+        recorded, data_then = expected[name]
+        nodes = measure(program, arguments, last_line)
+        print(f"{name}: {nodes} nodes, recorded {recorded}")
+        if nodes != recorded:
             same = False
             if fingerprint(data) != data_then:
                 print(f"    {data} is not the one that the record was taken with")
     if not same:
-        print(ADVICE.format(measured["network"]))
+        print(ADVICE.format(nodes))  # of the last run, which test farms ask for
     return same
 
 

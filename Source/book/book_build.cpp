@@ -27,7 +27,6 @@
 
 namespace {
 
-constexpr auto NONE = std::string_view::npos;
 constexpr std::size_t LONGEST_PIECE = 1023;
 constexpr int GAMES_PER_DOT = 1024;
 constexpr int OPENING_PLIES = 36;           // a line that begins after so many moves of a game is not read
@@ -104,21 +103,12 @@ void read_token(OpeningReader& reader, std::string_view token) {
     if (!move.empty()) enter_move(reader, move);
 }
 
-bool is_mark(char c) {
-    return c == '{' || c == '}' || c == '(' || c == ')';
-}
-
 void read_movetext(OpeningReader& reader, std::string_view line) {
-    const char* at = line.data();
-    const char* const end = at + line.size();
-    while (!reader.stopped) {
-        while (at != end && *at == ' ') ++at;
-        if (at == end) return;
-        const char* const token = at++;
-        if (!is_mark(*token)) {
-            while (at != end && *at != ' ' && !is_mark(*at)) ++at;
-        }
-        read_token(reader, {token, static_cast<std::size_t>(at - token)});
+    for (skip(line); !line.empty() && !reader.stopped; skip(line)) {
+        // A brace or parenthesis is a token of its own.
+        const std::string_view token = line.substr(0, std::max<std::size_t>(line.find_first_of(" {}()"), 1));
+        read_token(reader, token);
+        line.remove_prefix(token.size());
     }
 }
 
@@ -175,10 +165,12 @@ std::vector<WeighedMove> weigh(std::span<const MoveStatistics> moves) {
     return kept;
 }
 
-// Castling is the king on its rook's square; its flag goes along as a promotion code.
-std::uint16_t book_coding(Move move, bool castling) {
+// Castling is written as the king moving to its rook's square, with the castling flag as a promotion code.
+std::uint16_t book_coding(Move move) {
     const int from = move_from(move);
     int to = move_to(move);
+    // A flag on a move along the back rank: a promotion changes rank.
+    const bool castling = (move & MOVE_FLAGS) && rank_of(from) == rank_of(to);
     if (castling) to = make_square(move & MOVE_KING_SIDE ? 7 : 0, rank_of(from));
     const int promotion = move & MOVE_KNIGHT   ? 1
                           : move & MOVE_BISHOP ? 2
@@ -188,17 +180,12 @@ std::uint16_t book_coding(Move move, bool castling) {
     return static_cast<std::uint16_t>(promotion << 12 | from << 6 | to);
 }
 
-// A flag on a move along the back rank is castling: a promotion changes rank.
-bool is_castling_move(Move move) {
-    return (move & MOVE_FLAGS) && rank_of(move_from(move)) == rank_of(move_to(move));
-}
-
 void append_record(std::string& bytes, std::uint64_t key, const WeighedMove& entry) {
     const auto append = [&bytes](std::uint64_t value, int size) {
         while (size-- > 0) bytes += static_cast<char>(value >> (size * 8) & 255);
     };
     append(key, 8);
-    append(book_coding(entry.move, is_castling_move(entry.move)), 2);
+    append(book_coding(entry.move), 2);
     append(static_cast<std::uint64_t>(entry.weight), 2);
     append(0, 4);
 }
@@ -242,7 +229,6 @@ int build_book(Position& board) {
     OpeningReader reader{board, {}};
     TextPiece piece;
     while (!reader.out_of_memory && !interrupted() && next_piece(file, LONGEST_PIECE, piece)) read_line(reader, piece);
-    close_text(file);
     if (reader.out_of_memory) return report_unreadable(name, ENOMEM);
     if (file.error) return report_unreadable(name, file.error);
     if (interrupted()) return report_interrupted(static_cast<std::size_t>(reader.games), "games");

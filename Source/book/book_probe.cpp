@@ -160,10 +160,9 @@ Move engine_move(const Position& position, const BookEntry& entry) {
 // legality test alone takes pseudo-legal moves for granted.
 bool can_be_played(Position& position, Move move) {
     if (!is_playable(position)) return false;
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        if (entry->move == move) return is_legal(position, position.side, move);
-    }
-    return false;
+    const std::span<MoveEntry> generated = entries_of(gen_all(position));
+    const bool found = std::ranges::find(generated, move, &MoveEntry::move) != generated.end();
+    return found && is_legal(position, position.side, move);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "frontend/base/output.h"
 #include "frontend/base/settings.h"
 #include "platform/file_ops.h"
+#include "platform/words.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,82 +14,16 @@
 
 EvalParams eval_params[MAX_EVAL_PARAMS];
 int eval_param_count = 0;
-int first_table_param = -1;
 
 namespace {
 
-using namespace eval_param;
-
-struct ScalarParam {
-    Handle& handle;
-    const char* name;
-    int provisional = 0;  // both halves, until text is loaded
-};
-
-const ScalarParam SCALARS[SCALAR_PARAMS] = {
-    {mtl_pawn, "mtl_pawn", 100},
-    {mtl_knight, "mtl_knight", 335},
-    {mtl_bishop, "mtl_bishop", 335},
-    {mtl_rook, "mtl_rook", 535},
-    {mtl_queen, "mtl_queen", 1000},
-    {bishop_pair, "bishop_pair"},
-    {knight_mobility, "knight_mobility"},
-    {bishop_mobility, "bishop_mobility"},
-    {rook_mobility, "rook_mobility"},
-    {queen_mobility, "queen_mobility"},
-    {ppawn_base, "ppawn_base"},
-    {ppawn_mobile, "ppawn_mobile"},
-    {ppawn_free, "ppawn_free"},
-    {ppawn_connected, "ppawn_connected"},
-    {ppawn_fkprox, "ppawn_fkprox"},
-    {ppawn_ekprox, "ppawn_ekprox"},
-    {ppawn_candidate, "ppawn_candidate"},
-    {pawn_isolated, "pawn_isolated"},
-    {pawn_weak, "pawn_weak"},
-    {pawn_blocked, "pawn_blocked"},
-    {pawn_doubled, "pawn_doubled"},
-    {knight_outpost, "knight_outpost"},
-    {bishop_infiltration, "bishop_infiltration"},
-    {bishop_outpost, "bishop_outpost"},
-    {bishop_rampawns, "bishop_rampawns"},
-    {rook_infiltration, "rook_infiltration"},
-    {rook_openfile, "rook_openfile"},
-    {rook_7th, "rook_7th"},
-    {pawn_shield, "pawn_shield"},
-    {enemy_checks, "enemy_checks"},
-    {king_danger1, "king_danger1"},
-    {king_danger2, "king_danger2"},
-    {king_trapped, "king_trapped"},
-    {king_pawn_dist, "king_pawn_dist"},
-    {hung_pawn, "hung_pawn"},
-    {attacked_pawn, "attacked_pawn"},
-    {hung_minor, "hung_minor"},
-    {attacked_minor, "attacked_minor"},
-    {hung_major, "hung_major"},
-    {ppush_threat, "ppush_threat"},
-    {pinned_piece, "pinned_piece"},
-    {mtl_imbalance, "mtl_imbalance"},
-    {stm_bonus, "stm_bonus"},
-};
-
-struct TableParam {
-    Handle* handles;
-    const char* name;
-};
-
-const TableParam TABLES[TABLE_PARAMS] = {
-    {PST_P1, "PST_P1"}, {PST_P2, "PST_P2"}, {PST_CP, "PST_CP"}, {PST_DP, "PST_DP"}, {PST_N, "PST_N"},
-    {PST_B, "PST_B"},   {PST_R, "PST_R"},   {PST_Q, "PST_Q"},   {PST_K, "PST_K"},
-};
+constexpr const char* TABLES[TABLE_PARAMS] = {"PST_P1", "PST_P2", "PST_CP", "PST_DP", "PST_N",
+                                              "PST_B",  "PST_R",  "PST_Q",  "PST_K"};
 
 void store(EvalParams& param, int mg, int eg) {
     param.packed = static_cast<std::int32_t>(pack(mg, eg));
     param.mg = static_cast<float>(mg);
     param.eg = static_cast<float>(eg);
-}
-
-bool contains(std::string_view text, std::string_view part) {
-    return text.find(part) != std::string_view::npos;
 }
 
 // Cuts the next line off the text: ended by a line feed or a blank, carriage returns skipped, at most 1023
@@ -129,33 +64,25 @@ int pairs_on_line(std::string_view name) {
     return contains(name, "ttune") ? SPARE_PARAMS : 1;
 }
 
-}  // namespace
-
-void register_param(Handle& handle, std::string_view name, int mg, int eg) {
-    if (eval_param_count >= MAX_EVAL_PARAMS) return;
-    EvalParams& param = eval_params[eval_param_count];
+// Appends a record.
+void register_param(std::string_view name, int provisional) {
+    EvalParams& param = eval_params[eval_param_count++];
     param = {};
-    store(param, mg, eg);
+    store(param, provisional, provisional);
     name.copy(param.name, sizeof param.name - 1);
-    if (first_table_param < 0 && contains(name, "PST_")) first_table_param = eval_param_count;
-    handle = &param;
-    ++eval_param_count;
 }
 
-void register_param_zero(Handle& handle, std::string_view name) {
-    register_param(handle, name, 0, 0);
-}
+}  // namespace
 
 void register_params() {
     eval_param_count = 0;
-    first_table_param = -1;
-    for (const ScalarParam& scalar : SCALARS) {
-        register_param(scalar.handle, scalar.name, scalar.provisional, scalar.provisional);
+#define TARN_REGISTER(name, provisional) register_param(#name, provisional);
+    TARN_SCALAR_PARAMS(TARN_REGISTER)
+#undef TARN_REGISTER
+    for (const char* table : TABLES) {
+        for (int square = 0; square < 64; ++square) register_param(table, 0);
     }
-    for (const TableParam& table : TABLES) {
-        for (int square = 0; square < 64; ++square) register_param_zero(table.handles[square], table.name);
-    }
-    for (Handle& handle : ttune) register_param_zero(handle, "ttune");
+    for (int i = 0; i < SPARE_PARAMS; ++i) register_param("ttune", 0);
     derive_hce_weights();
 }
 
@@ -183,13 +110,12 @@ void load_default_params() {
 }
 
 bool load_params_file(const char* name) {
-    std::FILE* file = open_file(name, "rb");
+    const OpenFile file(open_file(name, "rb"));
     if (!file) return false;
     // Several times the longest sensible text: a larger file is something else.
     constexpr std::size_t largest = 65536;
     std::string text(largest, '\0');
-    text.resize(std::fread(text.data(), 1, text.size(), file));
-    std::fclose(file);
+    text.resize(std::fread(text.data(), 1, text.size(), file.get()));
     if (!text.starts_with("start")) return false;
     load_params_text(text);
     return true;

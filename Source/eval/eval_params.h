@@ -14,39 +14,44 @@ struct EvalParams {
     char name[24];
 };
 
-constexpr int SCALAR_PARAMS = 43;
+// The scalar weights in the order of the records, with the value of both halves until text is loaded.
+// clang-format off
+#define TARN_SCALAR_PARAMS(X) \
+    X(mtl_pawn, 100) X(mtl_knight, 335) X(mtl_bishop, 335) X(mtl_rook, 535) X(mtl_queen, 1000) X(bishop_pair, 0) \
+    X(knight_mobility, 0) X(bishop_mobility, 0) X(rook_mobility, 0) X(queen_mobility, 0) \
+    X(ppawn_base, 0) X(ppawn_mobile, 0) X(ppawn_free, 0) X(ppawn_connected, 0) \
+    X(ppawn_fkprox, 0) X(ppawn_ekprox, 0) X(ppawn_candidate, 0) \
+    X(pawn_isolated, 0) X(pawn_weak, 0) X(pawn_blocked, 0) X(pawn_doubled, 0) \
+    X(knight_outpost, 0) X(bishop_infiltration, 0) X(bishop_outpost, 0) X(bishop_rampawns, 0) \
+    X(rook_infiltration, 0) X(rook_openfile, 0) X(rook_7th, 0) \
+    X(pawn_shield, 0) X(enemy_checks, 0) X(king_danger1, 0) X(king_danger2, 0) X(king_trapped, 0) X(king_pawn_dist, 0) \
+    X(hung_pawn, 0) X(attacked_pawn, 0) X(hung_minor, 0) X(attacked_minor, 0) X(hung_major, 0) \
+    X(ppush_threat, 0) X(pinned_piece, 0) X(mtl_imbalance, 0) X(stm_bonus, 0)
+// clang-format on
+
+#define TARN_INDEX(name, provisional) INDEX_##name,
+enum : int { TARN_SCALAR_PARAMS(TARN_INDEX) SCALAR_PARAMS };
+#undef TARN_INDEX
 constexpr int TABLE_PARAMS = 9;   // piece-square tables of 64 records
-constexpr int SPARE_PARAMS = 32;  // loaded but read by no term
+constexpr int SPARE_PARAMS = 32;  // named "ttune": loaded but read by no term
 constexpr int MAX_EVAL_PARAMS = SCALAR_PARAMS + TABLE_PARAMS * 64 + SPARE_PARAMS;
 
 extern EvalParams eval_params[MAX_EVAL_PARAMS];
-extern int eval_param_count;
-extern int first_table_param;  // index of the first piece-square record; -1 while there is none
+extern int eval_param_count;                      // 0 before registration
+constexpr int first_table_param = SCALAR_PARAMS;  // index of the first piece-square record
 
-// Handles into the registry, set by registration; null before. In the order of the records.
+// Handles into the registry, by the names of the weights.
 namespace eval_param {
 using Handle = const EvalParams*;
-// clang-format off
-inline Handle mtl_pawn, mtl_knight, mtl_bishop, mtl_rook, mtl_queen, bishop_pair,
-    knight_mobility, bishop_mobility, rook_mobility, queen_mobility,
-    ppawn_base, ppawn_mobile, ppawn_free, ppawn_connected, ppawn_fkprox, ppawn_ekprox, ppawn_candidate,
-    pawn_isolated, pawn_weak, pawn_blocked, pawn_doubled,
-    knight_outpost, bishop_infiltration, bishop_outpost, bishop_rampawns,
-    rook_infiltration, rook_openfile, rook_7th,
-    pawn_shield, enemy_checks, king_danger1, king_danger2, king_trapped, king_pawn_dist,
-    hung_pawn, attacked_pawn, hung_minor, attacked_minor, hung_major, ppush_threat, pinned_piece,
-    mtl_imbalance, stm_bonus;
-// Tables in square order from White's point of view, its king on files e-h. P1: pawns with both kings on one
-// wing, P2: on different wings, CP: beside an own pawn, DP: defended by an own pawn.
-inline Handle PST_P1[64], PST_P2[64], PST_CP[64], PST_DP[64], PST_N[64], PST_B[64], PST_R[64], PST_Q[64], PST_K[64];
-inline Handle ttune[SPARE_PARAMS];
-// clang-format on
+#define TARN_HANDLE(name, provisional) inline constexpr Handle name = eval_params + INDEX_##name;
+TARN_SCALAR_PARAMS(TARN_HANDLE)
+#undef TARN_HANDLE
+// The first of 64 records in square order from White's point of view, its king on files e-h. P1: pawns with both kings
+// on one wing, P2: on different wings, CP: beside an own pawn, DP: defended by an own pawn.
+inline constexpr Handle PST_P1 = eval_params + first_table_param, PST_P2 = PST_P1 + 64, PST_CP = PST_P2 + 64,
+                        PST_DP = PST_CP + 64, PST_N = PST_DP + 64, PST_B = PST_N + 64, PST_R = PST_B + 64,
+                        PST_Q = PST_R + 64, PST_K = PST_Q + 64;
 }  // namespace eval_param
-
-// Appends a record, at most 23 characters of its name, and points the handle at it. Does nothing when the registry is
-// full.
-void register_param(eval_param::Handle& handle, std::string_view name, int mg, int eg);
-void register_param_zero(eval_param::Handle& handle, std::string_view name);
 
 // Empties the registry and registers everything with provisional values.
 void register_params();

@@ -66,7 +66,6 @@ void derive_hce_weights() {
     derive_piece_weights();
     derive_king_weights();
     derive_passer_weights();
-    derive_threat_weights();
 }
 
 int hce_evaluate(HceState& state, const Position& position, int ply) {

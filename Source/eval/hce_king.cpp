@@ -17,7 +17,6 @@ struct Weights {
     PackedScore square[64];
     PackedScore shield[FULL_SHIELD + 1];  // by pawns in the shield
     PackedScore steps_to_pawns[MAX_STEPS + 1];
-    PackedScore enemy_checks, trapped;
 };
 
 Weights weights;
@@ -53,7 +52,7 @@ PackedScore king_safety(const Position& position, const EvalScratch& s) {
     const int queen_checks = ((queens & diagonal_checks) != 0) + ((queens & line_checks) != 0);
     const int checks =
         popcount((rooks & line_checks) | (bishops & diagonal_checks) | (knights & knight_checks)) + queen_checks;
-    sum += checks * weights.enemy_checks;
+    sum += checks * plain(eval_param::enemy_checks);
 
     const int units = popcount(s.attacks[E][PAWN] & ~s.attacks[C][PAWN] & zone) - shield - 2 + s.king_attack_units[C] +
                       KING_ATTACK_WEIGHT[KNIGHT] * popcount((knight_checks | zone) & knights) +
@@ -95,7 +94,7 @@ PackedScore king(const Position& position, const EvalScratch& s, const NearPawns
     const int square = position.king_square[C];
     PackedScore sum = weights.square[square ^ s.pst_mirror[C]];
     if (position.pieces[E][ROOK] | position.pieces[E][QUEEN]) sum += king_safety<C>(position, s);
-    if (!(s.attacks[C][KING] & ~(s.attacks[E][0] | position.pieces[C][0]))) sum += weights.trapped;
+    if (!(s.attacks[C][KING] & ~(s.attacks[E][0] | position.pieces[C][0]))) sum += plain(eval_param::king_trapped);
     if (near.within[0]) sum += weights.steps_to_pawns[steps_to_pawns(square, near)];
     return sum;
 }
@@ -104,13 +103,11 @@ PackedScore king(const Position& position, const EvalScratch& s, const NearPawns
 
 void derive_king_weights() {
     using namespace eval_param;
-    for (int square = 0; square < 64; ++square) weights.square[square] = plain(PST_K[square]);
+    for (int square = 0; square < 64; ++square) weights.square[square] = plain(PST_K + square);
     for (int pawns = 0; pawns <= FULL_SHIELD; ++pawns) {
         weights.shield[pawns] = product(static_cast<float>(pawns - FULL_SHIELD) * SHIELD_UNIT, pawn_shield);
     }
     multiply_out(weights.steps_to_pawns, STEPS_TO_PAWNS, king_pawn_dist);
-    weights.enemy_checks = plain(enemy_checks);
-    weights.trapped = plain(king_trapped);
 }
 
 void eval_kings(const Position& position, EvalScratch& s) {

@@ -12,7 +12,6 @@ constexpr std::uint64_t QUEEN_SIDE_KEY[2] = {0x6C43EB52AULL, 0x3E2571CB4ULL};
 struct Weights {
     PackedScore material[2][64];  // [kings on the same wing][square], with the square's score
     PackedScore defended[64], connected[64];
-    PackedScore isolated, weak, blocked, doubled;
 };
 
 Weights weights;
@@ -46,9 +45,9 @@ template <int C>
 PackedScore weaknesses(Bitboard pawns) {
     const Bitboard ahead = forward_fill<C>(pawns);
     const Bitboard neighbour_files = beside(ahead | forward_fill<C ^ 1>(pawns));
-    return popcount(pawns & ~neighbour_files) * weights.isolated +
-           popcount(pawns & neighbour_files & ~beside(ahead)) * weights.weak +
-           popcount(pawns & forward<C>(ahead)) * weights.doubled;
+    return popcount(pawns & ~neighbour_files) * plain(eval_param::pawn_isolated) +
+           popcount(pawns & neighbour_files & ~beside(ahead)) * plain(eval_param::pawn_weak) +
+           popcount(pawns & forward<C>(ahead)) * plain(eval_param::pawn_doubled);
 }
 
 // What depends on the pawns and the wings of the kings alone, and so can be kept in the pawn hash.
@@ -91,7 +90,7 @@ const PawnHashEntry& hashed_structure(HceState& state, const Position& position,
 
 template <int C>
 PackedScore blocked(const Position& position, const EvalScratch& s) {
-    return popcount(forward<C>(position.pieces[C][PAWN]) & s.occupied) * weights.blocked;
+    return popcount(forward<C>(position.pieces[C][PAWN]) & s.occupied) * plain(eval_param::pawn_blocked);
 }
 
 }  // namespace
@@ -101,13 +100,9 @@ void derive_pawn_weights() {
     add_material(weights.material[true], mtl_pawn, PST_P1);
     add_material(weights.material[false], mtl_pawn, PST_P2);
     for (int square = 0; square < 64; ++square) {
-        weights.connected[square] = plain(PST_CP[square]);
-        weights.defended[square] = plain(PST_DP[square]);
+        weights.connected[square] = plain(PST_CP + square);
+        weights.defended[square] = plain(PST_DP + square);
     }
-    weights.isolated = plain(pawn_isolated);
-    weights.weak = plain(pawn_weak);
-    weights.blocked = plain(pawn_blocked);
-    weights.doubled = plain(pawn_doubled);
 }
 
 void eval_pawns(HceState& state, const Position& position, int ply) {

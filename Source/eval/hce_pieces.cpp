@@ -25,8 +25,6 @@ struct Weights {
     PackedScore knight[64], bishop[64], rook[64], queen[64];  // material and square
     PackedScore knight_mobility[9], bishop_mobility[15], rook_mobility[15], queen_mobility[30];
     PackedScore knight_outpost[4], bishop_outpost[4];  // by OutpostKind
-    PackedScore bishop_pair, bishop_infiltration, bishop_rampawns;
-    PackedScore rook_infiltration, rook_openfile, rook_7th;
 };
 
 Weights weights;
@@ -72,7 +70,7 @@ PackedScore bishops_and_pawns(const Position& position) {
     const unsigned light = (bishops & LIGHT_SQUARES) != 0;
     const unsigned dark = (bishops & DARK_SQUARES) != 0;
     const Bitboard counted = rammed & (light * LIGHT_SQUARES | dark * DARK_SQUARES);
-    return popcount(counted) * weights.bishop_rampawns + (light & dark) * weights.bishop_pair;
+    return popcount(counted) * plain(eval_param::bishop_rampawns) + (light & dark) * plain(eval_param::bishop_pair);
 }
 
 template <int C>
@@ -87,7 +85,7 @@ PackedScore bishops(const Position& position, EvalScratch& s) {
         add_attacks<C>(s, BISHOP, attacks, attacks);
         sum += weights.bishop[square ^ s.pst_mirror[C]];
         sum += weights.bishop_mobility[popcount(attacks & ~unsafe)];
-        sum += popcount(attacks & CENTRE_BOX) * weights.bishop_infiltration;
+        sum += popcount(attacks & CENTRE_BOX) * plain(eval_param::bishop_infiltration);
         sum += outpost<C>(s, square, attacks, weights.bishop_outpost);
     }
     s.minor_attacks[C] = s.attacks[C][PAWN] | s.attacks[C][KNIGHT] | s.attacks[C][BISHOP];
@@ -108,9 +106,9 @@ PackedScore rooks(const Position& position, EvalScratch& s) {
         add_attacks<C>(s, ROOK, attacks, attacks);
         sum += weights.rook[square ^ s.pst_mirror[C]];
         sum += weights.rook_mobility[popcount(attacks & ~unsafe)];
-        sum += popcount(attacks & file & ENEMY_HALF[C]) * weights.rook_infiltration;
-        if (!(s.all_pawns & file)) sum += weights.rook_openfile;
-        if (king_behind && relative_rank(C, square) == SEVENTH_RANK) sum += weights.rook_7th;
+        sum += popcount(attacks & file & ENEMY_HALF[C]) * plain(eval_param::rook_infiltration);
+        if (!(s.all_pawns & file)) sum += plain(eval_param::rook_openfile);
+        if (king_behind && relative_rank(C, square) == SEVENTH_RANK) sum += plain(eval_param::rook_7th);
     }
     s.minor_rook_attacks[C] = s.minor_attacks[C] | s.attacks[C][ROOK];
     return sum;
@@ -153,12 +151,6 @@ void derive_piece_weights() {
     multiply_out(weights.queen_mobility, QUEEN_MOBILITY, param::queen_mobility);
     multiply_out(weights.knight_outpost, OUTPOST, param::knight_outpost);
     multiply_out(weights.bishop_outpost, OUTPOST, param::bishop_outpost);
-    weights.bishop_pair = plain(param::bishop_pair);
-    weights.bishop_infiltration = plain(param::bishop_infiltration);
-    weights.bishop_rampawns = plain(param::bishop_rampawns);
-    weights.rook_infiltration = plain(param::rook_infiltration);
-    weights.rook_openfile = plain(param::rook_openfile);
-    weights.rook_7th = plain(param::rook_7th);
 }
 
 void eval_knights(const Position& position, EvalScratch& s) {

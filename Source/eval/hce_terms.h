@@ -44,12 +44,11 @@ float ending_scale(const Position& position, int score);
 
 // ---- Weights ----
 
-// Each group keeps the products of its weights and factors; these functions compute them from the registry.
+// Groups keep the products of their weights and factors; these functions compute them from the registry.
 void derive_pawn_weights();
 void derive_piece_weights();
 void derive_king_weights();
 void derive_passer_weights();
-void derive_threat_weights();
 
 inline PackedScore plain(eval_param::Handle param) {
     return static_cast<PackedScore>(param->packed);
@@ -70,9 +69,8 @@ void multiply_out(PackedScore (&products)[N], const float (&factors)[N], eval_pa
 }
 
 // Material and a piece-square table in one.
-inline void add_material(PackedScore (&squares)[64], eval_param::Handle material,
-                         const eval_param::Handle (&table)[64]) {
-    for (int square = 0; square < 64; ++square) squares[square] = plain(material) + plain(table[square]);
+inline void add_material(PackedScore (&squares)[64], eval_param::Handle material, eval_param::Handle table) {
+    for (int square = 0; square < 64; ++square) squares[square] = plain(material) + plain(table + square);
 }
 
 // Units that a piece's attack adds to the attack on the enemy king, by piece type.

@@ -4,13 +4,9 @@
 
 namespace {
 
+using namespace eval_param;
+
 constexpr Bitboard FOURTH_RANK[2] = {0x00000000FF000000ULL, 0x000000FF00000000ULL};
-
-struct Weights {
-    PackedScore hung_pawn, attacked_pawn, hung_minor, attacked_minor, hung_major, ppush_threat, pinned_piece;
-};
-
-Weights weights;
 
 // Pieces of C that the enemy attacks; enters those that are as good as lost into `hung`.
 template <int C>
@@ -28,10 +24,9 @@ PackedScore attacked_pieces(const Position& position, EvalScratch& s) {
     const Bitboard hung_pawns = pawns & lost;
     const Bitboard hung_minors = minors & (lost | by_pawn);
     s.hung |= hung_pawns | hung_minors | majors;
-    return popcount(hung_pawns) * weights.hung_pawn + popcount(pawns & ~lost) * weights.attacked_pawn +
-           popcount(hung_minors) * weights.hung_minor +
-           popcount(minors & ~(lost | defended_by_pawn)) * weights.attacked_minor +
-           popcount(majors) * weights.hung_major;
+    return popcount(hung_pawns) * plain(hung_pawn) + popcount(pawns & ~lost) * plain(attacked_pawn) +
+           popcount(hung_minors) * plain(hung_minor) +
+           popcount(minors & ~(lost | defended_by_pawn)) * plain(attacked_minor) + popcount(majors) * plain(hung_major);
 }
 
 // Pieces of C, the king too, that an enemy pawn could attack by a safe push and that are not hung already.
@@ -44,21 +39,10 @@ PackedScore push_threats(const Position& position, const EvalScratch& s) {
     const Bitboard covered = s.attacks[C][PAWN] | (s.attacks[C][0] & ~s.attacks[E][PAWN]);
     const Bitboard threatened = beside(forward<E>((single | twice) & ~covered));
     const Bitboard targets = position.pieces[C][0] & ~position.pieces[C][PAWN] & ~s.hung;
-    return popcount(threatened & targets) * weights.ppush_threat;
+    return popcount(threatened & targets) * plain(ppush_threat);
 }
 
 }  // namespace
-
-void derive_threat_weights() {
-    using namespace eval_param;
-    weights.hung_pawn = plain(hung_pawn);
-    weights.attacked_pawn = plain(attacked_pawn);
-    weights.hung_minor = plain(hung_minor);
-    weights.attacked_minor = plain(attacked_minor);
-    weights.hung_major = plain(hung_major);
-    weights.ppush_threat = plain(ppush_threat);
-    weights.pinned_piece = plain(pinned_piece);
-}
 
 void eval_threats(const Position& position, EvalScratch& s) {
     s.hung = 0;
@@ -71,6 +55,6 @@ void eval_threats(const Position& position, EvalScratch& s) {
 void eval_pins(const Position& position, EvalScratch& s) {
     for (const int c : {WHITE, BLACK}) {
         const Bitboard pinned = pinned_pieces(position, c) & ~position.pieces[c][PAWN];
-        s.group[GROUP_SPECIAL][c] = popcount(pinned) * weights.pinned_piece;
+        s.group[GROUP_SPECIAL][c] = popcount(pinned) * plain(pinned_piece);
     }
 }

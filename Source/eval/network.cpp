@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -20,7 +19,7 @@ Network network;
 
 namespace {
 
-constexpr std::size_t HEADER_BYTES = 24;
+constexpr std::size_t HEADER_BYTES = sizeof(NetworkHeader);
 constexpr int INPUTS = 768;  // of one king bucket: 2 colours, 6 types, 64 squares
 constexpr int MAX_HIDDEN = 8192;
 
@@ -33,34 +32,14 @@ void free_values() {
     network.complete = false;
 }
 
-// The shape fields in file order; the value count behind them is not used, the shape gives it.
-void read_header(const unsigned char* bytes) {
-    std::int16_t field[10];
-    std::memcpy(field, bytes, sizeof field);
-    network.format_id = field[0];
-    network.quantisation = field[1];
-    network.second_quantisation = field[2];
-    network.scale = field[3];
-    // Some writers store the total number of inputs in place of the number of buckets.
-    network.king_buckets = field[4] >= INPUTS ? field[4] / INPUTS : field[4];
-    network.reserved1 = field[5];
-    network.hidden = field[6];
-    network.reserved3 = field[7];
-    network.reserved4 = field[8];
-    network.reserved2 = field[9];
+NetworkHeader& header() {
+    return network;
 }
 
-void set_fresh_header() {
-    network.format_id = 757;
-    network.quantisation = 2048;
-    network.second_quantisation = 2048;
-    network.scale = 400;
-    network.king_buckets = 2;
-    network.reserved1 = 0;
-    network.hidden = 1024;
-    network.reserved2 = 5;
-    network.reserved3 = 0;
-    network.reserved4 = 0;
+void read_header(const unsigned char* bytes) {
+    std::memcpy(&header(), bytes, HEADER_BYTES);
+    // Some writers store the total number of inputs in place of the number of buckets.
+    if (network.king_buckets >= INPUTS) network.king_buckets = static_cast<std::int16_t>(network.king_buckets / INPUTS);
 }
 
 // Derives the counts from the shape. False for a shape that no inference can use or that needs more than the
@@ -107,20 +86,19 @@ void load_embedded() {
 }
 
 void load_file(const char* name) {
-    std::FILE* file = open_file(name, "rb");
+    const OpenFile file(open_file(name, "rb"));
     if (!file) {
         print_format("info string can't open %s", name);
         end_program(0);
         return;
     }
-    unsigned char header[HEADER_BYTES];
-    if (std::fread(header, 1, HEADER_BYTES, file) == HEADER_BYTES) {
-        read_header(header);
+    unsigned char bytes[HEADER_BYTES];
+    if (std::fread(bytes, 1, HEADER_BYTES, file.get()) == HEADER_BYTES) {
+        read_header(bytes);
         if (set_counts(file_size(name) - static_cast<std::int64_t>(HEADER_BYTES)) && allocate_values()) {
-            network.complete = std::fread(network.values, 1, value_bytes(), file) == value_bytes();
+            network.complete = std::fread(network.values, 1, value_bytes(), file.get()) == value_bytes();
         }
     }
-    std::fclose(file);
     if (network.complete) print_format("info string loaded %s", name);
 }
 
@@ -128,7 +106,13 @@ void load_file(const char* name) {
 // training can tell the hidden units apart.
 void create_new() {
     print_line("creating new net...");
-    set_fresh_header();
+    header() = {.format_id = 757,
+                .quantisation = 2048,
+                .second_quantisation = 2048,
+                .scale = 400,
+                .king_buckets = 2,
+                .hidden = 1024,
+                .reserved2 = 5};
     if (!set_counts(std::numeric_limits<std::int64_t>::max()) || !allocate_values()) return;
     std::uint64_t state = 0x9E3779B97F4A7C15ULL;
     for (std::int32_t i = 0; i < network.value_count; ++i) {

@@ -47,10 +47,6 @@ void fix_move_time(float seconds) {
     settings.level_time = seconds;
 }
 
-void be_quiet() {
-    settings.noise = SILENT;
-}
-
 void limit_nodes(Values values, CommandLine&) {
     settings.node_limit = static_cast<std::uint64_t>(read_integer(values[0], 0, INT64_MAX));
     fix_move_time(1000.0f);
@@ -108,7 +104,7 @@ void set_name(Values values, CommandLine&) {
 void ignore(Values, CommandLine&) {}
 
 // Training may name what to begin with: 0 for random values, 1 for an existing network. Going on from a checkpoint
-// takes the word and leaves it at that.
+// ignores the word.
 bool take_start_kind(const char* next, CommandLine& command_line) {
     if (next[0] != '0' && next[0] != '1') return false;
     if (command_line.mode == RunMode::TRAIN && next[0] == '1') command_line.training.start = TrainingStart::NETWORK;
@@ -122,10 +118,6 @@ bool take_training_file(const char* next, CommandLine& command_line) {
 }
 
 void print_help();
-
-void print_version() {
-    print_line(ENGINE_NAME);
-}
 
 constexpr Switch information(const char* name, const char* meaning, void (*answer)()) {
     Switch option{PROGRAM, name, "", meaning, ignore};
@@ -175,7 +167,7 @@ constexpr Switch SWITCHES[] = {
      [](Values values, CommandLine&) { settings.noise = static_cast<float>(read_number(values[0], 0, 1e9)); }},
     {FILES, "-quiet", "", "no info lines, no log",
      [](Values, CommandLine&) {
-         be_quiet();
+         settings.noise = SILENT;
          settings.log = 0;
      }},
     {FILES, "-log", "", "write all lines, in and out, to tarn.log", [](Values, CommandLine&) { settings.log = 2; }},
@@ -187,11 +179,12 @@ constexpr Switch SWITCHES[] = {
          command_line.mode = RunMode::BENCH;
          command_line.bench_on_calling_thread = true;
      }},
+    {TOOLS, "bench", "", "the same to depth 12; the last line is \"N nodes N nps\"", select_mode<RunMode::SHORT_BENCH>},
     {TOOLS, "-mkconfig", "", "start up completely and end: checks a configuration", select_mode<RunMode::MAKE_CONFIG>},
     {TOOLS, "-anepd", "FILE", "search every position of an EPD file and score the answers",
      [](Values values, CommandLine& command_line) {
          select_input<RunMode::EPD_ANALYSIS, &Settings::input_file, TOOL_INPUT>(values, command_line);
-         be_quiet();
+         settings.noise = SILENT;
      }},
     {.group = TOOLS,
      .name = "-scan_pgn",
@@ -232,7 +225,7 @@ constexpr Switch SWITCHES[] = {
 
     information("--help", "print this and end", print_help),
     information("-h", "the same", print_help),
-    information("--version", "print name and version and end", print_version),
+    information("--version", "print name and version and end", [] { print_line(ENGINE_NAME); }),
 };
 
 void print_help() {
@@ -254,13 +247,9 @@ int value_count(const Switch& option) {
     return count;
 }
 
-bool matches(const Switch& candidate, std::string_view argument) {
-    return candidate.anywhere ? argument.find(candidate.name) != std::string_view::npos : argument == candidate.name;
-}
-
 const Switch* find_switch(std::string_view argument) {
     for (const Switch& candidate : SWITCHES) {
-        if (matches(candidate, argument)) return &candidate;
+        if (candidate.anywhere ? contains(argument, candidate.name) : argument == candidate.name) return &candidate;
     }
     return nullptr;
 }

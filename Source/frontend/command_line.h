@@ -7,6 +7,7 @@ enum class RunMode {
     EPD_ANALYSIS,
     PGN_SCAN,
     BENCH,
+    SHORT_BENCH,
     BOOK_BUILD,
     BOOK_BUILD2,
     MAKE_CONFIG,

@@ -6,19 +6,18 @@
 #include "frontend/base/settings.h"
 #include "frontend/console_line.h"
 #include "frontend/help_line.h"
-#include "frontend/options.h"
 #include "frontend/uci.h"
 #include "platform/words.h"
 #include "position/make_move.h"
 #include "position/notation.h"
 #include "search/game_stack.h"
+#include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/search_params.h"
 #include "search/search_thread.h"
 #include "tools/line_reader.h"
 
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -30,15 +29,8 @@ constexpr const char* TEST_FILE = "test.epd";
 GameState& game() {
     return game_record->game;
 }
-Position& board() {
-    return game_record->position;
-}
 int move_number() {
     return game().game_ply / 2 + 1;
-}
-
-void show_board() {
-    display_position(board());
 }
 
 ConsoleLine split_line(std::string_view text) {
@@ -50,25 +42,21 @@ ConsoleLine split_line(std::string_view text) {
 
 void show_after_move() {
     if (settings.debug) show_evaluation();
-    show_board();
+    display_position(board());
 }
 
 // --- Positions -----------------------------------------------------------------------------------------------
 
 void new_command(const ConsoleLine&) {
     set_game_position(START_FEN);
-    show_board();
+    display_position(board());
     reset_clocks();
 }
 
 void fen_command(const ConsoleLine& line) {
     const std::size_t at = line.text.find("fen ");
     set_game_position(at == std::string_view::npos ? std::string_view() : line.text.substr(at + 4));
-    show_board();
-}
-
-void board_command(const ConsoleLine&) {
-    show_after_move();
+    display_position(board());
 }
 
 // The first line of the test file, comments left out, that carries the id; empty when there is none.
@@ -85,11 +73,10 @@ void get_command(const ConsoleLine& line) {
     LineReader file;
     if (!open_lines(file, TEST_FILE, LONGEST_TEST)) return;
     const std::string test = find_test(file, line.words[1]);
-    close_lines(file);
     print_line(test);
     if (test.size() > SHORTEST_TEST) set_game_position(test);
-    show_board();
-    clear_hash_table();
+    display_position(board());
+    hash_clear();
 }
 
 // --- Thinking ------------------------------------------------------------------------------------------------
@@ -122,7 +109,7 @@ void analyse_command(const ConsoleLine& line) {
     if (!line.words[1].empty()) {
         settings.depth_limit = static_cast<std::int8_t>(read_int(line.words[1], 0, MAX_DEPTH));
     }
-    if (search_control.hash_enabled <= 1) clear_hash_table();
+    if (search_control.hash_enabled <= 1) hash_clear();
     search_control.play_move = false;  // set since an earlier mv
     search_control.self_play = false;
     request_search();
@@ -150,10 +137,6 @@ void play_text(std::string_view text) {
     show_after_move();
 }
 
-void move_command(const ConsoleLine& line) {
-    play_text(line.words[1]);
-}
-
 void undo_command(const ConsoleLine&) {
     if (game().game_ply == 0) return;
     unmake_game_move();
@@ -173,7 +156,7 @@ void jump_command(const ConsoleLine& line) {
     const int target = 2 * read_int(line.words[1], 0, GAME_STACK_SIZE) - 2;
     take_back_game();
     while (game().game_ply < std::min(target, MAX_GAME_MOVES) && redo_move() != NULL_MOVE) make_game_move(redo_move());
-    show_board();
+    display_position(board());
 }
 
 void book_command(const ConsoleLine&) {
@@ -186,10 +169,6 @@ void book_command(const ConsoleLine&) {
 // --- Dispatch ------------------------------------------------------------------------------------------------
 
 void no_effect(const ConsoleLine&) {}
-
-void stop_command(const ConsoleLine&) {
-    search_control.stop = 1;
-}
 
 void quit_command(const ConsoleLine&) {
     settings.quit = 1;
@@ -212,8 +191,9 @@ constexpr Command COMMANDS[] = {
     {"edit", "", "board editor", edit_command},
     {"get", "ID", "take the position with that id from test.epd", get_command},
     {"reverse", "", "mirror the board and swap the colours", reverse_command},
-    {"bd", "", "show the board", board_command},
-    {"move", "MOVE", "make a move: e2e4, Nf3; the word `move` may be left out", move_command},
+    {"bd", "", "show the board", [](const ConsoleLine&) { show_after_move(); }},
+    {"move", "MOVE", "make a move: e2e4, Nf3; the word `move` may be left out",
+     [](const ConsoleLine& line) { play_text(line.words[1]); }},
     {"undo", "", "take a move back", undo_command},
     {"[", "", "the same", undo_command},
     {"]", "", "play it again", redo_command},
@@ -224,7 +204,7 @@ constexpr Command COMMANDS[] = {
     {"self", "", "let it play both sides to the end of the game", self_play_command},
     {"go", "[N]", "analyse without playing, to depth N", analyse_command},
     {"an", "[N]", "the same", analyse_command},
-    {".", "", "stop the search", stop_command, true},
+    {".", "", "stop the search", [](const ConsoleLine&) { search_control.stop = 1; }, true},
     {"book", "", "moves of the position in the two books", book_command},
     {"pv", "", "line in the transposition table", line_command},
     {"ev", "", "evaluation, term by term", [](const ConsoleLine&) { show_evaluation(); }},

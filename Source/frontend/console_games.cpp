@@ -26,10 +26,6 @@ constexpr const char* SAVE_FILE = "tmp.pgn";
 constexpr int MOVES_PER_SAVED_LINE = 11;
 constexpr std::size_t LONGEST_PGN_LINE = 79;
 
-Position& board() {
-    return game_record->position;
-}
-
 void play_game(const PgnGame& game) {
     set_game_position(start_of_game(game));
     for (int ply = 0; ply < game.move_count; ++ply) {
@@ -53,7 +49,6 @@ void load_game(const std::string& file, const std::string& tag_text) {
         }
         break;
     }
-    close_pgn(reader);
     print_raw("read %d games\n\n", game.game_count);
 }
 
@@ -74,9 +69,8 @@ std::string short_game() {
 const char* termination_marker() {
     if (!is_playable(board())) return "*";
     if (has_legal_move(board())) return is_draw(board(), 0) ? "1/2-1/2" : "*";
-    const int c = board().side;
-    if (!is_attacked(board(), board().king_square[c], c ^ 1)) return "1/2-1/2";
-    return c == WHITE ? "0-1" : "1-0";
+    if (!side_in_check(board())) return "1/2-1/2";
+    return board().side == WHITE ? "0-1" : "1-0";
 }
 
 // True when a king or rook with castling rights stands elsewhere than in the usual start position.
@@ -157,11 +151,10 @@ std::string pgn_game() {
 
 // True when a game can follow: nothing or an empty line comes before it.
 bool ends_with_empty_line(const std::string& name) {
-    std::FILE* const file = open_file(name.c_str(), "rb");
+    const OpenFile file(open_file(name.c_str(), "rb"));
     if (!file) return true;
     std::string last = "\n\n";
-    if (std::fseek(file, -2, SEEK_END) == 0) last.resize(std::fread(last.data(), 1, last.size(), file));
-    std::fclose(file);
+    if (std::fseek(file.get(), -2, SEEK_END) == 0) last.resize(std::fread(last.data(), 1, last.size(), file.get()));
     return last == "\n\n";
 }
 

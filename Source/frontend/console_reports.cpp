@@ -33,9 +33,6 @@ constexpr int MAX_PERFT_DEPTH = 20;
 GameState& game() {
     return game_record->game;
 }
-Position& board() {
-    return game_record->position;
-}
 
 void show_last_move() {
     const int ply = game().game_ply;

@@ -4,8 +4,8 @@
 #include "frontend/base/settings.h"
 #include "frontend/console_line.h"
 #include "frontend/help_line.h"
-#include "frontend/options.h"
 #include "platform/words.h"
+#include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/time_manager.h"
 
@@ -33,7 +33,7 @@ void set_level(const ConsoleLine& line) {
     settings.level_moves = read_byte(line.words[2]);
     settings.level_time = static_cast<float>(read_time(line.words[3]));
     settings.increment = static_cast<float>(read_number(line.words[4], 0, MAX_SECONDS));
-    for (auto& clock : search_control.clock) clock = settings.level_time;
+    reset_clocks();
     print_format("set level to %d moves in %0.2f seconds, inc %0.2f", settings.level_moves,
                  static_cast<double>(settings.level_time), static_cast<double>(settings.increment));
 }
@@ -46,8 +46,8 @@ void set_target_speed(const ConsoleLine& line) {
     print_format("target_nps set to %.0f, Elo= %d", nps, settings.uci_elo);
 }
 
-// Back to the defaults in everything that shapes search and play. What describes the running program (its
-// mode, its measured speed, the sizes and files in use) stays.
+// Back to the defaults in everything that shapes search and play. What describes the running program (its mode, its
+// measured speed, the sizes and files in use) stays.
 void restore_defaults() {
     const Settings old = settings;
     settings = default_settings;
@@ -69,7 +69,7 @@ void restore_defaults() {
     keep(settings.syzygy_path, old.syzygy_path);
     if (settings.use_nn != old.use_nn) {
         invalidate_eval_caches();
-        clear_hash_table();
+        hash_clear();
     }
 }
 
@@ -145,7 +145,7 @@ constexpr NumberSetting NUMBER_SETTINGS[] = {
 void set_command(const ConsoleLine& line) {
     const std::string name = line.words[1].substr(0, MAX_NAME);
     for (const Setting& setting : SETTINGS) {
-        if (setting.anywhere ? name.find(setting.name) != std::string::npos : name == setting.name) {
+        if (setting.anywhere ? contains(name, setting.name) : name == setting.name) {
             setting.set(line);
             break;
         }

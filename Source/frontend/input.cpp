@@ -35,7 +35,7 @@ void read_chunk() {
     switch (read_available_input(buffer, CHUNK, count)) {
         case InputStatus::NONE: break;
         case InputStatus::DATA: append_input(buffered, buffer, count); break;
-        case InputStatus::FAILED: print_line("error reading input"); [[fallthrough]];  // it would fail for ever
+        case InputStatus::FAILED: print_line("error reading input"); [[fallthrough]];  // further reads would fail too
         case InputStatus::END_OF_FILE: input_ended = true; break;
     }
 }
@@ -141,7 +141,7 @@ void ignore_end_of_input() {
     end_quits = false;
 }
 
-Wish look_at_input(InputWatch& watched, const LineBuffer& buffer, bool input_ended, double now) {
+Wish look_at_input(InputWatch& watched, const LineBuffer& buffer, bool ended, double now) {
     const std::string_view pending = buffer.pending;
     if (!watched.settled) {
         watched.settled = now >= watched.start + SECONDS_TO_SETTLE;
@@ -154,7 +154,7 @@ Wish look_at_input(InputWatch& watched, const LineBuffer& buffer, bool input_end
         if (word == "quit") return Wish::QUIT;
         if (word == ".") return Wish::STOP;
     }
-    if (!input_ended) return Wish::NONE;
+    if (!ended) return Wish::NONE;
     if (watched.end_of_input == 0) watched.end_of_input = now;
     return now < watched.end_of_input + SECONDS_AFTER_END ? Wish::NONE : Wish::STOP;
 }

@@ -44,7 +44,7 @@ struct InputWatch {
 enum class Wish { NONE, STOP, QUIT };
 
 // One look at what has come up to the time `now`.
-Wish look_at_input(InputWatch& watch, const LineBuffer& buffer, bool input_ended, double now);
+Wish look_at_input(InputWatch& watch, const LineBuffer& buffer, bool ended, double now);
 
 // Begins to watch standard input.
 void watch_input();

@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <span>
 
 namespace {
@@ -24,21 +23,26 @@ constexpr std::string_view EMPTY_TEXT = "<empty>";  // UCI has no other way to w
 enum class OptionKind { CHECK, SPIN, STRING, BUTTON };
 
 // Where the default that is listed comes from.
-enum class Listed { DEFAULT_COPY, CURRENT };
+enum Listed { DEFAULT_COPY, CURRENT };
+
+struct Option;
+struct OptionHooks {
+    void (*after)(int value) = nullptr;                              // work that a new value entails
+    void (*list)(const Option&) = nullptr;                           // listing that differs from its kind's
+    void (*apply)(const Option&, std::string_view value) = nullptr;  // setting that differs from its kind's
+};
 
 struct Option {
     const char* name;
     OptionKind kind;
     int min = 0;
     int max = 0;
-    Listed listed = Listed::DEFAULT_COPY;
+    Listed listed = DEFAULT_COPY;
     int (*get)(const Settings&) = nullptr;
     void (*set)(Settings&, int) = nullptr;
     std::span<char> (*text)(Settings&) = nullptr;
-    bool may_be_empty = false;                                       // takes the protocol's word for the empty text
-    void (*after)(int value) = nullptr;                              // work that a new value entails
-    void (*list)(const Option&) = nullptr;                           // listing that differs from its kind's
-    void (*apply)(const Option&, std::string_view value) = nullptr;  // setting that differs from its kind's
+    bool may_be_empty = false;  // takes the protocol's word for the empty text
+    OptionHooks hooks = {};
 };
 
 template <auto FIELD>
@@ -57,50 +61,30 @@ constexpr std::span<char> text_field(Settings& s) {
 }
 
 template <auto FIELD>
-constexpr Option check(const char* name, Listed listed = Listed::DEFAULT_COPY) {
-    Option option{name, OptionKind::CHECK, 0, 1, listed};
-    option.get = get_field<FIELD>;
-    option.set = set_field<FIELD>;
-    return option;
+constexpr Option spin(const char* name, int min, int max, Listed listed = DEFAULT_COPY, OptionHooks hooks = {}) {
+    return {name, OptionKind::SPIN, min, max, listed, get_field<FIELD>, set_field<FIELD>, nullptr, false, hooks};
 }
 
 template <auto FIELD>
-constexpr Option spin(const char* name, int min, int max, Listed listed = Listed::DEFAULT_COPY) {
-    Option option{name, OptionKind::SPIN, min, max, listed};
-    option.get = get_field<FIELD>;
-    option.set = set_field<FIELD>;
-    return option;
+constexpr Option check(const char* name, Listed listed = DEFAULT_COPY, OptionHooks hooks = {}) {
+    return {name, OptionKind::CHECK, 0, 1, listed, get_field<FIELD>, set_field<FIELD>, nullptr, false, hooks};
 }
 
 template <auto FIELD>
-constexpr Option string(const char* name, Listed listed = Listed::DEFAULT_COPY) {
-    Option option{name, OptionKind::STRING, 0, 0, listed};
-    option.text = text_field<FIELD>;
-    return option;
+constexpr Option string(const char* name, Listed listed, bool may_be_empty, OptionHooks hooks = {}) {
+    return {name, OptionKind::STRING, 0, 0, listed, nullptr, nullptr, text_field<FIELD>, may_be_empty, hooks};
 }
 
 // The name of a file or of folders that may be given up again.
 template <auto FIELD>
-constexpr Option path(const char* name) {
-    Option option = string<FIELD>(name);
-    option.may_be_empty = true;
-    return option;
-}
-
-constexpr Option with_after(Option option, void (*after)(int)) {
-    option.after = after;
-    return option;
-}
-
-constexpr Option with_list(Option option, void (*list)(const Option&)) {
-    option.list = list;
-    return option;
+constexpr Option path(const char* name, OptionHooks hooks = {}) {
+    return string<FIELD>(name, DEFAULT_COPY, true, hooks);
 }
 
 // --- Listing -------------------------------------------------------------------------------------------------
 
 Settings& listed_settings(const Option& option) {
-    return option.listed == Listed::CURRENT ? settings : default_settings;
+    return option.listed == CURRENT ? settings : default_settings;
 }
 
 void print_spin(const char* name, int value, int min, int max) {
@@ -124,10 +108,12 @@ void list_opponent(const Option& option) {
 }
 
 void list_option(const Option& option) {
-    if (option.list) return option.list(option);
+    if (option.hooks.list) return option.hooks.list(option);
     Settings& from = listed_settings(option);
     switch (option.kind) {
-        case OptionKind::CHECK: print_option_check(option.name, option.get(from) != 0); break;
+        case OptionKind::CHECK:
+            print_format("option name %s type check default %s", option.name, option.get(from) ? "true" : "false");
+            break;
         case OptionKind::SPIN: print_spin(option.name, option.get(from), option.min, option.max); break;
         case OptionKind::STRING:
             print_format("option name %s type string default %s", option.name, option.text(from).data());
@@ -145,7 +131,7 @@ void report_value(const char* name, int value) {
 // Scores of one evaluation must not meet those of another.
 void forget_scores() {
     invalidate_eval_caches();
-    clear_hash_table();
+    hash_clear();
 }
 
 void reallocate_hash(int) {
@@ -162,7 +148,7 @@ void widen_seven_piece_depth(int value) {
 }
 
 void press_clear_hash(const Option&, std::string_view) {
-    clear_hash_table();
+    hash_clear();
     print_line("info string Hash table cleared");
 }
 
@@ -184,7 +170,7 @@ void apply_opponent(const Option& option, std::string_view value) {
 }
 
 void apply_option(const Option& option, std::string_view value) {
-    if (option.apply) return option.apply(option, value);
+    if (option.hooks.apply) return option.hooks.apply(option, value);
     int number = 0;
     if (option.kind == OptionKind::STRING) {
         copy_text(option.text(settings), option.may_be_empty && value == EMPTY_TEXT ? "" : value);
@@ -194,38 +180,34 @@ void apply_option(const Option& option, std::string_view value) {
         report_value(option.name, number);
         option.set(settings, number);
     }
-    if (option.after) option.after(number);
-}
-
-constexpr Option with_apply(Option option, void (*apply)(const Option&, std::string_view)) {
-    option.apply = apply;
-    return option;
+    if (option.hooks.after) option.hooks.after(number);
 }
 
 // In the order of the listing.
 constexpr Option OPTIONS[] = {
-    with_after(path<&Settings::config_file>("ConfigFilePath"), [](int) { load_config(); }),
-    with_after(spin<&Settings::hash_mb>("Hash", 0, 32768, Listed::CURRENT), reallocate_hash),
-    with_list(spin<&Settings::threads>("Threads", 0, 160), list_threads),
-    with_apply({"Clear Hash", OptionKind::BUTTON}, press_clear_hash),
-    with_after(string<&Settings::nn_file>("NN_File", Listed::CURRENT), reload_network),
-    with_apply(check<&Settings::use_nn>("Use_NN_eval", Listed::CURRENT), apply_use_nn),
+    path<&Settings::config_file>("ConfigFilePath", {.after = [](int) { load_config(); }}),
+    spin<&Settings::hash_mb>("Hash", 0, 32768, CURRENT, {.after = reallocate_hash}),
+    spin<&Settings::threads>("Threads", 0, 160, DEFAULT_COPY, {.list = list_threads}),
+    {.name = "Clear Hash", .kind = OptionKind::BUTTON, .hooks = {.apply = press_clear_hash}},
+    string<&Settings::nn_file>("NN_File", CURRENT, false, {.after = reload_network}),
+    check<&Settings::use_nn>("Use_NN_eval", CURRENT, {.apply = apply_use_nn}),
     check<&Settings::own_book>("OwnBook"),
     path<&Settings::book_file>("OwnBook_File"),
     spin<&Settings::book_depth>("OwnBook_Depth", 0, 60),
     path<&Settings::book2_file>("OwnBook2_File"),
     spin<&Settings::book2_depth>("OwnBook2_Depth", 0, 60),
     spin<&Settings::book_variety>("OwnBook_Variety", 0, 100),
-    with_after(path<&Settings::syzygy_path>("SyzygyPath"), [](int) { tb_init(); }),
-    with_after(spin<&Settings::syzygy_probe_depth>("SyzygyProbeDepth6", -5, 100), widen_seven_piece_depth),
-    with_after(check<&Settings::log>("Log"), [](int) { open_log(); }),
+    path<&Settings::syzygy_path>("SyzygyPath", {.after = [](int) { tb_init(); }}),
+    spin<&Settings::syzygy_probe_depth>("SyzygyProbeDepth6", -5, 100, DEFAULT_COPY, {.after = widen_seven_piece_depth}),
+    check<&Settings::log>("Log", DEFAULT_COPY, {.after = [](int) { open_log(); }}),
     check<&Settings::ponder>("Ponder"),
     spin<&Settings::multipv>("MultiPV", 1, 255),
-    check<&Settings::chess960>("UCI_Chess960", Listed::CURRENT),
+    check<&Settings::chess960>("UCI_Chess960", CURRENT),
     spin<&Settings::move_overhead>("MoveOverhead", 0, 1000),
     check<&Settings::limit_strength>("UCI_LimitStrength"),
-    with_list(spin<&Settings::uci_elo>("UCI_Elo", 1500, 3300), list_elo),
-    with_list(with_apply(spin<&Settings::opponent_elo>("UCI_Opponent", 0, 4000), apply_opponent), list_opponent),
+    spin<&Settings::uci_elo>("UCI_Elo", 1500, 3300, DEFAULT_COPY, {.list = list_elo}),
+    spin<&Settings::opponent_elo>("UCI_Opponent", 0, 4000, DEFAULT_COPY,
+                                  {.list = list_opponent, .apply = apply_opponent}),
     spin<&Settings::contempt>("Contempt", -150, 150),
     spin<&Settings::selectivity>("Selectivity", 0, 200),
 };
@@ -245,17 +227,8 @@ void print_option_list() {
     print_line("uciok");
 }
 
-void print_option_check(const char* name, bool value) {
-    print_format("option name %s type check default %s", name, value ? "true" : "false");
-}
-
 bool resize_hash_table() {
     if (hash_allocate()) return true;
     std::fprintf(stderr, "no memory for a transposition table of %d MB\n", settings.hash_mb);
     return false;
-}
-
-void clear_hash_table() {
-    search_control.hash_fill = 0;
-    if (search_control.hash_enabled && hash_exists()) hash_clear();
 }

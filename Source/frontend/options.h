@@ -8,10 +8,7 @@ void set_option(std::string_view name, std::string_view value);
 
 // The answer to `uci`: identification, every option with its default and range, "uciok".
 void print_option_list();
-void print_option_check(const char* name, bool value);
 
 // Makes the transposition table as large as settings.hash_mb says. False, with one line on the error stream, when
 // there is no memory for it: there is no table then.
 bool resize_hash_table();
-// Empties the transposition table where there is one in use, and its fill estimate.
-void clear_hash_table();

@@ -58,15 +58,10 @@ bool create_game_record() {
     return game_record != nullptr;
 }
 
-void set_timer_resolution() {
-    if (const char* failure = begin_timer_resolution()) print_line(failure);
-}
-
 // A probe opens its book anew and takes a missing one for a book without moves, so start-up looks for mistyped names.
 void check_book(const char* name) {
-    std::FILE* const file = open_file(name, "rb");
-    if (!file || (std::getc(file) == EOF && std::ferror(file))) report_unreadable(name, errno);
-    if (file) std::fclose(file);
+    const OpenFile file(open_file(name, "rb"));
+    if (!file || (std::getc(file.get()) == EOF && std::ferror(file.get()))) report_unreadable(name, errno);
 }
 
 // The files that the command line names.
@@ -81,7 +76,7 @@ bool bring_up_subsystems() {
     settings.hash_mb = capped_hash_mb(settings.hash_mb, settings.depth_limit, settings.node_limit);
     init_zobrist();
     if (!resize_hash_table()) return false;
-    set_timer_resolution();
+    if (const char* failure = begin_timer_resolution()) print_line(failure);
     read_named_files();
     if (program_ends()) return false;
     open_log();
@@ -140,19 +135,6 @@ int play(const CommandLine&) {
     return 0;
 }
 
-// The start-up was all that was asked for.
-int make_config(const CommandLine&) {
-    return 0;
-}
-
-int scan_games(const CommandLine&) {
-    return scan_pgn(game_record->position);
-}
-
-int make_book(const CommandLine&) {
-    return build_book(game_record->position);
-}
-
 struct RunModeEntry {
     RunMode mode;
     int (*run)(const CommandLine& command_line);  // returns the exit status
@@ -162,15 +144,20 @@ constexpr RunModeEntry RUN_MODES[] = {
     {RunMode::PLAY, play},
     {RunMode::EPD_ANALYSIS,
      [](const CommandLine&) { return analyse_epd(settings.input_file, Candidates::IGNORED, poll_input); }},
-    {RunMode::PGN_SCAN, scan_games},
+    {RunMode::PGN_SCAN, [](const CommandLine&) { return scan_pgn(board()); }},
     {RunMode::BENCH,
      [](const CommandLine& line) {
          run_bench(line.bench_on_calling_thread ? nullptr : poll_input);
          return 0;
      }},
-    {RunMode::BOOK_BUILD, make_book},
+    {RunMode::SHORT_BENCH,
+     [](const CommandLine&) {
+         run_short_bench();
+         return 0;
+     }},
+    {RunMode::BOOK_BUILD, [](const CommandLine&) { return build_book(board()); }},
     {RunMode::BOOK_BUILD2, [](const CommandLine&) { return build_opening_tree(settings.input_file, poll_input); }},
-    {RunMode::MAKE_CONFIG, make_config},
+    {RunMode::MAKE_CONFIG, [](const CommandLine&) { return 0; }},  // the start-up was all that was asked for
     {RunMode::MAKE_TRAIN_DATA,
      [](const CommandLine&) { return make_train_data(settings.input_file, settings.output_file); }},
     {RunMode::GEN_TRAIN_DATA, [](const CommandLine& line) { return gen_train_data(line.training_file); }},
@@ -185,10 +172,6 @@ int run_mode(const CommandLine& command_line) {
         if (entry.mode == command_line.mode) return entry.run(command_line);
     }
     return 1;
-}
-
-bool is_training(RunMode mode) {
-    return mode == RunMode::TRAIN || mode == RunMode::TRAIN2;
 }
 
 // Only a variant of the program trains: it is built for one machine, which the engine never is.
@@ -224,7 +207,7 @@ int run_program(int count, const char* const* arguments) {
     CommandLine command_line;
     int status = 1;
     if (read_command_line(count, arguments, command_line)) {
-        if (is_training(command_line.mode)) {
+        if (command_line.mode == RunMode::TRAIN || command_line.mode == RunMode::TRAIN2) {
             status = train_network(command_line.training);
         } else if (bring_up_subsystems()) {
             status = run_mode(command_line);

@@ -7,11 +7,12 @@
 #include "platform/words.h"
 #include "position/notation.h"
 #include "search/game_stack.h"
+#include "search/hash_table.h"
 #include "search/search_control.h"
 #include "search/search_params.h"
 #include "search/search_thread.h"
 
-#include <string>
+#include <optional>
 
 namespace {
 
@@ -25,21 +26,16 @@ constexpr double MAX_SECONDS = 1e7;  // also what "no limit" is
 // Depth and nodes of a `go` hold for its search alone: what was set before (by switches) comes back with the
 // next command.
 struct BaseLimits {
-    bool saved = false;
-    std::int8_t depth = 0;
-    std::uint64_t nodes = 0;
+    std::int8_t depth;
+    std::uint64_t nodes;
 };
-BaseLimits base_limits;
-
-void save_base_limits() {
-    base_limits = {true, settings.depth_limit, settings.node_limit};
-}
+std::optional<BaseLimits> base_limits;
 
 void restore_base_limits() {
-    if (!base_limits.saved) return;
-    settings.depth_limit = base_limits.depth;
-    settings.node_limit = base_limits.nodes;
-    base_limits.saved = false;
+    if (!base_limits) return;
+    settings.depth_limit = base_limits->depth;
+    settings.node_limit = base_limits->nodes;
+    base_limits.reset();
 }
 
 void remove_limits() {
@@ -76,7 +72,7 @@ void read_clocks(std::string_view rest) {
         }
     }
     settings.increment = 0;
-    if (find_parameter(rest, INCREMENT[game_record->position.side], value)) {
+    if (find_parameter(rest, INCREMENT[board().side], value)) {
         settings.increment = static_cast<float>(read_seconds(value));
     }
     if (find_parameter(rest, "movestogo", value) && read_int(value, 0, INT16_MAX) > 0) {
@@ -94,7 +90,7 @@ void read_search_moves(std::string_view rest) {
     if (at == std::string_view::npos) return;
     rest.remove_prefix(at + NAME.size());
     for (std::string_view word; !(word = next_word(rest)).empty();) {
-        const Move move = find_uci_move(game_record->position, word);
+        const Move move = find_uci_move(board(), word);
         if (move == NULL_MOVE) continue;
         search_control.search_moves[search_control.search_move_count++] = move;
         if (search_control.search_move_count == MAX_ROOT_MOVES) return;
@@ -129,12 +125,12 @@ void read_go_limits(std::string_view rest) {
 // --- Commands ------------------------------------------------------------------------------------------------
 
 void go_command(std::string_view rest) {
-    if (!is_playable(game_record->position)) {
+    if (!is_playable(board())) {
         print_line("info string illegal position");
         print_line("bestmove null");
         return;
     }
-    save_base_limits();
+    base_limits = {settings.depth_limit, settings.node_limit};
     read_go_limits(rest);
     read_search_moves(rest);
     search_control.think_flags = contains(rest, "ponder") ? THINK_GO_PONDER : THINK_GO;
@@ -154,8 +150,8 @@ void position_command(std::string_view rest) {
         return;
     }
     for (std::string_view word; !(word = next_word(moves)).empty();) {
-        make_game_move(parse_uci_move(game_record->position, word));
-        trim_game_stack(game_record->game, game_record->position.rule50);
+        make_game_move(parse_uci_move(board(), word));
+        trim_game_stack(game_record->game, board().rule50);
     }
     clear_redo_move();
 }
@@ -184,7 +180,7 @@ void ucinewgame_command(std::string_view) {
     for (auto& clock : search_control.clock) clock = 60.0f;
     game_record->game.game_ply = 0;
     game_record->game.last_move = NULL_MOVE;
-    clear_hash_table();
+    hash_clear();
     search_control.hash_age = 0;
 }
 
@@ -240,18 +236,13 @@ void search_command(std::string_view word) {
 
 }  // namespace
 
-void stop_search() {
-    search_control.think_flags.fetch_or(THINK_STOPPED);
-    search_control.think_flags.notify_all();
-    search_control.stop = 1;
-}
-
 void uci_command(std::string_view line) {
     line = line.substr(0, line.find('\n'));
     if (line.empty()) return;
     log_command(line);
 
-    std::string_view rest = line.substr(std::min(line.find_first_not_of(' '), line.size()));
+    std::string_view rest = line;
+    skip(rest);
     const std::string_view word = rest.substr(0, rest.find_first_of(std::string_view("\0\r ", 3)));
     rest.remove_prefix(std::min(word.size() + 1, rest.size()));
 

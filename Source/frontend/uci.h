@@ -9,6 +9,3 @@ constexpr float UNLIMITED_TIME = 99999.0f;
 
 // Handles one line.
 void uci_command(std::string_view line);
-
-// Stops the running search as a command does: it is answered with the best move so far.
-void stop_search();

@@ -10,8 +10,6 @@ enum class InputStatus {
     FAILED        // the read failed
 };
 
-// True when standard input is an interactive terminal.
-bool input_is_terminal();
 // Prepares standard input on first use: drops mouse and window events of a Windows console; nothing elsewhere.
 void open_console_input();
 // Reads up to `size` bytes that are waiting; never blocks. `count` is the number of bytes read.
@@ -20,8 +18,7 @@ InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& co
 // What may end a wait beside the time and other threads.
 enum class Watch {
     INPUT,       // bytes, or the end of the input
-    OUTPUT_END,  // for when the input has ended: the reader of our standard output closes it, where the platform can
-                 // tell
+    OUTPUT_END,  // once the input has ended: that the reader of standard output closes it, where the platform can tell
     NEITHER,
 };
 

@@ -56,10 +56,6 @@ bool input_is_waiting() {
 
 }  // namespace
 
-bool input_is_terminal() {
-    return isatty(STDIN_FILENO) == 1;
-}
-
 void open_console_input() {}
 
 InputStatus read_available_input(char* buffer, std::size_t size, std::size_t& count) {

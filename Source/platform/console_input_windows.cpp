@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <mutex>
 #include <string>
 
@@ -35,6 +34,14 @@ HANDLE wake_event() {
 
 HANDLE input_handle() {
     return GetStdHandle(STD_INPUT_HANDLE);
+}
+
+bool input_is_console() {
+    static const bool console = [] {
+        DWORD mode = 0;
+        return GetConsoleMode(input_handle(), &mode) != 0;
+    }();
+    return console;
 }
 
 struct Reader {
@@ -92,7 +99,7 @@ DWORD WINAPI read_input(void*) {
     static char chunk[CHUNK];
     for (;;) {
         std::size_t count = 0;
-        const InputStatus status = input_is_terminal() ? read_console_line(chunk, count) : read_bytes(chunk, count);
+        const InputStatus status = input_is_console() ? read_console_line(chunk, count) : read_bytes(chunk, count);
         if (!hand_over(chunk, count, status)) return 0;
         while (untaken_bytes() > MAX_UNTAKEN) WaitForSingleObject(reader().room, INFINITE);
     }
@@ -101,7 +108,7 @@ DWORD WINAPI read_input(void*) {
 // False when the thread cannot be created.
 bool start_reader() {
     if (reader().started) return true;
-    input_is_terminal();  // decided before the thread's read keeps the handle busy
+    input_is_console();  // decided before the thread's read keeps the handle busy
     const HANDLE thread = CreateThread(nullptr, 0, read_input, nullptr, 0, nullptr);
     if (!thread) return false;
     CloseHandle(thread);
@@ -110,14 +117,6 @@ bool start_reader() {
 }
 
 }  // namespace
-
-bool input_is_terminal() {
-    static const bool terminal = [] {
-        DWORD mode = 0;
-        return GetConsoleMode(input_handle(), &mode) != 0;
-    }();
-    return terminal;
-}
 
 void open_console_input() {
     DWORD mode = 0;

@@ -35,16 +35,14 @@ bool same_file(const char* a, const char* b) {
 
 bool copy_file(const char* from, const char* to) {
     if (same_file(from, to)) return false;  // opening the target would empty the source
-    std::FILE* source = open_file(from, "rb");
+    const OpenFile source(open_file(from, "rb"));
     if (!source) return false;
-    std::FILE* target = open_file(to, "wb");
+    std::FILE* const target = open_file(to, "wb");
     bool copied = target != nullptr;
     char buffer[65536];
-    for (std::size_t size; copied && (size = std::fread(buffer, 1, sizeof buffer, source)) > 0;) {
+    for (std::size_t size; copied && (size = std::fread(buffer, 1, sizeof buffer, source.get())) > 0;) {
         copied = std::fwrite(buffer, 1, size, target) == size;
     }
-    copied = copied && !std::ferror(source);
-    std::fclose(source);
-    if (target && std::fclose(target) != 0) copied = false;
-    return copied;
+    copied = copied && !std::ferror(source.get());
+    return target && std::fclose(target) == 0 && copied;
 }

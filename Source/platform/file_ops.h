@@ -3,9 +3,15 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 // Opens a file as fopen does, except that line ends are never translated: "r" and "rb" mean the same everywhere.
 std::FILE* open_file(const char* name, const char* mode);
+// Closes its file in the end; for files that are only read, where closing cannot fail.
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 bool file_exists(const char* name);
 // Removes a file; true when it is gone.
 bool delete_file(const char* name);
@@ -15,7 +21,7 @@ bool copy_file(const char* from, const char* to);
 bool truncate_file(const char* name, std::uintmax_t size);
 // True when both names lead to one existing file, by whatever links or spellings.
 bool same_file(const char* a, const char* b);
-// ';' everywhere and, except on Windows, also ':' separate directories in a path list.
-bool is_path_separator(char c);
+// What separates directories in a path list: ';' everywhere and, except on Windows, also ':'.
+extern const char PATH_SEPARATORS[];
 // '\\' on Windows, '/' elsewhere.
 extern const char DIRECTORY_SEPARATOR;

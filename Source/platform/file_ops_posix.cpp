@@ -3,10 +3,7 @@
 #include "platform/file_path.h"
 
 const char DIRECTORY_SEPARATOR = '/';
-
-bool is_path_separator(char c) {
-    return c == ';' || c == ':';
-}
+const char PATH_SEPARATORS[] = ";:";
 
 std::FILE* open_file(const char* name, const char* mode) {
     return std::fopen(name, mode);

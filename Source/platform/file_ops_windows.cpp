@@ -6,11 +6,7 @@
 #include <cwchar>
 
 const char DIRECTORY_SEPARATOR = '\\';
-
-// ':' follows a drive letter.
-bool is_path_separator(char c) {
-    return c == ';';
-}
+const char PATH_SEPARATORS[] = ";";  // ':' follows a drive letter
 
 std::FILE* open_file(const char* name, const char* mode) {
     std::wstring bytes_mode = wide_text(mode);

@@ -18,9 +18,13 @@ bool is_other_file(const std::string& input_name, const std::string& output_name
     return false;
 }
 
-int report_unreadable(const char* name, int error) {
-    std::fprintf(stderr, "can't read %s: %s\n", name, std::strerror(error));
+int report_unreadable(const char* name, const char* why) {
+    std::fprintf(stderr, "can't read %s: %s\n", name, why);
     return 1;
+}
+
+int report_unreadable(const char* name, int error) {
+    return report_unreadable(name, std::strerror(error));
 }
 
 int report_missing(const char* name, int error) {

@@ -11,6 +11,7 @@ bool has_extension(const std::string& name, const char* extension);
 bool is_other_file(const std::string& input_name, const std::string& output_name);
 
 // Report why a tool ends early, and return its exit status 1.
+int report_unreadable(const char* name, const char* why);
 int report_unreadable(const char* name, int error);
 // The same for tools that have nothing to do without this input: reported, but exit status 0.
 int report_missing(const char* name, int error);

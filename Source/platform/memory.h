@@ -13,6 +13,3 @@ struct LargeBlock {
 bool allocate_large(std::size_t size, LargeBlock& block);
 // Leaves the block empty; an empty one stays so.
 void free_large(LargeBlock& block);
-
-// Asks for large pages; a system that has none ignores it.
-void advise_large_pages(void* start, std::size_t size);

@@ -30,15 +30,13 @@ bool open_output(OutputFile& output, const char* mode) {
 }  // namespace
 
 bool create_output(OutputFile& output, const std::string& name) {
+    output = {};
     output.name = name;
-    output.pending.clear();
-    output.whole = 0;
-    output.failed = false;
     return open_output(output, "wb");
 }
 
 bool append_output(OutputFile& output, const std::string& name) {
-    output = OutputFile{};
+    output = {};
     output.name = name;
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file_path(name), error);

@@ -1,7 +1,6 @@
 // The file that a tool writes. Lines and records reach it whole, and a write that fails is reported, never passed over.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>

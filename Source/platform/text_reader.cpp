@@ -1,8 +1,6 @@
 // Pieces are views into one block that is refilled when too little of it is left.
 #include "platform/text_reader.h"
 
-#include "platform/file_ops.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -24,9 +22,9 @@ void fill(TextReader& reader, std::size_t size) {
     reader.begin = 0;
     while (reader.end < size) {
         const std::size_t got =
-            std::fread(reader.block.data() + reader.end, 1, reader.block.size() - reader.end, reader.file);
+            std::fread(reader.block.data() + reader.end, 1, reader.block.size() - reader.end, reader.file.get());
         if (got == 0) {
-            if (std::ferror(reader.file)) reader.error = errno;
+            if (std::ferror(reader.file.get())) reader.error = errno;
             return;
         }
         reader.end += got;
@@ -47,20 +45,13 @@ std::string_view cut_after_blank(std::string_view line, std::size_t longest) {
 }  // namespace
 
 bool open_text(TextReader& reader, const char* name) {
-    reader.file = open_file(name, "rb");
+    reader = {};
+    reader.file.reset(open_file(name, "rb"));
     if (!reader.file) return false;
     reader.block.resize(BLOCK_BYTES);
-    reader.begin = reader.end = 0;
-    reader.inside_line = false;
-    reader.error = 0;
     fill(reader, BYTE_ORDER_MARK.size());
     if (unread(reader).starts_with(BYTE_ORDER_MARK)) reader.begin += BYTE_ORDER_MARK.size();
     return true;
-}
-
-void close_text(TextReader& reader) {
-    if (reader.file) std::fclose(reader.file);
-    reader.file = nullptr;
 }
 
 bool next_piece(TextReader& reader, std::size_t longest, TextPiece& piece) {

@@ -1,8 +1,9 @@
 // Text files of any size in bounded memory: line by line, long lines in pieces.
 #pragma once
 
+#include "platform/file_ops.h"
+
 #include <cstddef>
-#include <cstdio>
 #include <string_view>
 #include <vector>
 
@@ -13,7 +14,7 @@ struct TextPiece {
 };
 
 struct TextReader {
-    std::FILE* file = nullptr;
+    OpenFile file;
     std::vector<char> block;
     std::size_t begin = 0;  // unread bytes of the block: begin..end
     std::size_t end = 0;
@@ -21,9 +22,8 @@ struct TextReader {
     int error = 0;             // of the read that failed (errno), 0: none; what was read before it is good
 };
 
-// Leaves out a byte order mark. False when the file cannot be opened.
+// Leaves out a byte order mark. False when the file cannot be opened. It is closed with the reader.
 bool open_text(TextReader& reader, const char* name);
-void close_text(TextReader& reader);
 // The next piece; false at the end of the file. A line longer than `longest` bytes (at most 4096) comes in
 // several pieces, cut after a blank where there is one, so that words stay whole.
 bool next_piece(TextReader& reader, std::size_t longest, TextPiece& piece);

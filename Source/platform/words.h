@@ -13,10 +13,15 @@ inline bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-// Takes the next blank-separated word off the front of `text`; empty when there is none.
-inline std::string_view next_word(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
-    const std::string_view word = text.substr(0, text.find(' '));
+// Takes leading blanks, or other characters, off the front of `text`.
+inline void skip(std::string_view& text, std::string_view characters = " ") {
+    text.remove_prefix(std::min(text.find_first_not_of(characters), text.size()));
+}
+
+// Takes the next word off the front of `text`; empty when there is none.
+inline std::string_view next_word(std::string_view& text, std::string_view separators = " ") {
+    skip(text, separators);
+    const std::string_view word = text.substr(0, text.find_first_of(separators));
     text.remove_prefix(word.size());
     return word;
 }

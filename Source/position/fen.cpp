@@ -1,4 +1,5 @@
 // FEN in and out, and the castling field that other set-up code shares. Nothing is validated here.
+#include "platform/words.h"
 #include "position/board_edit.h"
 #include "position/castling.h"
 
@@ -8,34 +9,13 @@
 
 namespace {
 
-// A text read field by field; a NUL ends it as the end of the view does.
-struct FenReader {
-    std::string_view text;
+constexpr std::string_view CASTLING_LETTERS = "KQkq";  // by the index of the right
 
-    char next() const { return text.empty() ? '\0' : text.front(); }
-    void skip() { text.remove_prefix(1); }
-    bool at_field_end() const { return next() == '\0' || next() == ' '; }
-    void skip_spaces() {
-        while (next() == ' ') skip();
-    }
-    std::string_view field() {
-        skip_spaces();
-        const std::string_view start = text;
-        while (!at_field_end()) skip();
-        return start.substr(0, start.size() - text.size());
-    }
-};
-
-constexpr std::string_view LETTERS = " PNBRQK  pnbrqk";  // by piece code
-
-// Piece code of a FEN letter, 0 for any other character.
 constexpr auto PIECE_OF_LETTER = [] {
     std::array<std::uint8_t, 256> table{};
-    for (const int colour : {WHITE, BLACK}) {
-        for (int type = PAWN; type <= KING; ++type) {
-            const int piece = make_piece(colour, type);
-            table[static_cast<unsigned char>(LETTERS[piece])] = static_cast<std::uint8_t>(piece);
-        }
+    for (std::size_t code = 0; PIECE_LETTERS[code]; ++code) {
+        if (PIECE_LETTERS[code] != ' ')
+            table[static_cast<unsigned char>(PIECE_LETTERS[code])] = static_cast<std::uint8_t>(code);
     }
     return table;
 }();
@@ -98,6 +78,10 @@ void grant_castling(Position& position, int index) {
 
 }  // namespace
 
+int piece_of_letter(char letter) {
+    return PIECE_OF_LETTER[static_cast<unsigned char>(letter)];
+}
+
 void clear_position(Position& position) {
     position.king_square[WHITE] = position.king_square[BLACK] = NO_SQUARE;
     position.ep_square = NO_SQUARE;
@@ -120,10 +104,7 @@ void parse_castling(Position& position, std::string_view text) {
     }
     bool requested[4] = {};
     for (const char ch : text) {
-        if (ch == 'K') requested[0] = true;
-        if (ch == 'Q') requested[1] = true;
-        if (ch == 'k') requested[2] = true;
-        if (ch == 'q') requested[3] = true;
+        if (const std::size_t right = CASTLING_LETTERS.find(ch); right < 4) requested[right] = true;
         if (ch >= 'A' && ch <= 'H') requested[file_of(position.king_square[WHITE]) < ch - 'A' ? 0 : 1] = true;
         if (ch >= 'a' && ch <= 'h') requested[file_of(position.king_square[BLACK]) < ch - 'a' ? 2 : 3] = true;
     }
@@ -135,21 +116,20 @@ void parse_castling(Position& position, std::string_view text) {
 
 int set_position(Position& position, std::string_view fen) {
     constexpr std::size_t CASTLING_FIELD_LENGTH = 8;
-    FenReader reader{fen};
     clear_position(position);
+    fen = fen.substr(0, fen.find('\0'));
+    const std::string_view placement = fen.substr(0, fen.find(' '));
+    read_placement(position, placement);
+    fen.remove_prefix(placement.size());
 
-    const std::size_t placement_end = std::min(fen.find(' '), fen.find('\0'));
-    read_placement(position, fen.substr(0, placement_end));
-    reader.text.remove_prefix(std::min(placement_end, fen.size()));
+    skip(fen);
+    if (fen.starts_with('w')) position.side = WHITE;
+    if (fen.starts_with('b')) position.side = BLACK;
+    if (!fen.empty()) fen.remove_prefix(1);
 
-    reader.skip_spaces();
-    if (reader.next() == 'w') position.side = WHITE;
-    if (reader.next() == 'b') position.side = BLACK;
-    if (reader.next() != '\0') reader.skip();
-
-    parse_castling(position, reader.field().substr(0, CASTLING_FIELD_LENGTH));
-    position.ep_square = static_cast<std::uint8_t>(read_ep_square(reader.field()));
-    position.rule50 = read_rule50(reader.field());
+    parse_castling(position, next_word(fen).substr(0, CASTLING_FIELD_LENGTH));
+    position.ep_square = static_cast<std::uint8_t>(read_ep_square(next_word(fen)));
+    position.rule50 = read_rule50(next_word(fen));
 
     compute_keys(position);
     position.owner->game_stack[0] = position.owner->game_stack[1] = {};
@@ -168,7 +148,7 @@ std::string position_to_fen(const Position& position, bool with_counters) {
         };
         for (Bitboard pieces = occupancy(position) >> (rank * 8) & 255; pieces;) {
             skip_to(pop_lsb(pieces));
-            *end++ = LETTERS[position.board[make_square(file - 1, rank)]];
+            *end++ = PIECE_LETTERS[position.board[make_square(file - 1, rank)]];
         }
         skip_to(8);
         if (rank > 0) *end++ = '/';
@@ -177,8 +157,8 @@ std::string position_to_fen(const Position& position, bool with_counters) {
     fen.reserve(LONGEST);
     fen.assign(placement, end);
     fen += position.side == WHITE ? " w " : " b ";
-    for (int i = 0; i < 4; ++i) {
-        if (position.castling & 1 << i) fen += "KQkq"[i];
+    for (std::size_t i = 0; i < 4; ++i) {
+        if (position.castling & 1 << i) fen += CASTLING_LETTERS[i];
     }
     if (!(position.castling & 15)) fen += '-';
     fen += ' ';

@@ -5,6 +5,8 @@
 #include "position/castling.h"
 #include "position/movegen.h"
 
+#include <algorithm>
+
 namespace {
 
 bool castling_is_legal(const Position& position, int c, Move move) {
@@ -89,10 +91,8 @@ bool is_legal_near_king(const Position& position, int c, Move move) {
 }
 
 bool has_legal_move(Position& position) {
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        if (is_legal(position, position.side, entry->move)) return true;
-    }
-    return false;
+    const auto legal = [&](const MoveEntry& entry) { return is_legal(position, position.side, entry.move); };
+    return std::ranges::any_of(entries_of(gen_all(position)), legal);
 }
 
 int move_flags(const Position& position, int c, const MoveEntry& entry) {

@@ -1,5 +1,5 @@
 // Making and unmaking moves, and the draw test that walks the game stack. Board, bitboards, counts, king
-// squares and keys are always updated together; the network reads the bitboards and is not told.
+// squares and keys are always updated together; the network reads the bitboards by itself.
 #pragma once
 
 #include "position/position.h"

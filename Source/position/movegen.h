@@ -5,6 +5,8 @@
 
 #include "position/position.h"
 
+#include <span>
+
 // Captures with en passant, without promotions. With target = NO_SQUARE every enemy piece may be taken;
 // otherwise only the piece there (check evasion), except that the king may always capture.
 MoveEntry* gen_captures(const Position& position, int c, MoveEntry* list, int target);
@@ -29,6 +31,13 @@ MoveEntry* gen_queen_moves(const Position& position, int c, Bitboard targets, Bi
 // All pseudo-legal moves of the side to move into the owner's list of the current search_ply, ended by
 // END_OF_LIST; sets list_start of the next plies. Returns the list.
 MoveEntry* gen_all(Position& position);
+
+// The entries of a list up to its end marker.
+inline std::span<MoveEntry> entries_of(MoveEntry* list) {
+    std::size_t count = 0;
+    while (list[count].move != END_OF_LIST) ++count;
+    return {list, count};
+}
 
 // True if the pseudo-legal move of colour c leaves c's king unattacked (castling: no square that the king
 // stands on or crosses is attacked, nor its destination once king and rook have moved). False for the null move.

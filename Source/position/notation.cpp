@@ -8,19 +8,16 @@
 #include "position/make_move.h"
 #include "position/movegen.h"
 
-#include <algorithm>
 #include <cctype>
 
 namespace {
-
-constexpr char PIECE_LETTER[] = " PNBRQK";
 
 std::string coordinates(int from, int to) {
     return std::string(square_names[from]) + square_names[to];
 }
 
 std::string promotion_suffix(Move move) {
-    return {'=', PIECE_LETTER[promotion_type(move)]};
+    return {'=', PIECE_LETTERS[promotion_type(move)]};
 }
 
 // The square that stands for the destination of a castling: the king's, or with `as_rook` the rook's own.
@@ -65,7 +62,7 @@ void add_piece_forms(const Position& position, Move move, MoveForms& forms) {
     std::string tail;
     if (position.board[to]) tail += 'x';
     tail += square_names[to];
-    const char letter = PIECE_LETTER[type];
+    const char letter = PIECE_LETTERS[type];
     forms.alternate = std::string{letter, square_names[from][0]} + tail;
     forms.alternate2 = std::string{letter, square_names[from][1]} + tail;
 
@@ -96,7 +93,7 @@ std::string move_to_text_raw(const Position& position, int colour, Move move) {
         return coordinates(from, castling_target(position, colour, move, as_rook));
     }
     if (!settings.uci_mode) return text + promotion_suffix(move);
-    return text + static_cast<char>(std::tolower(PIECE_LETTER[promotion_type(move)]));
+    return text + static_cast<char>(std::tolower(PIECE_LETTERS[promotion_type(move)]));
 }
 
 std::string move_to_text(const Position& position, int colour, Move move) {
@@ -134,11 +131,11 @@ std::string_view without_check_sign(std::string_view text) {
 // Where the other pieces stand that could legally make the same move.
 Bitboard legal_twins(Position& position, Move move) {
     Bitboard twins = 0;
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        const bool same_target = move_to(entry->move) == move_to(move) && entry->move != move;
-        if (same_target && entry->piece == position.board[move_from(move)] &&
-            is_legal(position, position.side, entry->move)) {
-            twins |= bit(move_from(entry->move));
+    for (const MoveEntry& entry : entries_of(gen_all(position))) {
+        const bool same_target = move_to(entry.move) == move_to(move) && entry.move != move;
+        if (same_target && entry.piece == position.board[move_from(move)] &&
+            is_legal(position, position.side, entry.move)) {
+            twins |= bit(move_from(entry.move));
         }
     }
     return twins;
@@ -160,8 +157,7 @@ std::string plain_san(Position& position, Move move) {
 // Of the position after the move, so that a castling rook's check counts too.
 const char* check_sign(Position& position, Move move) {
     make_move(position, move);
-    const int c = position.side;
-    const bool check = is_attacked(position, position.king_square[c], c ^ 1);
+    const bool check = side_in_check(position);
     const bool mate = check && !has_legal_move(position);
     unmake_move(position);
     return mate ? "#" : check ? "+" : "";
@@ -207,7 +203,7 @@ bool fits_a_form(const Position& position, Move move, std::string_view text) {
 // piece is pinned), or with both ("Qh4xe1", needed when three pieces of a kind reach the square).
 bool fits_plain_piece_text(const MoveEntry& entry, std::string_view text) {
     const int type = type_of(entry.piece);
-    if (type == PAWN || (entry.move & MOVE_FLAGS) || text.empty() || text[0] != PIECE_LETTER[type]) return false;
+    if (type == PAWN || (entry.move & MOVE_FLAGS) || text.empty() || text[0] != PIECE_LETTERS[type]) return false;
     text.remove_prefix(1);
     if (text.size() > 2 && text.starts_with(square_names[move_from(entry.move)])) text.remove_prefix(2);
     if (text.starts_with('x')) text.remove_prefix(1);
@@ -246,15 +242,15 @@ bool may_fit(const MoveEntry& entry, const MoveText& typed) {
     const char* const from = square_names[move_from(entry.move)];
     const char first = typed.text[0];
     const bool from_square = first == from[0] && typed.text[1] == from[1];
-    if (type == PAWN ? first != from[0] : first != PIECE_LETTER[type] && !from_square) return false;
-    if (typed.promotion != (flagged ? PIECE_LETTER[promotion_type(entry.move)] : '\0')) return false;
+    if (type == PAWN ? first != from[0] : first != PIECE_LETTERS[type] && !from_square) return false;
+    if (typed.promotion != (flagged ? PIECE_LETTERS[promotion_type(entry.move)] : '\0')) return false;
     // Only a pawn's capture can be written without a square ("ed").
     return typed.target == NO_SQUARE ? type == PAWN : typed.target == move_to(entry.move);
 }
 
-// The moves among which those are that the text may mean, in `list` where they are few: with a piece's letter and a
-// square only its kind's moves there.
-const MoveEntry* moves_to_match(Position& position, const MoveText& typed, MoveEntry* list) {
+// The moves among which those are that the text may mean, in `few` if it has a piece's letter and a square: then only
+// that kind's moves there.
+std::span<const MoveEntry> moves_to_match(Position& position, const MoveText& typed, MoveEntry* few) {
     constexpr struct {
         char letter;
         MoveEntry* (*generate)(const Position&, int, Bitboard, Bitboard, MoveEntry*);
@@ -263,19 +259,18 @@ const MoveEntry* moves_to_match(Position& position, const MoveText& typed, MoveE
         if (typed.target == NO_SQUARE || typed.text[0] != kind.letter) continue;
         const int c = position.side;
         const Bitboard target = bit(typed.target) & ~position.pieces[c][0];
-        kind.generate(position, c, target, occupancy(position), list)->move = END_OF_LIST;
-        return list;
+        return {few, kind.generate(position, c, target, occupancy(position), few)};
     }
-    return gen_all(position);
+    return entries_of(gen_all(position));
 }
 
 // The one legal move that may fit, if it is written in the shortest way; otherwise the forms have to be compared.
-const MoveEntry* plainly_meant(const Position& position, const MoveEntry* list, const MoveText& typed) {
+const MoveEntry* plainly_meant(const Position& position, std::span<const MoveEntry> list, const MoveText& typed) {
     const MoveEntry* only = nullptr;
-    for (const MoveEntry* entry = list; entry->move != END_OF_LIST; ++entry) {
-        if (!may_fit(*entry, typed) || !is_legal(position, position.side, entry->move)) continue;
+    for (const MoveEntry& entry : list) {
+        if (!may_fit(entry, typed) || !is_legal(position, position.side, entry.move)) continue;
         if (only) return nullptr;
-        only = entry;
+        only = &entry;
     }
     if (!only || fits_plain_piece_text(*only, typed.text)) return only;
     const bool pawn_push = type_of(only->piece) == PAWN && typed.text == square_names[move_to(only->move)];
@@ -290,8 +285,8 @@ int parse_move(Position& position, std::string_view typed, Move& move) {
     const int c = position.side;
     position.owner->search_ply = 1;
 
-    MoveEntry few[65];
-    const MoveEntry* const list = moves_to_match(position, text, few);
+    MoveEntry few[64];
+    const std::span<const MoveEntry> list = moves_to_match(position, text, few);
     if (const MoveEntry* meant = plainly_meant(position, list, text)) {
         move = meant->move;
         return 1;
@@ -300,18 +295,18 @@ int parse_move(Position& position, std::string_view typed, Move& move) {
     int matches = 0;
     int plain_matches = 0;
     Move plain_move = NULL_MOVE;
-    for (const MoveEntry* entry = list; entry->move != END_OF_LIST; ++entry) {
-        if (!may_fit(*entry, text)) continue;
-        const bool fits = fits_a_form(position, entry->move, text.text);
-        const bool fits_plain = fits_plain_piece_text(*entry, text.text);
-        if ((!fits && !fits_plain) || !is_legal(position, c, entry->move)) continue;
+    for (const MoveEntry& entry : list) {
+        if (!may_fit(entry, text)) continue;
+        const bool fits = fits_a_form(position, entry.move, text.text);
+        const bool fits_plain = fits_plain_piece_text(entry, text.text);
+        if ((!fits && !fits_plain) || !is_legal(position, c, entry.move)) continue;
         if (fits) {
             ++matches;
-            move = entry->move;
+            move = entry.move;
         }
         if (fits_plain) {
             ++plain_matches;
-            plain_move = entry->move;
+            plain_move = entry.move;
         }
     }
     if (matches == 0 && plain_matches == 1) {
@@ -353,11 +348,11 @@ Move find_uci_move(Position& position, std::string_view text) {
     const auto is_wanted = [&](Move move) {
         if (move == wanted) return true;
         // A castling king may be sent to its own square or to that of the rook.
-        const bool castling = (move & MOVE_FLAGS) && type_of(position.board[move_from(move)]) == KING;
-        return castling && move_from(move) == move_from(wanted) && (move & MOVE_FLAGS) == (wanted & MOVE_FLAGS);
+        return is_castling(position, move) && move_from(move) == move_from(wanted) &&
+               (move & MOVE_FLAGS) == (wanted & MOVE_FLAGS);
     };
-    for (const MoveEntry* entry = gen_all(position); entry->move != END_OF_LIST; ++entry) {
-        if (is_wanted(entry->move) && is_legal(position, position.side, entry->move)) return entry->move;
+    for (const MoveEntry& entry : entries_of(gen_all(position))) {
+        if (is_wanted(entry.move) && is_legal(position, position.side, entry.move)) return entry.move;
     }
     return NULL_MOVE;
 }

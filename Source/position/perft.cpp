@@ -58,7 +58,7 @@ std::uint64_t count_leaves(Position& position, int depth, MoveEntry* list, Count
 
 std::optional<std::uint64_t> perft_until(Position& position, int depth, bool (*must_stop)()) {
     const GameState& game = *position.owner;
-    // No tree this deep can be counted; the limit keeps game stack and move lists in bounds all the same.
+    // No tree this deep can be counted; the limit only keeps game stack and move lists in bounds.
     const int deepest = std::min<int>(MAX_DEPTH, GAME_STACK_SIZE - game.game_ply);
     const int ply = std::clamp<int>(game.search_ply, 0, PLY_RECORDS - 1);
     Count count{must_stop};

@@ -108,6 +108,9 @@ bool is_playable(Position& position);
 // and king squares. A right without exactly one rook on that side of a king on its back rank is dropped.
 void parse_castling(Position& position, std::string_view text);
 
+// Piece code of a FEN letter, 0 for any other character.
+int piece_of_letter(char letter);
+
 // FEN without or with the counters (half-move clock and moves made since set-up).
 std::string position_to_fen(const Position& position, bool with_counters);
 
@@ -120,6 +123,11 @@ int least_attacker(const Position& position, int s, int c, Bitboard occ);
 
 // True if any piece of colour c attacks s on the real board.
 bool is_attacked(const Position& position, int s, int c);
+
+// True when the side to move is in check.
+inline bool side_in_check(const Position& p) {
+    return is_attacked(p, p.king_square[p.side], p.side ^ 1);
+}
 
 // Pieces of colour c that alone stand between an enemy slider and c's king, or between an enemy bishop
 // (rook) and c's queen on the lowest square.

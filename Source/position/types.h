@@ -12,6 +12,7 @@ enum : int { WHITE = 0, BLACK = 1 };
 enum : int { NO_PIECE_TYPE = 0, PAWN = 1, KNIGHT = 2, BISHOP = 3, ROOK = 4, QUEEN = 5, KING = 6 };
 
 // Piece codes: White 1-6, Black 9-14, 0 for an empty square.
+constexpr char PIECE_LETTERS[] = " PNBRQK  pnbrqk";  // by piece code, as a FEN has them
 constexpr int make_piece(int colour, int type) {
     return colour * 8 + type;
 }
@@ -52,8 +53,12 @@ constexpr int pawn_push(int colour) {
 constexpr Bitboard FILE_A = 0x0101010101010101ULL;
 constexpr Bitboard FILE_H = 0x8080808080808080ULL;
 
-// "a1", "b1", ... "h8" in square order; [64] is "-".
-extern const char square_names[65][3];
+// In square order; "-" for NO_SQUARE.
+inline constexpr char square_names[65][3] = {
+    "a1", "b1", "c1", "d1", "e1", "f1", "g1", "h1", "a2", "b2", "c2", "d2", "e2", "f2", "g2", "h2", "a3",
+    "b3", "c3", "d3", "e3", "f3", "g3", "h3", "a4", "b4", "c4", "d4", "e4", "f4", "g4", "h4", "a5", "b5",
+    "c5", "d5", "e5", "f5", "g5", "h5", "a6", "b6", "c6", "d6", "e6", "f6", "g6", "h6", "a7", "b7", "c7",
+    "d7", "e7", "f7", "g7", "h7", "a8", "b8", "c8", "d8", "e8", "f8", "g8", "h8", "-"};
 
 // A move in 16 bits: destination in bits 0-5, origin in bits 8-13 and at most one of the four flags.
 // A flag on a king move means castling (destination: the king's square after castling, on the g- or c-file,

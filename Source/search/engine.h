@@ -1,5 +1,4 @@
-// Bringing the engine up, for every program over it: the steps that all of them begin with, in the one order in which
-// they can be done.
+// Bringing the engine up: the steps with which every program begins, in the only order that works.
 #pragma once
 
 // Fills the attack tables and then the table of king and pawn against king. Only the first call does anything.

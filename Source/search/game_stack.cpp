@@ -34,17 +34,17 @@ int first_move_number() {
 
 void set_game_position(std::string_view fen) {
     move_number = number_in(fen);
-    set_position(game_record->position, fen);
+    set_position(board(), fen);
     clear_redo_move();
 }
 
 void make_game_move(Move move) {
-    make_move(game_record->position, move);
+    make_move(board(), move);
     game_record->game.search_ply = 1;
 }
 
 void unmake_game_move() {
-    unmake_move(game_record->position);
+    unmake_move(board());
     game_record->game.search_ply = 1;
 }
 

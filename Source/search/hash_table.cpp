@@ -58,29 +58,22 @@ std::uint64_t make_identity(std::uint64_t key, Move move, int score) {
     return key_high(key) | static_cast<std::uint64_t>(sum ^ static_cast<std::uint32_t>(key)) << 32;
 }
 
+// A content word and its fields.
+struct Content {
+    std::uint64_t word;
+
+    Move move() const { return static_cast<Move>(word); }
+    int eval() const { return static_cast<std::int16_t>(word >> 16); }
+    int score() const { return static_cast<std::int16_t>(word >> 32); }
+    int depth() const { return static_cast<std::int8_t>(word >> 48); }
+    int bound() const { return static_cast<int>(word >> (56 + BOUND_SHIFT)); }
+    int age() const { return static_cast<int>(word >> 56) & AGE_MASK; }
+};
+
 std::uint64_t make_content(Move move, int eval, int score, int depth, int flags) {
     return move | static_cast<std::uint64_t>(static_cast<std::uint16_t>(eval)) << 16 |
            static_cast<std::uint64_t>(static_cast<std::uint16_t>(score)) << 32 |
            static_cast<std::uint64_t>(static_cast<std::uint8_t>(depth)) << 48 | static_cast<std::uint64_t>(flags) << 56;
-}
-
-Move content_move(std::uint64_t content) {
-    return static_cast<Move>(content);
-}
-int content_eval(std::uint64_t content) {
-    return static_cast<std::int16_t>(content >> 16);
-}
-int content_score(std::uint64_t content) {
-    return static_cast<std::int16_t>(content >> 32);
-}
-int content_depth(std::uint64_t content) {
-    return static_cast<std::int8_t>(content >> 48);
-}
-int content_bound(std::uint64_t content) {
-    return static_cast<int>(content >> (56 + BOUND_SHIFT));
-}
-int content_age(std::uint64_t content) {
-    return static_cast<int>(content >> 56) & AGE_MASK;
 }
 
 HashEntry* bucket_of(std::uint64_t key) {
@@ -92,17 +85,17 @@ bool table_usable() {
 }
 
 // An entry of an earlier search loses depth at every probe, so that it gives way to fresh ones.
-void age_entry(HashEntry& entry, std::uint64_t content) {
-    const int years = std::abs(search_control.hash_age - content_age(content));
-    const int depth = content_depth(content);
+void age_entry(HashEntry& entry, Content content) {
+    const int years = std::abs(search_control.hash_age - content.age());
+    const int depth = content.depth();
     const int aged = std::max(depth - years, MIN_AGED_DEPTH);
     if (aged >= depth) return;
     constexpr std::uint64_t DEPTH_MASK = std::uint64_t{0xFF} << 48;
-    entry.content = (content & ~DEPTH_MASK) | static_cast<std::uint64_t>(static_cast<std::uint8_t>(aged)) << 48;
+    entry.content = (content.word & ~DEPTH_MASK) | static_cast<std::uint64_t>(static_cast<std::uint8_t>(aged)) << 48;
 }
 
 [[gnu::cold, gnu::noinline]] void report_illegal_move(const Position& position, Move move, int code) {
-    const SharedLock lock;
+    const std::lock_guard<std::mutex> lock(shared_lock);
     print_format("info fen %s", position_to_fen(position, true).c_str());
     print_format("info string illegal hash move: %s%s, flags= %x, code= %d\n", square_names[move_from(move)],
                  square_names[move_to(move)], move & MOVE_FLAGS, code);
@@ -161,6 +154,7 @@ bool hash_exists() {
 }
 
 void hash_clear() {
+    search_control.hash_fill = 0;
     if (!table_usable()) return;
     if (settings.threads <= 1 || table.entry_count <= PARALLEL_CLEAR_ENTRIES) {
         clear_entries({table.half[WHITE], table.entry_count});
@@ -210,16 +204,15 @@ bool hash_probe(SearchThread& thread, HashHit& hit) {
         if (++entry == end) return false;
         identity = entry->identity;
     }
-    const std::uint64_t content = entry->content;
+    const Content content{entry->content};
     age_entry(*entry, content);
-    const Move move = content_move(content);
-    const int score = content_score(content);
-    if (identity != make_identity(key, move, score)) return false;
+    const Move move = content.move();
+    if (identity != make_identity(key, move, content.score())) return false;
     if (const int code = check_hash_move(position, move)) [[unlikely]] {
         report_illegal_move(position, move, code);
         return false;
     }
-    hit = {score, content_eval(content), content_depth(content), content_bound(content), move};
+    hit = {content.score(), content.eval(), content.depth(), content.bound(), move};
     ++thread.tt_hits;
     return true;
 }
@@ -240,14 +233,14 @@ void hash_store(const Position& position, int ply, int depth, Move move, int eva
     int slot_depth = 0;
     for (int i = 0; i < BUCKET_SIZE; ++i) {
         HashEntry& entry = bucket[i];
-        const std::uint64_t content = entry.content;
-        const int entry_depth = content_depth(content);
+        const Content content{entry.content};
+        const int entry_depth = content.depth();
         if (static_cast<std::uint32_t>(entry.identity) == key_high(key)) {
             if (entry_depth - 2 > depth) return;  // a much deeper result of the same position stays
             slot = &entry;
             break;
         }
-        if (content_age(content) != age) {
+        if (content.age() != age) {
             slot = &entry;
             break;
         }
@@ -273,7 +266,7 @@ float hash_fill() {
     std::uint32_t current = 0;
     if (table.entry_count >= MIN_FILL_ENTRIES) {
         const int age = search_control.hash_age;
-        for (std::uint32_t i = 0; i < FILL_SAMPLE; ++i) current += content_age(table.half[WHITE][i].content) == age;
+        for (std::uint32_t i = 0; i < FILL_SAMPLE; ++i) current += Content{table.half[WHITE][i].content}.age() == age;
     }
     const float fill = static_cast<float>(current) / static_cast<float>(FILL_SAMPLE);
     search_control.hash_fill = fill;

@@ -2,7 +2,6 @@
 // word that ties score and move to its key, so torn entries read as misses.
 #pragma once
 
-#include "platform/relaxed.h"
 #include "position/position.h"
 
 #include <cstdint>
@@ -24,9 +23,10 @@ struct HashHit {
 // no table then.
 bool hash_allocate();
 void hash_free();
-// No table at size 0: switches it off until a size above 0 is allocated.
+// For a size of 0: switches the table off until a larger one is allocated.
 void suspend_hash();
-// Zeroes the table (in parallel slices when it is large and several threads are configured).
+// Zeroes the table where one is in use (in parallel slices when it is large and several threads are configured), and
+// the fill estimate.
 void hash_clear();
 void hash_clear_parallel();
 // True when there is memory behind the table.

@@ -15,15 +15,10 @@ constexpr int CONSOLE_MOVES_PER_LINE = 8;
 constexpr int CONSOLE_WRAPS = 3;
 constexpr const char* CONSOLE_INDENT = "\n                              ";
 
-// The moves of a line in coordinate notation; in the console wrapped after every eighth move. A fixed buffer:
-// nothing is allocated while a search runs.
-struct LineText {
-    char text[1024];
-};
-
-LineText line_text(const Relaxed<Move>* line, int max_moves, bool wrap) {
+// The moves of a line in coordinate notation; in the console wrapped after every eighth move.
+FixedText<1024> line_text(const Relaxed<Move>* line, int max_moves, bool wrap) {
     const Position& root = search_threads[0]->position;
-    LineText result;
+    FixedText<1024> result;
     std::size_t length = 0;
     const auto append = [&](const char* text) {
         for (; *text && length + 1 < sizeof result.text; ++text) result.text[length++] = *text;
@@ -41,12 +36,8 @@ LineText line_text(const Relaxed<Move>* line, int max_moves, bool wrap) {
 }
 
 // "multipv 2 " when several lines are searched, else empty.
-struct MultipvText {
-    char text[16] = "";
-};
-
-MultipvText multipv_text(int index) {
-    MultipvText result;
+FixedText<16> multipv_text(int index) {
+    FixedText<16> result;
     if (settings.multipv > 1) std::snprintf(result.text, sizeof result.text, "multipv %d ", index);
     return result;
 }

@@ -12,10 +12,14 @@ void print_info(int thread_index, int multipv_index, int depth, int score, const
 // Shows which root move is being searched; `number` counts from 1 in its window.
 void print_current_move(Move move, int number);
 
-// Text of a score in UCI form: "cp 12", "mate 3", "mate -2".
-struct ScoreText {
-    char text[24];
+// A short text by value: nothing is allocated while a search runs.
+template <int SIZE>
+struct FixedText {
+    char text[SIZE] = "";
 };
+
+// Text of a score in UCI form: "cp 12", "mate 3", "mate -2".
+using ScoreText = FixedText<24>;
 ScoreText score_text(int score);
 
 // Adds up the counters of the threads of this search into search_control.

@@ -20,12 +20,6 @@ namespace {
 constexpr std::uint64_t NO_NODE_LIMIT = 1'000'000'000'000'000;
 constexpr std::size_t STACK_BYTES = 8 * 1024 * 1024;
 
-pthread_mutex_t shared_lock = PTHREAD_MUTEX_INITIALIZER;
-
-std::uint16_t think_flags() {
-    return search_control.think_flags.load();
-}
-
 void mark_finished() {
     search_control.think_flags.fetch_or(THINK_FINISHED);
 }
@@ -39,9 +33,6 @@ bool create_thread(pthread_t& thread, int detach_state, void* (*entry)(void*), v
     pthread_attr_destroy(&attributes);
     return created;
 }
-
-// Thread numbers are passed as pointers into this array.
-int thread_numbers[MAX_THREADS];
 
 // Secondary threads wait for the first iteration at this gate.
 std::atomic<bool> secondary_released{false};
@@ -68,9 +59,11 @@ bool create_records() {
     return search_threads[0] != nullptr;
 }
 
-void* secondary_entry(void* argument) {
-    const int index = *static_cast<const int*>(argument);
-    if (prepare_thread(index) != 0) return nullptr;
+// `record` is the thread's, or nullptr.
+void* secondary_entry(void* record) {
+    if (!record) return nullptr;
+    const int index = static_cast<SearchThread*>(record)->thread_index;
+    prepare_thread(index);
     secondary_released.wait(false, std::memory_order_acquire);
     if (!search_control.stop && search_control.root_tb_result == -1) root_search(index);
     return nullptr;
@@ -86,7 +79,7 @@ void report_final_result() {
 // changes think_flags.
 void hold_answer() {
     for (;;) {
-        const std::uint16_t flags = think_flags();
+        const std::uint16_t flags = search_control.think_flags;
         if ((flags & THINK_STOPPED) || settings.quit) return;
         if (!(flags & THINK_PONDER) && !search_control.infinite) return;
         search_control.think_flags.wait(flags);
@@ -98,8 +91,7 @@ int start_secondary_threads(pthread_t* threads) {
     int started = 1;
     for (; started < search_control.threads; ++started) {
         if (search_threads[started]) search_threads[started]->nodes = 0;
-        thread_numbers[started] = started;
-        if (!create_thread(threads[started], PTHREAD_CREATE_JOINABLE, secondary_entry, &thread_numbers[started])) {
+        if (!create_thread(threads[started], PTHREAD_CREATE_JOINABLE, secondary_entry, search_threads[started])) {
             report_failure("a search thread");
             search_control.stop = 1;
             break;
@@ -130,7 +122,7 @@ void* coordinator_entry(void*) {
 // Seconds to the next look at the clock. A tool's search does not look itself.
 double seconds_to_next_look(double seconds_left) {
     constexpr double TOOL_LOOKS = 0.001;
-    if (think_flags() & THINK_TOOL) return TOOL_LOOKS;
+    if (search_control.think_flags & THINK_TOOL) return TOOL_LOOKS;
     return seconds_left < 0 ? seconds_left : std::max(seconds_left, 0.0001);
 }
 
@@ -138,13 +130,9 @@ double seconds_to_next_look(double seconds_left) {
 void wait_for_search(InputPoller poll) {
     for (;;) {
         const double next_look = seconds_to_next_look(update_clock());
-        const std::uint16_t flags = think_flags();
+        const std::uint16_t flags = search_control.think_flags;
         if (flags & THINK_FINISHED) break;
-        if (settings.quit) {
-            search_control.stop = 1;
-            search_control.think_flags.fetch_or(THINK_STOPPED);
-            search_control.think_flags.notify_all();
-        }
+        if (settings.quit) stop_search();
         if ((flags & THINK_STOPPED) || settings.quit) {
             wait_for_event(Watch::NEITHER, next_look);
         } else {
@@ -155,20 +143,12 @@ void wait_for_search(InputPoller poll) {
 
 }  // namespace
 
-SharedLock::SharedLock() {
-    pthread_mutex_lock(&shared_lock);
-}
-SharedLock::~SharedLock() {
-    pthread_mutex_unlock(&shared_lock);
-}
-
-int prepare_thread(int index) {
-    if (!search_threads[index]) return -1;
+void prepare_thread(int index) {
     SearchThread& thread = *search_threads[index];
     const GameState& game = game_record->game;
 
     init_game_state(thread.game, thread.position);
-    thread.position = game_record->position;
+    thread.position = board();
     thread.position.owner = &thread.game;
     std::copy(game.game_stack, game.game_stack + game.game_ply, thread.game.game_stack);
     thread.game.game_ply = game.game_ply;
@@ -183,7 +163,7 @@ int prepare_thread(int index) {
     thread.best_score = 0;
     thread.root_eval = 0;
     thread.eval.root_side = search_control.root_side;
-    thread.eval.no_contempt = (think_flags() & THINK_TOOL) != 0;
+    thread.eval.no_contempt = (search_control.think_flags & THINK_TOOL) != 0;
     thread.nodes = 0;
     thread.tb_hits = 0;
     thread.tt_probes = 0;
@@ -192,7 +172,6 @@ int prepare_thread(int index) {
     thread.eval.hits = 0;
     thread.eval.hce.pawn_probes = 0;
     thread.eval.hce.pawn_hits = 0;
-    return 0;
 }
 
 void release_secondary_threads() {

@@ -2,19 +2,20 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 
 enum class InputState {
     HANDLED,  // a line, or the end of the input; the next line may have come with it: poll again before waiting
     NOTHING_YET,
-    ENDED,      // no line will come; that the output is closed too would matter
+    ENDED,      // no line will come, but the end of the output would still matter
     UNWATCHED,  // no line will come, and nothing depends on it
 };
 
 // Reads and handles at most one line of input without waiting (the front end's poll_input).
 using InputPoller = InputState (*)();
 
-// Readies record `index` for a search of game_record's position. 0, or -1 when the record could not be created.
-int prepare_thread(int index);
+// Readies record `index`, which exists, for a search of game_record's position.
+void prepare_thread(int index);
 
 // Polls once. Where that handled nothing, waits for input, for end_wait or for `seconds` (negative: no limit).
 void poll_and_wait(InputPoller poll, double seconds);
@@ -33,10 +34,4 @@ void release_secondary_threads();
 
 // Serialises the library's random generator, per-depth node totals and hash-move reports. Taken before the
 // output lock, never after it.
-class SharedLock {
-public:
-    SharedLock();
-    ~SharedLock();
-    SharedLock(const SharedLock&) = delete;
-    SharedLock& operator=(const SharedLock&) = delete;
-};
+inline std::mutex shared_lock;

@@ -16,6 +16,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
+#include <ranges>
 #include <span>
 #include <string>
 
@@ -36,6 +38,9 @@ constexpr int FAST_TARGET_NPS = 2000;     // slower play scouts even at depth 1
 MoveEntry* root_list(SearchThread& thread) {
     return thread.game.list_start[ROOT_PLY];
 }
+std::span<MoveEntry> root_entries(SearchThread& thread) {
+    return entries_of(root_list(thread));
+}
 
 Move best_move(const SearchThread& thread) {
     return thread.root_line[1];
@@ -50,6 +55,11 @@ void set_root_line(SearchThread& thread, Move first, const Move* rest) {
     }
 }
 
+// False for an entry whose move was taken off the list.
+bool is_move(Move move) {
+    return move != NULL_MOVE;
+}
+
 // ---- Root preparation ----------------------------------------------------------------------------------
 
 void prepare_root_entry(SearchThread& thread) {
@@ -60,7 +70,7 @@ void prepare_root_entry(SearchThread& thread) {
     root.alpha = NO_SCORE;
     root.beta = -NO_SCORE;
     root.tb_result = -1;
-    root.in_check = is_attacked(position, position.king_square[side], side ^ 1);
+    root.in_check = side_in_check(position);
     root.checker_square = NO_SQUARE;
     StackEntry& child = thread.stack[ROOT_PLY + 1];
     child.killer1 = child.killer2 = child.check_killer = NULL_MOVE;
@@ -75,10 +85,7 @@ void prepare_root_entry(SearchThread& thread) {
 // Leaves only the moves in the list that pass, in order; returns their number.
 template <class Passes>
 int keep_moves(MoveEntry* first, Passes passes) {
-    MoveEntry* kept = first;
-    for (const MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
-        if (passes(entry->move)) *kept++ = *entry;
-    }
+    MoveEntry* const kept = std::ranges::remove_if(entries_of(first), std::not_fn(passes), &MoveEntry::move).data();
     kept->move = END_OF_LIST;
     return static_cast<int>(kept - first);
 }
@@ -93,16 +100,14 @@ int generate_root_moves(SearchThread& thread) {
     Position& position = thread.position;
     MoveEntry* const first = gen_all(position);
     const int legal = keep_moves(first, [&](Move move) { return is_legal(position, position.side, move); });
-    for (const MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
-        if (is_search_move(entry->move)) return keep_moves(first, is_search_move);
-    }
-    return legal;
+    const bool restricted = std::ranges::any_of(entries_of(first), is_search_move, &MoveEntry::move);
+    return restricted ? keep_moves(first, is_search_move) : legal;
 }
 
 void score_root_moves(SearchThread& thread) {
-    for (MoveEntry* entry = root_list(thread); entry->move != END_OF_LIST; ++entry) {
-        entry->score = static_cast<std::int16_t>(entry->captured ? tactical_score(thread.position, *entry)
-                                                                 : quiet_score(thread, ROOT_PLY, *entry));
+    for (MoveEntry& entry : root_entries(thread)) {
+        entry.score = static_cast<std::int16_t>(entry.captured ? tactical_score(thread.position, entry)
+                                                               : quiet_score(thread, ROOT_PLY, entry));
     }
 }
 
@@ -141,15 +146,15 @@ void filter_root_moves(SearchThread& thread, int root_result) {
     std::string text = format_text("info string TB result is %s with moves: ", root_result == 4   ? "WIN"
                                                                                : root_result == 0 ? "LOSS"
                                                                                                   : "DRAW");
-    for (MoveEntry* entry = root_list(thread); entry->move != END_OF_LIST; ++entry) {
-        make_move(position, entry->move);
+    for (MoveEntry& entry : root_entries(thread)) {
+        make_move(position, entry.move);
         const int child = tb_probe_search(position, TB_ROOT_PROBE_DEPTH);
         unmake_move(position);
         if (root_result > 4 - child) {
-            entry->move = NULL_MOVE;
-            entry->score = NO_SCORE;
+            entry.move = NULL_MOVE;
+            entry.score = NO_SCORE;
         } else {
-            text += format_text("%s%s ", square_names[move_from(entry->move)], square_names[move_to(entry->move)]);
+            text += format_text("%s%s ", square_names[move_from(entry.move)], square_names[move_to(entry.move)]);
         }
     }
     print_line(text);
@@ -164,9 +169,8 @@ bool play_tablebase_move(SearchThread& thread) {
         return false;
     }
     search_control.tb_move = move;
-    const MoveEntry* entry = root_list(thread);
-    while (entry->move != END_OF_LIST && entry->move != move) ++entry;
-    if (entry->move == END_OF_LIST) return false;
+    const std::span<MoveEntry> entries = root_entries(thread);
+    if (std::ranges::find(entries, move, &MoveEntry::move) == entries.end()) return false;
 
     search_control.root_tb_result = result;
     set_root_line(thread, move, nullptr);
@@ -226,15 +230,6 @@ int root_reduction(const SearchThread& thread, int depth, int best) {
     return reduce ? 1 : 0;
 }
 
-// Selection: brings the best of the remaining records (the earliest of equals) to the front.
-void select_best(MoveEntry* first) {
-    MoveEntry* best = first;
-    for (MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
-        if (entry->score > best->score) best = entry;
-    }
-    std::swap(*first, *best);
-}
-
 // Stable, highest score first.
 void sort_moves(MoveEntry* first) {
     for (MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
@@ -292,8 +287,9 @@ int search_window(SearchThread& thread, MoveEntry* first, int pv_index, int dept
     int raised_alpha = alpha;
 
     for (MoveEntry* entry = first; entry->move != END_OF_LIST; ++entry) {
-        // Step 1. The best of the moves that are left; one that the tablebases refute is passed over.
-        select_best(entry);
+        // Step 1. The best of the moves that are left, the earliest of equals; one that the tablebases refute is passed
+        // over.
+        std::swap(*entry, *std::ranges::max_element(entries_of(entry), {}, &MoveEntry::score));
         if (entry->move == NULL_MOVE) continue;
         thread.game.current[ROOT_PLY] = entry;
         root.move_class = static_cast<std::uint16_t>(move_flags(thread.position, thread.position.side, *entry));
@@ -318,7 +314,7 @@ int search_window(SearchThread& thread, MoveEntry* first, int pv_index, int dept
             thread.root_state = ROOT_FAILING_LOW;
         } else if (best >= beta) {
             thread.root_state = ROOT_FAILING_HIGH;
-            for (MoveEntry* rest = entry + 1; rest->move != END_OF_LIST; ++rest) rest->score = NO_SCORE;
+            for (MoveEntry& rest : entries_of(entry + 1)) rest.score = NO_SCORE;
             break;
         } else {
             thread.root_state = ROOT_INSIDE;
@@ -368,11 +364,8 @@ void search_variation(SearchThread& thread, MoveEntry* first, int pv_index, int 
 
 // Number of lines to search: MultiPV, as far as there are moves.
 int variation_count(SearchThread& thread) {
-    int moves = 0;
-    for (const MoveEntry* entry = root_list(thread); entry->move != END_OF_LIST; ++entry) {
-        if (entry->move != NULL_MOVE) ++moves;
-    }
-    return std::min<int>(settings.multipv, moves);
+    const auto moves = std::ranges::count_if(root_entries(thread), is_move, &MoveEntry::move);
+    return std::min<int>(settings.multipv, static_cast<int>(moves));
 }
 
 // A secondary thread skips ahead when many threads search its depth already and stays between the main
@@ -394,12 +387,10 @@ int secondary_depth(int depth) {
 
 // Secondary threads shuffle their root moves a little, so that they search other parts of the tree.
 void perturb_root_order(SearchThread& thread) {
-    MoveEntry* entry = root_list(thread);
-    if (entry->move == END_OF_LIST) return;
-    while ((++entry)->move != END_OF_LIST) {
+    for (MoveEntry& entry : root_entries(thread) | std::views::drop(1)) {
         thread.rand_state = thread.rand_state * 12345u + 76543u;
-        const int score = entry->score - static_cast<int>(thread.rand_state % 15);
-        entry->score = static_cast<std::int16_t>(std::max(score, INT16_MIN + 1));
+        const int score = entry.score - static_cast<int>(thread.rand_state % 15);
+        entry.score = static_cast<std::int16_t>(std::max(score, INT16_MIN + 1));
     }
 }
 
@@ -438,7 +429,7 @@ void deepen(SearchThread& thread) {
 
         // Step 3. Statistics of the iteration.
         {
-            const SharedLock lock;
+            const std::lock_guard<std::mutex> lock(shared_lock);
             search_control.nodes_by_depth[depth] += thread.nodes;
         }
         if (main_thread && !search_control.stop) {
@@ -455,13 +446,12 @@ void deepen(SearchThread& thread) {
 // search, whose line no root move has replaced yet, or else the first of the list.
 void ensure_best_move(SearchThread& thread) {
     if (settings.multipv == 0 || search_control.best_line[1] != NULL_MOVE) return;
-    const MoveEntry* entry = root_list(thread);
-    while (entry->move == NULL_MOVE) ++entry;
-    if (entry->move == END_OF_LIST) return;
-    const Move quiescence_move = best_move(thread);
-    for (const MoveEntry* other = entry; other->move != END_OF_LIST; ++other) {
-        if (other->move == quiescence_move && quiescence_move != NULL_MOVE) entry = other;
+    const std::span<MoveEntry> entries = root_entries(thread);
+    auto entry = std::ranges::find(entries, best_move(thread), &MoveEntry::move);
+    if (entry == entries.end() || !is_move(entry->move)) {
+        entry = std::ranges::find_if(entries, is_move, &MoveEntry::move);
     }
+    if (entry == entries.end()) return;
     search_control.best_line[1] = entry->move;
     search_control.best_line[2] = NULL_MOVE;
 }

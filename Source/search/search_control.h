@@ -79,3 +79,6 @@ struct SearchControl {
 };
 
 extern SearchControl search_control;
+
+// Stops the running search as a command does: it is answered with the best move so far.
+void stop_search();

@@ -29,7 +29,7 @@ SearchThread* create_search_thread(int index) {
     if (!thread) return nullptr;
     thread->thread_index = static_cast<std::uint8_t>(index);
     init_game_state(thread->game, thread->position);
-    const SharedLock lock;  // the library's generator is not safe to share
+    const std::lock_guard<std::mutex> lock(shared_lock);  // the library's generator is not safe to share
     thread->rand_state = static_cast<std::uint32_t>(std::rand());
     return thread;
 }

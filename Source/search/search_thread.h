@@ -67,6 +67,11 @@ extern SearchThread* search_threads[MAX_THREADS];
 // copies it into its threads.
 extern SearchThread* game_record;
 
+// The position of that record.
+inline Position& board() {
+    return game_record->position;
+}
+
 // Allocates a zero-filled record for the given number and initialises its game state; nullptr without
 // memory. rand_state comes from the library's generator.
 SearchThread* create_search_thread(int index);

@@ -8,6 +8,7 @@
 #include "platform/clock.h"
 #include "position/make_move.h"
 #include "position/notation.h"
+#include "search/game_stack.h"
 #include "search/hash_table.h"
 #include "search/search_thread.h"
 #include "search/time_manager.h"
@@ -21,26 +22,21 @@ constexpr std::uint16_t REQUEST_MASK = THINK_GO | THINK_GO_PONDER;
 constexpr int MAX_BOOK_RULE50 = 100;
 constexpr float QUICK_ANSWER_SECONDS = 0.006f;  // faster answers wait a moment: some interfaces lose them
 
-Position& game_position() {
-    return game_record->position;
-}
-
 void set_best_line(Move best) {
     search_control.best_line[1] = best;
     search_control.best_line[2] = NULL_MOVE;
 }
 
 bool draws_at_once(Move move) {
-    Position& position = game_position();
-    make_move(position, move);
-    const bool draw = is_draw(position, 0);
-    unmake_move(position);
+    make_move(board(), move);
+    const bool draw = is_draw(board(), 0);
+    unmake_move(board());
     return draw;
 }
 
 // A book move for the current position that does not draw at once; 0 for none.
 Move choose_book_move() {
-    Position& position = game_position();
+    Position& position = board();
     if (!settings.own_book || position.rule50 > MAX_BOOK_RULE50) return NULL_MOVE;
     const int ply = game_record->game.game_ply;
     Move move = NULL_MOVE;
@@ -51,7 +47,7 @@ Move choose_book_move() {
 
 void play_book_move(Move move) {
     reset_search();
-    const std::string text = move_to_text(game_position(), game_position().side, move);
+    const std::string text = move_to_text(board(), board().side, move);
     print_format("%s book move is %s", settings.uci_mode ? "info string" : "", text.c_str());
     search_control.stop = 1;
     set_best_line(move);
@@ -59,7 +55,7 @@ void play_book_move(Move move) {
 }
 
 void handle_request(std::uint16_t flags, InputPoller poll) {
-    if (search_control.self_play && is_draw(game_position(), 0)) {
+    if (search_control.self_play && is_draw(board(), 0)) {
         search_control.think_flags.store(0);
         search_control.self_play = false;
         print_line("info string Draw!");
@@ -76,7 +72,7 @@ void handle_request(std::uint16_t flags, InputPoller poll) {
 }
 
 void print_uci_result(const std::string& best, const std::string& ponder, bool has_ponder) {
-    if (search_control.elapsed < QUICK_ANSWER_SECONDS && search_control.clock[game_position().side] > 1.0f) {
+    if (search_control.elapsed < QUICK_ANSWER_SECONDS && search_control.clock[board().side] > 1.0f) {
         sleep_milliseconds(1);
     }
     const std::string ponder_text = has_ponder ? format_text(" ponder %s", ponder.c_str()) : "";
@@ -107,15 +103,14 @@ void auto_play(Move best) {
         search_control.play_move = search_control.self_play = false;
         return;
     }
-    make_move(game_position(), best);
-    game_record->game.search_ply = 1;
-    game_record->game.game_stack[game_record->game.game_ply].move = NULL_MOVE;
-    display_position(game_position());
+    make_game_move(best);
+    clear_redo_move();
+    display_position(board());
     if (search_control.self_play) search_control.think_flags.store(THINK_GO);
 }
 
 void charge_clock() {
-    Relaxed<float>& clock = search_control.clock[game_position().side];
+    Relaxed<float>& clock = search_control.clock[board().side];
     clock = clock + settings.increment - search_control.elapsed;
     const int moves = settings.level_moves;
     if (moves >= 2 && game_record->game.game_ply % (2 * moves) < 2) clock = settings.level_time;
@@ -124,7 +119,7 @@ void charge_clock() {
 void report_result() {
     search_control.think_flags.store(0);
     search_control.search_move_count = 0;
-    const Position& position = game_position();
+    const Position& position = board();
     const Move best = search_control.best_line[1];
     const Move ponder = best != NULL_MOVE ? search_control.best_line[2].load() : NULL_MOVE;
     const std::string best_text = move_to_text(position, position.side, best);
@@ -148,8 +143,8 @@ double branching_factor() {
 }
 
 void think_loop(InputPoller poll) {
-    set_position(game_position(), START_FEN);
-    if (!settings.uci_mode) display_position(game_position());
+    set_position(board(), START_FEN);
+    if (!settings.uci_mode) display_position(board());
     settings.quit = 0;
     search_control.stop = 0;
     search_control.think_flags.store(0);

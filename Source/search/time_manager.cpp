@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <cmath>
 
+double (*search_clock)() = monotonic_seconds;
+
 namespace {
 
 constexpr double MIN_NPS = 10;
@@ -52,7 +54,7 @@ void set_strength_target() {
 }
 
 void start_timer() {
-    search_control.start_time = monotonic_seconds();
+    search_control.start_time = search_clock();
     search_control.elapsed = 0;
 }
 
@@ -83,12 +85,12 @@ void reset_progress() {
         main_thread->game.search_ply = 1;
         main_thread->root_line[1] = NULL_MOVE;
     }
-    search_control.root_side = game_record->position.side;
+    search_control.root_side = board().side;
 }
 
 void print_clock() {
     if (settings.noise == SILENT || (settings.uci_mode && !settings.log)) return;
-    print_format("info string fen %s", position_to_fen(game_record->position, true).c_str());
+    print_format("info string fen %s", position_to_fen(board(), true).c_str());
     print_format("info string clock= %0.2f, target_time= %0.3f",
                  static_cast<double>(search_control.clock[search_control.root_side].load()),
                  static_cast<double>(search_control.target_time.load()));
@@ -194,7 +196,7 @@ void begin_search() {
 }
 
 void refresh_elapsed() {
-    search_control.elapsed = static_cast<float>(monotonic_seconds() - search_control.start_time + 0.0001);
+    search_control.elapsed = static_cast<float>(search_clock() - search_control.start_time + 0.0001);
 }
 
 double update_clock() {

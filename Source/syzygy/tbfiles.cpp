@@ -6,6 +6,7 @@
 #include "frontend/base/settings.h"
 #include "platform/file_ops.h"
 #include "platform/map_guard.h"
+#include "platform/words.h"
 #include "syzygy/tbprobe.h"
 
 #include <algorithm>
@@ -22,8 +23,6 @@ int tb_largest = 0;
 namespace {
 
 constexpr const char* EXTENSIONS[3] = {".rtbw", ".rtbm", ".rtbz"};  // by TableKind
-
-constexpr char PIECE_LETTERS[] = " PNBRQK";
 
 // Material combinations of 3 to 7 pieces: 650 without and 861 with pawns.
 constexpr int MAX_TABLES = 650 + 861;
@@ -94,20 +93,6 @@ void let_go(FileMap& map) {
     const UnmapErrors errors = unmap_file(map);
     if (errors.view != 0) std::fprintf(stderr, "unmap failed, error code %lu\n", errors.view);
     if (errors.handle != 0) std::fprintf(stderr, "CloseHandle failed, error code %lu\n", errors.handle);
-}
-
-void split_path_list(const char* list) {
-    registry.directories.clear();
-    std::string directory;
-    for (const char* p = list;; ++p) {
-        if (*p != '\0' && !is_path_separator(*p)) {
-            directory += *p;
-            continue;
-        }
-        if (!directory.empty()) registry.directories.push_back(std::move(directory));
-        directory.clear();
-        if (*p == '\0') return;
-    }
 }
 
 // ---- Registration ----
@@ -253,9 +238,11 @@ bool load_table(TableEntry& entry, TableKind kind) {
 
 void tb_init() {
     forget_tables();
-    const std::string_view path = settings.syzygy_path;
+    std::string_view path = settings.syzygy_path;
     if (path.empty() || path == "<empty>") return;
-    split_path_list(settings.syzygy_path);
+    for (std::string_view directory; !(directory = next_word(path, PATH_SEPARATORS)).empty();) {
+        registry.directories.emplace_back(directory);
+    }
     if (!registry.entries) {
         registry.entries.reset(new (std::nothrow) TableEntry[MAX_TABLES]);
         if (!registry.entries) {

@@ -169,15 +169,16 @@ int root_move_dtz(const ProbePosition& root, int root_dtz, ProbeMove move, const
     return value < 0 ? 1 - value : value > 0 ? -value - 1 : 0;
 }
 
-// How a winning move may let the win go all the same, from good to bad.
+// Whether a winning move may still lead to a draw, from the safest on.
 enum DrawRisk : int { NO_RISK, REPLY_DRAWS, MOVE_DRAWS };
 
 bool repeats(Position& position) {
     return position.rule50 < FIFTY_MOVE_PLIES && is_draw(position, 0);
 }
 
-// The tables know no game. Its third occurrence of a position ends it, after the move or after a reply, and so does the
-// fifty-move rule when the next zeroing move, `value` plies ahead, comes too late.
+// The tables do not know the moves played so far. The game is drawn when the position after the move, or after a reply,
+// occurs for the third time, and when the next zeroing move, `value` plies ahead, comes too late for the fifty-move
+// rule.
 DrawRisk draw_risk(Position& root, Move move, int value, const ProbePosition& child) {
     if (root.rule50 + value > FIFTY_MOVE_PLIES) return MOVE_DRAWS;
     make_move(root, move);

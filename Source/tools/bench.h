@@ -1,5 +1,5 @@
-// The benchmark: 20 fixed positions searched one after the other, with time and speed. Its node total with one
-// thread is the search's signature (scripts/signature.py).
+// The benchmark: 20 fixed positions searched one after the other, with time and speed. Its node totals with one
+// thread are the search's signature (scripts/signature.py).
 #pragma once
 
 #include "search/parallel.h"
@@ -33,3 +33,6 @@ constexpr std::string_view BENCH_POSITIONS[] = {
 // Searches them to settings.depth_limit (17 when that is above 50) and prints the time of each and the totals.
 // With a poller the searches run on threads of their own while input is polled; without (nullptr) on this thread.
 void run_bench(InputPoller poll);
+
+// The same to depth 12 on this thread, a matter of seconds. Ends with the line that test farms read: "N nodes N nps".
+void run_short_bench();

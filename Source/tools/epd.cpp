@@ -1,6 +1,8 @@
 // Splitting of EPD lines.
 #include "tools/epd.h"
 
+#include "platform/words.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -9,28 +11,12 @@ namespace {
 constexpr int POSITION_FIELDS = 4;
 constexpr auto NONE = std::string_view::npos;
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-void skip_blanks(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
-}
-
 std::string_view take_position(std::string_view& text) {
     std::size_t end = text.find(' ');
     for (int field = 1; field < POSITION_FIELDS && end != NONE; ++field) end = text.find(' ', end + 1);
     const std::string_view position = text.substr(0, end);
     text.remove_prefix(position.size());
     return position;
-}
-
-void skip_counters(std::string_view& text) {
-    skip_blanks(text);
-    while (!text.empty() && is_digit(text[0])) {
-        text.remove_prefix(std::min(text.find_first_not_of("0123456789"), text.size()));
-        skip_blanks(text);
-    }
 }
 
 std::string* operand_of(EpdLine& epd, std::string_view opcode) {
@@ -47,14 +33,18 @@ std::string* operand_of(EpdLine& epd, std::string_view opcode) {
 
 }  // namespace
 
+bool is_epd_comment(std::string_view line) {
+    return line.starts_with(' ') || line.starts_with('#') || line.starts_with(';');
+}
+
 void parse_epd(std::string_view line, EpdLine& epd) {
     for (std::string* text : {&epd.fen, &epd.bm, &epd.am, &epd.ce, &epd.sc, &epd.gr, &epd.id, &epd.c0}) text->clear();
     while (line.ends_with('\n') || line.ends_with('\r')) line.remove_suffix(1);
 
     epd.fen = take_position(line);
-    skip_counters(line);
+    skip(line, " 0123456789");  // the counters
     while (true) {
-        skip_blanks(line);
+        skip(line);
         const std::size_t end = line.find(';');
         if (end == NONE) return;
         const std::string_view operation = line.substr(0, end);

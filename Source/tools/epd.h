@@ -17,6 +17,9 @@ struct EpdLine {
     std::string c0;   // move=points pairs, separated by commas, usually in double quotes
 };
 
+// True for a line that the tools skip: it begins with a blank, "#" or ";".
+bool is_epd_comment(std::string_view line);
+
 // Fills the record from a line; never fails. Move counters after the position are skipped. Blanks inside an
 // operand are dropped, so that several moves must be separated by commas. An operation that lacks its
 // semicolon, and all that follows it, is not read.

@@ -63,14 +63,6 @@ bool is_silent() {
 
 // ---- Scoring -------------------------------------------------------------------------------------------------
 
-// Takes the next word off `text`; empty when there is none.
-std::string_view take_word(std::string_view& text, std::string_view separators) {
-    text.remove_prefix(std::min(text.find_first_not_of(separators), text.size()));
-    const std::string_view word = text.substr(0, text.find_first_of(separators));
-    text.remove_prefix(word.size());
-    return word;
-}
-
 bool names_move(Position& position, std::string_view text, Move wanted) {
     Move move = NULL_MOVE;
     return parse_move(position, text, move) == 1 && move == wanted;
@@ -78,7 +70,7 @@ bool names_move(Position& position, std::string_view text, Move wanted) {
 
 int count_best_moves(Position& position, std::string_view operand, Move answer) {
     int count = 0;
-    for (std::string_view word; !(word = take_word(operand, " ,;\"\n")).empty();) {
+    for (std::string_view word; !(word = next_word(operand, " ,;\"\n")).empty();) {
         count += names_move(position, word, answer);
     }
     return count;
@@ -91,7 +83,7 @@ bool avoids(Position& position, std::string_view operand, Move answer) {
 
 void add_points(Position& position, std::string_view operand, Move answer, AnswerScore& score) {
     std::optional<int> largest;
-    for (std::string_view word; !(word = take_word(operand, ", \"\n")).empty();) {
+    for (std::string_view word; !(word = next_word(operand, ", \"\n")).empty();) {
         const std::size_t sign = word.rfind('=');  // not the one of a promotion
         if (sign == std::string_view::npos) continue;
         const int points = read_int(word.substr(sign + 1), -MOST_POINTS, MOST_POINTS);
@@ -105,18 +97,15 @@ void add_points(Position& position, std::string_view operand, Move answer, Answe
 
 // Comments, short lines and what cannot be played are passed over.
 bool set_up(std::string_view text, EpdLine& line) {
-    if (text.size() < SHORTEST_LINE || text[0] == ' ' || text[0] == '#' || text[0] == ';') return false;
+    if (text.size() < SHORTEST_LINE || is_epd_comment(text)) return false;
     parse_epd(text, line);
-    set_position(game_record->position, line.fen);
-    return is_playable(game_record->position);
+    set_position(board(), line.fen);
+    return is_playable(board());
 }
 
 // The table is emptied first, so that results do not depend on the order of the file.
 bool search_position(InputPoller poll) {
-    if (search_control.hash_enabled) {
-        search_control.hash_fill = 0;
-        hash_clear();
-    }
+    hash_clear();
     const bool searched = start_search(THINK_TOOL, true, poll);
     search_control.think_flags = 0;
     return searched;
@@ -125,11 +114,11 @@ bool search_position(InputPoller poll) {
 void show_position(int number, const std::string& text) {
     print_format("pos= %d", number);
     print_line(text);
-    display_position(game_record->position);
+    display_position(board());
 }
 
 void show_answer(Move answer) {
-    const Position& position = game_record->position;
+    const Position& position = board();
     const double seconds = search_control.elapsed;
     const double nodes = static_cast<double>(search_control.nodes);
     print_format("move= %s, time= %0.3f, score= %d, nodes= %0.0f, %0.0fK nps\n",
@@ -142,14 +131,14 @@ bool write_answer(OutputFile& output, const std::string& text, const EpdLine& li
     if (!line.gr.empty()) {
         put(output, format_text("%s sc %d;\n", text.c_str(), score));
     } else {
-        put(output, format_text("%s bm %s%s; ce %d;\n", position_to_fen(game_record->position, false).c_str(),
+        put(output, format_text("%s bm %s%s; ce %d;\n", position_to_fen(board(), false).c_str(),
                                 square_names[move_from(answer)], square_names[move_to(answer)], score));
     }
     return flush_output(output);
 }
 
 bool write_candidates(OutputFile& file) {
-    Position& position = game_record->position;
+    Position& position = board();
     const int threshold = search_control.multipv_score[0] - CANDIDATE_MARGIN;
     for (int k = 0; k < settings.multipv; ++k) {
         const Move move = search_control.multipv_move[k];
@@ -183,7 +172,7 @@ bool analyse_position(AnalysisFiles& files, const std::string& text, const EpdLi
     if (!is_silent()) show_position(totals.positions + 1, text);
     if (!search_position(poll)) return false;
     const Move answer = search_control.best_line[1];
-    const AnswerScore score = score_answer(game_record->position, line, answer);
+    const AnswerScore score = score_answer(board(), line, answer);
     if (!is_silent()) show_answer(answer);
     if (answer != NULL_MOVE) {
         if (!write_answer(files.output, text, line, answer)) return false;
@@ -206,7 +195,6 @@ int open_files(AnalysisFiles& files, const char* input) {
 }
 
 bool close_files(AnalysisFiles& files) {
-    close_lines(files.input);
     const bool output_complete = close_output(files.output);
     return close_output(files.candidates) && output_complete;
 }

@@ -1,24 +1,11 @@
 // Lines out of the pieces of the text reader; only one that is longer than a piece is copied.
 #include "tools/line_reader.h"
 
-namespace {
-
 constexpr std::size_t LONGEST_PIECE = 4096;
-
-// A read that failed in the middle of a line: what there is of the line is not handed on.
-bool broken_off(const TextReader& text) {
-    return text.error && text.begin == text.end;
-}
-
-}  // namespace
 
 bool open_lines(LineReader& reader, const char* name, std::size_t max_line) {
     reader.max_line = max_line;
     return open_text(reader.text, name);
-}
-
-void close_lines(LineReader& reader) {
-    close_text(reader.text);
 }
 
 bool read_line(LineReader& reader, std::string_view& line) {
@@ -33,5 +20,6 @@ bool read_line(LineReader& reader, std::string_view& line) {
         line = reader.carried;
     }
     line = line.substr(0, reader.max_line);
-    return !broken_off(reader.text);
+    // A line that a failed read cut off is not handed on.
+    return !reader.text.error || reader.text.begin != reader.text.end;
 }

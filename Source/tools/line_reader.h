@@ -13,9 +13,8 @@ struct LineReader {
     std::string carried;       // what is handed on of a line that came in pieces
 };
 
-// False when the file cannot be opened.
+// False when the file cannot be opened. It is closed with the reader.
 bool open_lines(LineReader& reader, const char* name, std::size_t max_line);
-void close_lines(LineReader& reader);
 // The next line without its line feed and one carriage return before it; false at the end or when a read failed. The
 // view holds until the next call.
 bool read_line(LineReader& reader, std::string_view& line);

@@ -39,14 +39,6 @@ struct Labels {
     double result = 0.5;  // 0 loss .. 1 win
 };
 
-Position& board() {
-    return game_record->position;
-}
-
-bool side_to_move_in_check() {
-    return is_attacked(board(), board().king_square[board().side], board().side ^ 1);
-}
-
 Labels labels_of(const EpdLine& epd) {
     Labels labels;
     labels.has_score = !epd.ce.empty();
@@ -116,11 +108,11 @@ std::string training_line(std::string_view line) {
     EpdLine epd;
     parse_epd(line, epd);
     set_position(board(), epd.fen);
-    if (!is_playable(board()) || side_to_move_in_check()) return {};
+    if (!is_playable(board()) || side_in_check(board())) return {};
     Labels labels = labels_of(epd);
     search_to_depth(SETTLING_DEPTH);
     play_reported_line(labels);
-    if (!is_playable(board()) || side_to_move_in_check()) return {};
+    if (!is_playable(board()) || side_in_check(board())) return {};
 
     search_position();
     const SearchedPosition searched = search_result();
@@ -158,10 +150,7 @@ int make_train_data(const char* input_name, const char* output_name) {
     LineReader reader;
     if (!open_lines(reader, input_name, EPD_LINE)) return report_missing(input_name, errno);
     OutputFile output;
-    if (!create_output(output, output_name)) {
-        close_lines(reader);
-        return -1;
-    }
+    if (!create_output(output, output_name)) return -1;
     prepare_settings();
     catch_interrupts([] { search_control.stop = 1; });
 
@@ -177,7 +166,6 @@ int make_train_data(const char* input_name, const char* output_name) {
     }
     end_progress(progress);
     print_raw("\n");
-    close_lines(reader);
     if (!close_output(output)) return -1;
     if (reader.text.error) return report_unreadable(input_name, reader.text.error);
     return interrupted() ? report_interrupted(lines) : 0;

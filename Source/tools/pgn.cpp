@@ -30,12 +30,8 @@ constexpr std::int16_t MATE_COMMENT_SCORE = 9900;
 constexpr int FIRST_WRITTEN_PLY = 12;  // earlier positions of a game from the start are opening theory
 constexpr int MAX_WRITTEN_PLIES = 240;
 
-bool contains(std::string_view text, std::string_view part) {
-    return text.find(part) != NONE;
-}
-
 bool is_blank(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+    return contains(BLANKS, {&c, 1});
 }
 
 bool begins_with_letter(std::string_view text) {
@@ -120,9 +116,11 @@ std::int16_t comment_score(std::string_view comment) {
 
 // "12.e4" and "12...e5" without their number.
 std::string_view without_move_number(std::string_view token) {
-    const std::size_t dot = token.find_first_not_of("0123456789");
-    if (dot == NONE || dot == 0 || token[dot] != '.') return token;
-    return token.substr(std::min(token.find_first_not_of('.', dot), token.size()));
+    std::string_view move = token;
+    skip(move, "0123456789");
+    if (move.size() == token.size() || !move.starts_with('.')) return token;
+    skip(move, ".");
+    return move;
 }
 
 void store_move(PgnGame& game, std::string_view text) {
@@ -138,7 +136,7 @@ void store_move(PgnGame& game, std::string_view text) {
 }  // namespace
 
 std::string_view next_pgn_token(std::string_view& text) {
-    while (!text.empty() && is_blank(text[0])) text.remove_prefix(1);
+    skip(text, BLANKS);
     if (text.empty()) return {};
     const std::string_view token = text.substr(0, token_length(text));
     text.remove_prefix(token.size());
@@ -215,10 +213,7 @@ int scan_pgn(Position& board) {
     PgnReader reader;
     if (!open_pgn(reader, input)) return report_missing(input, errno);
     OutputFile epd;
-    if (!create_output(epd, output)) {
-        close_pgn(reader);
-        return -1;
-    }
+    if (!create_output(epd, output)) return -1;
 
     catch_interrupts();
     Progress progress{"games read"};
@@ -232,7 +227,6 @@ int scan_pgn(Position& board) {
     }
     end_progress(progress);
     put(epd, "\n");
-    close_pgn(reader);
     if (!close_output(epd)) return -1;
     print_raw("read %d games\n\n", game.game_count);
     if (reader.file.error) return report_unreadable(input, reader.file.error);

@@ -21,10 +21,6 @@ bool open_pgn(PgnReader& reader, const char* name) {
     return open_text(reader.file, name);
 }
 
-void close_pgn(PgnReader& reader) {
-    close_text(reader.file);
-}
-
 bool next_game(PgnReader& reader) {
     std::string& text = reader.text;
     text.clear();

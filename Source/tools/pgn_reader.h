@@ -18,8 +18,7 @@ struct PgnReader {
     TextPiece next_line;
 };
 
-// False when the file cannot be opened.
+// False when the file cannot be opened. It is closed with the reader.
 bool open_pgn(PgnReader& reader, const char* name);
-void close_pgn(PgnReader& reader);
 // Reads the text of the next game; false when there is none.
 bool next_game(PgnReader& reader);

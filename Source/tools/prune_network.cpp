@@ -24,7 +24,6 @@ constexpr const char* USUAL_TRAINING_FILE = "\\chess\\trainingdata\\bin\\depth8_
 constexpr std::int32_t INPUTS = 768;  // of one king bucket
 constexpr int OUTPUT_ROWS = 8;
 constexpr int REFRESHING_PLY = 1;  // at the root the first layer is always computed afresh
-constexpr std::size_t PROGRESS_STEP = 1024;
 
 std::string usual_training_file() {
     std::string name = USUAL_TRAINING_FILE;
@@ -56,23 +55,15 @@ bool prepare(Workspace& work) {
     return work.values != nullptr;
 }
 
-// Adds the position's contributions to the statistics. False when memory ran out, which has been reported.
-bool evaluate_into(Workspace& work, const Position& position) {
-    return prepare(work) && add_contributions(game_record->eval.network, position, work.statistics.get());
-}
-
 // Counts the positions evaluated. False when memory ran out, which has been reported.
 bool collect_statistics(const TrainingBuffer& buffer, Workspace& work, std::size_t& evaluated) {
     Progress progress{"positions evaluated"};
     bool enough_memory = true;
     for (std::size_t i = 0; i < buffer.count && enough_memory; ++i) {
-        if (i % PROGRESS_STEP == 0) {
-            show_progress(progress, i);
-            if (interrupted()) break;
-        }
-        Position& position = game_record->position;
+        if (interrupted_at(progress, i)) break;
+        Position& position = board();
         if (!record_to_position(buffer.records[i], position) || !is_playable(position)) continue;
-        enough_memory = evaluate_into(work, position);
+        enough_memory = prepare(work) && add_contributions(game_record->eval.network, position, work.statistics.get());
         if (enough_memory) ++evaluated;
     }
     end_progress(progress);
@@ -80,15 +71,12 @@ bool collect_statistics(const TrainingBuffer& buffer, Workspace& work, std::size
 }
 
 bool write_network(const std::int16_t* values, std::int32_t count) {
-    const auto shape = [](std::int32_t field) { return static_cast<std::int16_t>(field); };
-    const std::int16_t header[10] = {network.format_id,       network.quantisation,        network.second_quantisation,
-                                     network.scale,           shape(network.king_buckets), shape(network.reserved1),
-                                     shape(PRUNED_WIDTH),     shape(network.reserved3),    shape(network.reserved4),
-                                     shape(network.reserved2)};
+    NetworkHeader header = network;
+    header.hidden = PRUNED_WIDTH;
+    header.value_count = count;
     OutputFile output;
     if (!create_output(output, PRUNED_NAME)) return false;
-    put(output, {reinterpret_cast<const char*>(header), sizeof header});
-    put(output, {reinterpret_cast<const char*>(&count), sizeof count});
+    put(output, {reinterpret_cast<const char*>(&header), sizeof header});
     put(output, {reinterpret_cast<const char*>(values), static_cast<std::size_t>(count) * sizeof *values});
     return close_output(output);
 }
@@ -154,8 +142,7 @@ int prune_network(const char* training_file) {
     if (!is_other_file(positions, PRUNED_NAME) || !is_other_file(settings.nn_file, PRUNED_NAME)) return 0;
     catch_interrupts();
     TrainingBuffer buffer;
-    const TrainingRead read = read_training_file(positions.c_str(), buffer);
-    if (read != TrainingRead::COMPLETE) return exit_status(read);
+    if (const auto status = read_training_file(positions.c_str(), buffer)) return *status;
 
     print_line("Collecting stats ...\n");
     const bool wide = network.hidden > PRUNED_WIDTH;

@@ -23,8 +23,6 @@
 namespace {
 
 constexpr std::size_t SHORTEST_LINE = 20;
-constexpr std::size_t PROGRESS_STEP = 4096;  // items between looks at the clock and at interrupts
-
 constexpr int BUCKETS = 8;
 
 std::string_view bytes_of(const TrainingRecord& record) {
@@ -41,22 +39,17 @@ bool is_consistent(double result, double expected) {
 
 // Packs every usable line; false when it was interrupted or memory or the file failed, which has been reported.
 bool pack_lines(LineReader& reader, const char* name, TrainingBuffer& buffer) {
-    Progress progress{"positions packed"};
+    Progress progress{"lines read"};
     std::string_view line;
     EpdLine epd;
     TrainingRecord record;
     std::size_t lines = 0;
     const char* fault = nullptr;
     while (!fault && buffer.count < MAX_TRAINING_RECORDS && read_line(reader, line)) {
-        if (++lines % PROGRESS_STEP == 0) {
-            show_progress(progress, buffer.count);
-            if (interrupted()) fault = "interrupted";
-        }
+        if (interrupted_at(progress, ++lines)) fault = "interrupted";
         if (is_epd_comment(line) || line.size() < SHORTEST_LINE) continue;
         parse_epd(line, epd);
-        if (epd_to_record(epd, game_record->position, record) && !append_record(buffer, record)) {
-            fault = "out of memory";
-        }
+        if (epd_to_record(epd, board(), record) && !append_record(buffer, record)) fault = "out of memory";
     }
     end_progress(progress);
     if (reader.text.error) fault = std::strerror(reader.text.error);
@@ -76,13 +69,13 @@ bool store_records(const TrainingBuffer& buffer, const std::string& name) {
     return close_output(output);
 }
 
-void unpack_record(const TrainingRecord& record, const Position& position, std::string& line) {
+std::string unpacked_line(const TrainingRecord& record, const Position& position) {
     // One decimal, a tie to the even digit: ten times a float is exact in double precision.
     const long tenths = std::lrint(10 * static_cast<double>(win_probability(record.result)));
-    line = position_to_fen(position, false);
+    std::string line = position_to_fen(position, false);
     line.append(" ce ").append(std::to_string(record.ce)).append("; sc ").append(std::to_string(record.sc));
     line.append(tenths == 10 ? ", gr 1." : ", gr 0.") += static_cast<char>('0' + tenths % 10);
-    line += '\n';
+    return line += '\n';
 }
 
 std::string bucket_name(int bucket) {
@@ -94,22 +87,15 @@ std::size_t split_records(const TrainingBuffer& buffer, OutputFile (&outputs)[BU
     Progress progress{"positions split"};
     std::size_t i = 0;
     for (bool written = true; i < buffer.count && written; ++i) {
-        if (i % PROGRESS_STEP == 0) {
-            show_progress(progress, i);
-            if (interrupted()) break;
-        }
-        if (!record_to_position(buffer.records[i], game_record->position)) continue;
-        written = put(outputs[material_bucket(game_record->position)], bytes_of(buffer.records[i]));
+        if (interrupted_at(progress, i)) break;
+        if (!record_to_position(buffer.records[i], board())) continue;
+        written = put(outputs[material_bucket(board())], bytes_of(buffer.records[i]));
     }
     end_progress(progress);
     return i;
 }
 
 }  // namespace
-
-bool is_epd_comment(std::string_view line) {
-    return line.starts_with(' ') || line.starts_with('#') || line.starts_with(';');
-}
 
 bool epd_to_record(const EpdLine& epd, Position& position, TrainingRecord& record) {
     if (epd.ce.empty() && epd.sc.empty()) return false;
@@ -136,14 +122,9 @@ int epd_to_bin(const char* input_name) {
     if (!open_lines(reader, input_name, EPD_LINE)) return report_missing(input_name, errno);
 
     TrainingBuffer buffer;
-    if (!allocate_training_buffer(buffer)) {
-        close_lines(reader);
-        return 0;
-    }
+    if (!allocate_training_buffer(buffer)) return 0;
     print_raw("reading positions from file %s.\n", input_name);
-    const bool packed = pack_lines(reader, input_name, buffer);
-    close_lines(reader);
-    if (!packed) return 1;
+    if (!pack_lines(reader, input_name, buffer)) return 1;
     print_raw("read %.0f positions.\n\n", static_cast<double>(buffer.count));
     if (!store_records(buffer, output_name)) return -1;
     print_raw("stored %d positions in %s.\n\n", static_cast<int>(buffer.count), output_name.c_str());
@@ -157,22 +138,16 @@ int bin_to_epd(const char* input_name) {
     if (!is_other_file(input_name, output_name)) return 0;
     catch_interrupts();
     TrainingBuffer buffer;
-    const TrainingRead read = read_training_file(input_name, buffer);
-    if (read != TrainingRead::COMPLETE) return exit_status(read);
+    if (const auto status = read_training_file(input_name, buffer)) return *status;
     OutputFile output;
     if (!create_output(output, output_name)) return -1;
 
     Progress progress{"positions unpacked"};
-    std::string line;
     std::size_t i = 0;
     for (; i < buffer.count && !output.failed; ++i) {
-        if (i % PROGRESS_STEP == 0) {
-            show_progress(progress, i);
-            if (interrupted()) break;
-        }
-        if (!record_to_position(buffer.records[i], game_record->position)) continue;
-        unpack_record(buffer.records[i], game_record->position, line);
-        put(output, line);
+        if (interrupted_at(progress, i)) break;
+        if (!record_to_position(buffer.records[i], board())) continue;
+        put(output, unpacked_line(buffer.records[i], board()));
     }
     end_progress(progress);
     if (!close_output(output)) return -1;
@@ -195,8 +170,7 @@ int gen_train_data(const char* input_name) {
     }
     catch_interrupts();
     TrainingBuffer buffer;
-    const TrainingRead read = read_training_file(input_name, buffer);
-    if (read != TrainingRead::COMPLETE) return exit_status(read);
+    if (const auto status = read_training_file(input_name, buffer)) return *status;
     OutputFile outputs[BUCKETS];
     for (int bucket = 0; bucket < BUCKETS; ++bucket) {
         if (!create_output(outputs[bucket], bucket_name(bucket))) return -1;

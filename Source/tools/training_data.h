@@ -8,8 +8,6 @@
 #include "tools/epd.h"
 #include "tools/training_record.h"
 
-#include <string_view>
-
 // -mktraindata: searches the positions of one EPD file to settings.depth_limit and writes those that are quiet and
 // consistent with their labels to another.
 int make_train_data(const char* input_name, const char* output_name);
@@ -24,9 +22,6 @@ int gen_train_data(const char* input_name);
 
 // Longest part of an EPD line that the tools read.
 constexpr std::size_t EPD_LINE = 253;
-
-// True for a line of an EPD file that the tools skip: it begins with a blank, "#" or ";".
-bool is_epd_comment(std::string_view line);
 
 // An EPD line as a record, set up on `position`. False when the line has no score, its position cannot be played, or
 // its result contradicts its score.

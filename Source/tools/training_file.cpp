@@ -3,6 +3,7 @@
 
 #include "frontend/base/output.h"
 #include "platform/file_ops.h"
+#include "platform/file_reports.h"
 #include "platform/interrupts.h"
 #include "search/search_thread.h"
 #include "tools/progress.h"
@@ -19,10 +20,6 @@ namespace {
 constexpr std::size_t FIRST_RECORDS = 16384;
 constexpr std::size_t READ_RECORDS = 65536;
 
-void report(const char* name, const char* why) {
-    std::fprintf(stderr, "can't read %s: %s\n", name, why);
-}
-
 void seed_generators() {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     game_record->rand_state = static_cast<std::uint32_t>(std::rand()) * 12345u + 76543u;
@@ -33,13 +30,13 @@ bool read_records(const char* name, std::FILE* file, TrainingBuffer& buffer) {
     // Straight into the buffer: a block of the library's own would only be copied.
     std::setvbuf(file, nullptr, _IONBF, 0);
     Progress progress{"positions read"};
+    const char* fault = nullptr;
     std::size_t left_over = 0;
     while (buffer.count < MAX_TRAINING_RECORDS && !interrupted()) {
         const std::size_t wanted = std::min(READ_RECORDS, MAX_TRAINING_RECORDS - buffer.count);
         if (!reserve_records(buffer, wanted)) {
-            end_progress(progress);
-            report(name, "out of memory");
-            return false;
+            fault = "out of memory";
+            break;
         }
         char* const target = reinterpret_cast<char*>(buffer.records + buffer.count);
         const std::size_t bytes = std::fread(target, 1, wanted * sizeof(TrainingRecord), file);
@@ -49,16 +46,14 @@ bool read_records(const char* name, std::FILE* file, TrainingBuffer& buffer) {
         show_progress(progress, buffer.count);
     }
     end_progress(progress);
-    if (std::ferror(file)) {
-        report(name, std::strerror(errno));
-        return false;
+    if (!fault && std::ferror(file)) fault = std::strerror(errno);
+    if (!fault && interrupted()) fault = "interrupted";
+    if (fault) {
+        report_unreadable(name, fault);
+    } else if (left_over != 0) {
+        std::fprintf(stderr, "%s ends inside a record\n", name);
     }
-    if (interrupted()) {
-        report(name, "interrupted");
-        return false;
-    }
-    if (left_over != 0) std::fprintf(stderr, "%s ends inside a record\n", name);
-    return true;
+    return !fault;
 }
 
 }  // namespace
@@ -80,7 +75,7 @@ bool allocate_training_buffer(TrainingBuffer& buffer) {
 bool reserve_records(TrainingBuffer& buffer, std::size_t more) {
     const std::size_t needed = buffer.count + more;
     if (needed <= buffer.capacity) return true;
-    // Half as much again keeps the copying linear; when that is too much, what is needed may still be had.
+    // Growing by half keeps the copying linear; where that does not fit, what is needed may.
     for (const std::size_t capacity : {std::max(needed, buffer.capacity + buffer.capacity / 2), needed}) {
         void* const memory = std::realloc(buffer.records, capacity * sizeof(TrainingRecord));
         if (!memory) continue;
@@ -97,22 +92,16 @@ bool append_record(TrainingBuffer& buffer, const TrainingRecord& record) {
     return true;
 }
 
-int exit_status(TrainingRead read) {
-    return read == TrainingRead::BROKEN_OFF ? 1 : 0;
-}
-
-TrainingRead read_training_file(const char* name, TrainingBuffer& buffer) {
-    if (!allocate_training_buffer(buffer)) return TrainingRead::NO_FILE;
+std::optional<int> read_training_file(const char* name, TrainingBuffer& buffer) {
+    if (!allocate_training_buffer(buffer)) return 0;
     seed_generators();
     const bool named = std::strstr(name, ".bin");
-    std::FILE* const file = named ? open_file(name, "rb") : nullptr;
+    const OpenFile file(named ? open_file(name, "rb") : nullptr);
     if (!file) {
-        report(name, named ? std::strerror(errno) : "a training file has .bin in its name");
-        return TrainingRead::NO_FILE;
+        report_unreadable(name, named ? std::strerror(errno) : "a training file has .bin in its name");
+        return 0;
     }
-    const bool read = read_records(name, file, buffer);
-    std::fclose(file);
-    if (!read) return TrainingRead::BROKEN_OFF;
+    if (!read_records(name, file.get(), buffer)) return 1;
     print_raw("read %d positions from %s.\n\n", static_cast<int>(buffer.count), name);
-    return TrainingRead::COMPLETE;
+    return std::nullopt;
 }

@@ -4,6 +4,7 @@
 #include "tools/training_record.h"
 
 #include <cstddef>
+#include <optional>
 
 // What a file may hold at most; what is beyond is not read and not stored.
 constexpr std::size_t MAX_TRAINING_RECORDS = 449'999'999;
@@ -29,15 +30,8 @@ bool reserve_records(TrainingBuffer& buffer, std::size_t more);
 // False when the buffer is full or there is not enough memory.
 bool append_record(TrainingBuffer& buffer, const TrainingRecord& record);
 
-enum class TrainingRead {
-    COMPLETE,
-    NO_FILE,    // nothing was read: another name, no such file, no memory at all
-    BROKEN_OFF  // a read failed, memory ran out, or an interrupt came
-};
-
-// The exit status of a tool that ends because of it: 0 when there was nothing to work on, 1 when work was broken off.
-int exit_status(TrainingRead read);
-
 // Reads a file whose name contains ".bin" and prints what it read, or one line on the error stream; also seeds the
-// random generators from the wall clock, for users that draw from the records.
-TrainingRead read_training_file(const char* name, TrainingBuffer& buffer);
+// random generators from the wall clock, for users that draw from the records. Nothing when the file was read to its
+// end, else the exit status of the tool: 0 without a file or any memory, 1 when a read failed, memory ran out or an
+// interrupt came.
+std::optional<int> read_training_file(const char* name, TrainingBuffer& buffer);

@@ -37,9 +37,9 @@ int result_to_score(double g) {
     return std::clamp(static_cast<int>(-CENTIPAWNS * std::log(1.0 / d - 1.0)), -MAX_RECORD_SCORE, MAX_RECORD_SCORE);
 }
 
-float training_target(const TrainingRecord& record) {
-    return static_cast<float>(TARGET_RESULT_SHARE * static_cast<double>(win_probability(record.result)) +
-                              TARGET_SCORE_SHARE * static_cast<double>(win_probability(record.sc)));
+float training_target(const TrainingRecord& record, double result_share) {
+    return static_cast<float>(result_share * static_cast<double>(win_probability(record.result)) +
+                              (1 - result_share) * static_cast<double>(win_probability(record.sc)));
 }
 
 TrainingRecord make_training_record(const Position& position, int result_score, int ce, int sc) {

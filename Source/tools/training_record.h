@@ -19,9 +19,8 @@ static_assert(sizeof(TrainingRecord) == 40);
 
 constexpr int MAX_RECORD_SCORE = 3000;
 
-// Share of the game's result in the training target; the search score has the rest.
+// Share of the game's result in the training target, unless asked for another; the search score has the rest.
 constexpr double TARGET_RESULT_SHARE = 0.35;
-constexpr double TARGET_SCORE_SHARE = 0.65;
 
 // Expected result of a score in centipawns: logistic, 1 / (1 + e^(-0.006 * score)).
 float win_probability(int score);
@@ -31,8 +30,9 @@ float win_probability(int score);
 // number counts as 0.
 int result_to_score(double g);
 
-// What a network is trained towards, 0..1 for the side to move: a mix of game result and search score.
-float training_target(const TrainingRecord& record);
+// What a network is trained towards, 0..1 for the side to move: a mix of game result and search score. A record
+// without a result carries the score in its place, and so has the score alone.
+float training_target(const TrainingRecord& record, double result_share = TARGET_RESULT_SHARE);
 
 // The position with its labels; sc is clamped to MAX_RECORD_SCORE, ce to 16 bits.
 TrainingRecord make_training_record(const Position& position, int result_score, int ce, int sc);

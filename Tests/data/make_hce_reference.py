@@ -504,6 +504,7 @@ class Evaluator:
 
 def main():
     evaluator = Evaluator(read_params(sys.argv[1]))
+    print("fen", "score", "groups", "phase", "scale", "hung", "free", sep="\t")
     for line in sys.stdin:
         fen = line.strip()
         score = evaluator.evaluate(fen)

@@ -1,6 +1,7 @@
 // Network files made by hand, and the loader run on them with its output captured.
 #pragma once
 
+#include "captured.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval_fixture.h"
@@ -14,11 +15,14 @@
 #include <string>
 #include <vector>
 
-// A network file in pieces; the defaults are a small valid one.
-struct NetworkFile {
+// The header of a network file as it is stored; the defaults are those of a small valid one.
+struct NetworkHeader {
     std::int16_t format_id = 752, quantisation = 2048, second_quantisation = 2048, scale = 400;
     std::int16_t king_buckets = 2, reserved1 = 5, hidden = 8, reserved3 = 0, reserved4 = 0, reserved2 = 5;
     std::int32_t count = -1;  // a wrong count must not matter
+};
+
+struct NetworkFile : NetworkHeader {
     std::vector<std::int16_t> values;
 
     std::size_t full_size() const {
@@ -26,11 +30,10 @@ struct NetworkFile {
         return static_cast<std::size_t>(buckets * 768 + 18) * static_cast<std::size_t>(hidden);
     }
     std::string bytes() const {
-        const std::int16_t header[10] = {format_id, quantisation, second_quantisation, scale,     king_buckets,
-                                         reserved1, hidden,       reserved3,           reserved4, reserved2};
-        std::string all(reinterpret_cast<const char*>(header), sizeof header);
-        all.append(reinterpret_cast<const char*>(&count), sizeof count);
-        all.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof values[0]);
+        std::string all(24 + 2 * values.size(), '\0');
+        const NetworkHeader& header = *this;
+        std::memcpy(all.data(), &header, 24);
+        std::copy(values.begin(), values.end(), reinterpret_cast<std::int16_t*>(all.data() + 24));
         return all;
     }
     // Random values of every size up to the limits, so that sums saturate.
@@ -58,9 +61,7 @@ struct NetworkFixture : EvalFixture {
     // Loads what NN_File would name and returns what was printed.
     static std::string load(const std::string& name) {
         std::snprintf(settings.nn_file, sizeof settings.nn_file, "%s", name.c_str());
-        testing::internal::CaptureStdout();
-        load_network();
-        return testing::internal::GetCapturedStdout();
+        return printed(load_network);
     }
     std::string write(const std::string& bytes) const { return folder.write("net.bin", bytes); }
     std::string load(const NetworkFile& file) const { return load(write(file.bytes())); }
@@ -78,8 +79,7 @@ struct NetworkFixture : EvalFixture {
     // A score that does not depend on the position: unit 0 is 1 and only the half of the side to move sees it.
     void load_constant(std::int16_t score) const {
         NetworkFile file;
-        file.quantisation = 1;
-        file.scale = 1;
+        file.quantisation = file.scale = 1;
         load_zeros(file);
         const std::int32_t biases = network.input_weight_count + network.output_weight_count;
         network.values[biases] = network.values[biases + network.hidden] = 1;

@@ -87,6 +87,8 @@ TEST_F(Switches, run_modes) {
         int uci_mode = 1;
     } cases[] = {
         {"-mkconfig", RunMode::MAKE_CONFIG},
+        {"bench -use_hce", RunMode::SHORT_BENCH},
+        {"-cfg bench -bench", RunMode::BENCH},
         {"x-scan_pgny games.pgn", RunMode::PGN_SCAN},
         {"-bench -anepd f -prune_nn -c", RunMode::PRUNE_NET, 0},
         {"-prune_nn data.bin -c", RunMode::PRUNE_NET, 0},

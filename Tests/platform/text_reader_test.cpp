@@ -11,8 +11,7 @@
 
 namespace {
 
-class Text : public testing::Test {
-protected:
+struct Text : testing::Test {
     // The pieces of a file with this content, as text: "line|" for one that ends a line, "line+" for one that does not.
     // A piece that says it starts a line without one before it having ended it (or the reverse) shows as '?'.
     std::string pieces(const std::string& content, std::size_t longest) {
@@ -25,11 +24,9 @@ protected:
             EXPECT_LE(piece.text.size(), longest);
             if (piece.starts_line != at_start) result += '?';
             at_start = piece.ends_line;
-            result += piece.text;
-            result += piece.ends_line ? '|' : '+';
+            (result += piece.text) += piece.ends_line ? '|' : '+';
         }
         EXPECT_FALSE(next_piece(reader, longest, piece)) << "again at the end";
-        close_text(reader);
         return result;
     }
     const TempFolder folder_;
@@ -61,8 +58,7 @@ TEST_F(Text, lines_and_pieces_of_lines) {
 // Every line of random lengths comes back whole, though blocks of 65,536 bytes end anywhere in it.
 TEST_F(Text, nothing_is_lost_between_blocks) {
     std::mt19937 random(3);
-    std::string content;
-    std::string lines;
+    std::string content, lines;
     for (int i = 0; i < 4000; ++i) {
         std::string line(random() % (i % 100 == 0 ? 9000 : 90), ' ');
         for (char& c : line) c = "abc "[random() % 4];

@@ -22,6 +22,7 @@ SOUND = {
     "Tests/shared.h": "",
     "Tests/position/board_fixture.h": '#include "position/board.h"\n#include "shared.h"\n',
     "Tests/search/search_test.cpp": '#include "position/board_fixture.h"\n#include "search/search.h"\n',
+    "Tests/fuzz/uci.cpp": '#include "frontend/console.h"\n#include "position/board_fixture.h"\n',
     "Tests/platform/output_test.cpp": '#include "frontend/base/settings.h"\n',
     "Tests/training/train/train_test.cpp": '#include "training/train/train.h"\n#include "search/search.h"\n',
 }
@@ -39,6 +40,7 @@ PLANTED = [
     ("Source/stray.h", "", True),
     ("Source/training/tune/fit.h", '#include "search/search.h"', False),
     ("Tests/position/board_fixture.h", '#include "search/search.h"', True),
+    ("Tests/fuzz/uci.cpp", '#include "training/random.h"', True),
     ("Tests/position/board_fixture.h", '#include "frontend/base/settings.h"', False),
     ("Tests/position/position_test.cpp", '#include "board_fixture.h"', False),
     ("Tests/platform/output_test.cpp", '#include "position/board.h"', True),

@@ -1,6 +1,7 @@
-// What the tablebase tests share: table directories, answer files and positions from FEN.
+// What the tablebase tests share: table directories, answers and positions from FEN.
 #pragma once
 
+#include "captured.h"
 #include "frontend/base/settings.h"
 #include "position/board.h"
 #include "syzygy/tbfiles.h"
@@ -9,74 +10,68 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace fs = std::filesystem;
 
-// A position and its game. The big game record is the thread's, so there is one game at a time.
-struct Game {
-    Position position{};
-
-    explicit Game(const std::string& fen) {
-        static thread_local GameState state;
-        init_game_state(state, position);
-        set_position(position, fen);
-    }
-    ProbePosition probe() const { return make_probe_position(position); }
-};
-
-// A file of answers: its rows without the header, each split into fields.
-inline std::vector<std::vector<std::string>> read_rows(const std::string& path) {
-    std::vector<std::vector<std::string>> rows;
-    for (const std::string& line : read_lines(path)) rows.push_back(split_tabs(line));
-    if (!rows.empty()) rows.erase(rows.begin());
-    return rows;
+// The position, set up in a game record of the thread's own.
+inline Position& position_of(const std::string& fen) {
+    static thread_local Board board;
+    set_position(board.position, fen);
+    return board.position;
 }
 
-inline std::vector<std::string> split_words(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<std::string> words;
-    for (std::string word; in >> word;) words.push_back(word);
-    return words;
+// Answers of the tables in use.
+constexpr int NO_WDL = -9, NO_DTZ = -9999;
+inline int wdl_of(const std::string& fen) {
+    int success;
+    const int wdl = probe_wdl(make_probe_position(position_of(fen)), success);
+    return success == PROBE_FAILED ? NO_WDL : wdl;
+}
+inline int dtz_of(const std::string& fen) {
+    int success;
+    const int dtz = probe_dtz(make_probe_position(position_of(fen)), success);
+    return success == PROBE_FAILED ? NO_DTZ : dtz;
 }
 
-class Syzygy : public testing::Test {
-protected:
-    // Trials of a test that damages files; TARN_FUZZ_TRIALS in the environment asks for more.
-    static int trials(int usual) {
-        const char* const asked = std::getenv("TARN_FUZZ_TRIALS");
-        return asked ? std::atoi(asked) : usual;
+// The usable entry for a position with the material of the name, the side named first White or Black.
+inline TableEntry* entry_of(std::string name, bool first_is_black = false) {
+    bool black = first_is_black;
+    for (char& c : name) {
+        if (c == 'v') {
+            c = '1';
+            black = !black;
+        } else if (black) {
+            c = static_cast<char>(std::tolower(c));
+        }
     }
+    const ProbePosition position = make_probe_position(position_of("8/8/8/8/" + name + "/8/8/8 w - -"));
+    return find_table(material_key(position, WHITE));
+}
+
+struct Syzygy : testing::Test {
     // What tb_init prints for a path list.
     static std::string use_path(const std::string& path) {
         std::snprintf(settings.syzygy_path, sizeof settings.syzygy_path, "%s", path.c_str());
-        testing::internal::CaptureStdout();
-        tb_init();
-        return testing::internal::GetCapturedStdout();
+        return printed(tb_init);
     }
     // An empty directory of this test's own, gone with it.
     std::string scratch() const { return folder_.path.string(); }
+    // Puts a copy of a table, which can be written to, into it.
+    std::string copy_table(const std::string& name, const std::string& as = {}) const {
+        const std::string path = scratch() + "/" + (as.empty() ? name : as);
+        fs::copy_file(data_file("syzygy/" + name), path, fs::copy_options::overwrite_existing);
+        fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
+        return path;
+    }
     void TearDown() override { use_path(""); }
 
     const TempFolder folder_;
 };
-
-// Answers of one directory of real tables.
-inline int wdl_of(const std::string& fen) {  // -9: no answer
-    int success;
-    const int wdl = probe_wdl(Game(fen).probe(), success);
-    return success == PROBE_FAILED ? -9 : wdl;
-}
-inline int dtz_of(const std::string& fen) {  // -9999: no answer
-    int success;
-    const int dtz = probe_dtz(Game(fen).probe(), success);
-    return success == PROBE_FAILED ? -9999 : dtz;
-}
 
 constexpr const char* KQK_WIN = "8/8/8/4k3/8/8/8/K6Q w - - 0 1";
 constexpr const char* KRK_WIN = "8/8/8/4k3/8/8/8/K6R w - - 0 1";

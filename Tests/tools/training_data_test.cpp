@@ -123,6 +123,7 @@ TEST(TrainingScale, odd_results_have_a_score_and_the_target_is_a_mix) {
     TrainingRecord record{};
     record.sc = 500;  // 1 / (1 + e^-3)
     EXPECT_NEAR(0.35 * 0.5 + 0.65 * 0.952574, training_target(record), 1e-6);
+    EXPECT_NEAR(0.952574, training_target(record, 0), 1e-6);
 }
 
 TEST_F(TrainingData, buckets_count_pieces_in_pairs) {

@@ -23,7 +23,7 @@ std::FILE* log_file = nullptr;
 
 struct OutputGuard {
     OutputGuard() {
-        // A reader that is slow to empty its pipe holds the owner inside write: let others have the processor.
+        // The owner may wait for a reader that is slow to empty its pipe: leave the processor to others.
         for (int spins = 0; output_lock.test_and_set(std::memory_order_acquire); ++spins) {
             if (spins >= 100) std::this_thread::yield();
         }

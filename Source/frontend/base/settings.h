@@ -58,7 +58,7 @@ struct Settings {
     std::int16_t lmr_depth = 3;
 };
 
-extern Settings settings;
+inline Settings settings;
 // Copy that option listings and the console's reset use; refreshed after the start-up defaults, after each
 // configuration file and after each UCI setoption.
-extern Settings default_settings;
+inline Settings default_settings;

@@ -12,7 +12,7 @@ std::size_t sort_key(const Features& features) {
     return static_cast<std::size_t>(features.pieces) * OUTPUT_ROWS + static_cast<std::size_t>(features.output_row);
 }
 
-// A stable counting sort.
+// A stable counting sort, of the numbers alone.
 void sort_positions(Batch& batch) {
     std::array<int, (MAX_PIECES + 1) * OUTPUT_ROWS + 1> start{};
     for (const Features& features : batch.unsorted) ++start[sort_key(features) + 1];
@@ -20,7 +20,6 @@ void sort_positions(Batch& batch) {
     for (int i = 0; i < batch.size; ++i) {
         const Features& features = batch.unsorted[static_cast<std::size_t>(i)];
         const auto to = static_cast<std::size_t>(start[sort_key(features)]++);
-        batch.position[to] = features;
         batch.source[to] = i;
     }
 }
@@ -64,7 +63,8 @@ void build_tile(Tile& tile, const Features* position) {
 
 }  // namespace
 
-void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord&(int)>& record_at, ThreadTeam& team) {
+void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord&(int)>& record_at, double result_share,
+                ThreadTeam& team) {
     const int tiles = (size + TILE_POSITIONS - 1) / TILE_POSITIONS;
     batch.size = size;
     batch.unsorted.resize(static_cast<std::size_t>(size));
@@ -78,7 +78,7 @@ void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord
             Features& features = batch.unsorted[static_cast<std::size_t>(i)];
             const TrainingRecord& record = record_at(i);
             read_features(record, features);
-            features.target = training_target(record);
+            features.target = training_target(record, result_share);
         }
     });
     sort_positions(batch);
@@ -86,6 +86,10 @@ void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord
         Tile& tile = batch.tile[static_cast<std::size_t>(t)];
         tile.first = t * TILE_POSITIONS;
         tile.positions = positions_of(t);
+        for (int n = tile.first; n < tile.first + tile.positions; ++n) {
+            const auto at = static_cast<std::size_t>(n);
+            batch.position[at] = batch.unsorted[static_cast<std::size_t>(batch.source[at])];
+        }
         build_tile(tile, batch.position.data() + tile.first);
     });
 }

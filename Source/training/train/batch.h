@@ -31,4 +31,6 @@ struct Batch {
 };
 
 // Reads the records that record_at(0) ... record_at(size - 1) give. They must be well-formed (read_features).
-void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord&(int)>& record_at, ThreadTeam& team);
+// `result_share` is that of the targets.
+void fill_batch(Batch& batch, int size, const std::function<const TrainingRecord&(int)>& record_at, double result_share,
+                ThreadTeam& team);

@@ -12,11 +12,9 @@
 // Twice that c is near the best for trained networks (0.64 and 0.65 centipawns on average, at c itself 1.04 and 0.95)
 // and is the factor, unless the unit's sums could leave 16 bits then.
 //
-// Largest sum of a unit: bias, the own king's and the other king's largest weights, and of each side the 18 largest
-// others (15 pieces, and 3 more that an incremental update may add before it takes their predecessors away); the same
-// below zero. What is not counted: for the length of an update a square may hold its old and its new piece. From the
-// bounds of the parameters follows that a c always exists:
-//     c >= 32767 / (39 * 1.98) - rounding > 423,    largest output weight  Q^2 / 423 * 3.25 < 32767;
+// A unit's sums are bounded by eval/network_bounds.h, for any update from one playable position to another: bias, two
+// kings, 15 old and 15 new pieces a side. From the bounds of the parameters follows that a c always exists:
+//     c >= 32767 / (63 * 1.98) - rounding > 261,    largest output weight  Q^2 / 261 * 2 < 32767;
 // where the best factor is less than that, o is so small that the weight is far from the limit.
 #pragma once
 
@@ -30,7 +28,7 @@
 // What the export found out about the integer network.
 struct ExportReport {
     int scaled_units = 0;  // units whose factor had to be below the best one
-    int largest_sum = 0;   // bound of |x| over all units, below 32768
+    int largest_sum = 0;   // bound of |x| over all units, partial sums of updates included; below 32768
     int largest_output_weight = 0;
     double output_bound = 0;  // bound of the output sum's absolute value, over 2^31: below 1 it cannot overflow
 };

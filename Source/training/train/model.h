@@ -21,7 +21,7 @@ constexpr float LEAK = 1.0f / 64.0f;  // slope of the activation below zero
 // Bounds of the values, from what a network file can hold: see export_network.h.
 constexpr float MAX_INPUT_WEIGHT = 1.98f;
 constexpr float MAX_BIAS = 1.98f;
-constexpr float MAX_OUTPUT_WEIGHT = 3.25f;
+constexpr float MAX_OUTPUT_WEIGHT = 2.0f;
 
 // Rows of COLUMNS parameters in a block. A first-layer weight is the sum of its own row and of a row that both king
 // buckets share: what is learnt of the common king squares then helps with the rare ones.

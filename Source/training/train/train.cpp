@@ -51,6 +51,11 @@ std::string load_set(const TrainingPlan& plan, ThreadTeam& team, TrainingSet& se
         set.records.insert(set.records.end(), held_out.records.begin(), held_out.records.end());
         set.rejected += held_out.rejected;
     }
+    if (!plan.yardstick.empty()) {
+        if (std::string fault = read_records(plan.yardstick, SIZE_MAX, set.yardstick); !fault.empty()) return fault;
+        if (set.yardstick.empty()) return "no records in " + plan.yardstick;
+        if (plan.data.empty()) return {};
+    }
     print_format("%zu records to train on, %zu held out, %zu damaged", set.training, set.held_out().size(),
                  set.rejected);
     return set.training == 0 ? "no records to train on" : std::string();
@@ -69,11 +74,12 @@ int run_training(const TrainingRequest& request) {
     TrainingSet set;
     TrainingState state;
     std::string fault = load_set(plan, team, set);
-    if (fault.empty()) fault = start_state(plan, request.start, set, state);
-    if (!fault.empty()) {
-        print_line(fault);
-        return 1;
+    const bool only_measure = plan.data.empty() && !plan.yardstick.empty();
+    if (fault.empty()) {
+        fault = only_measure ? measure_networks(plan, set.yardstick) : start_state(plan, request.start, set, state);
     }
+    if (!fault.empty()) print_line(fault);
+    if (only_measure || !fault.empty()) return fault.empty() ? 0 : 1;
     catch_interrupts();
     const bool written = train_epochs(plan, set, state, team, interrupted);
     return written && state.epoch >= plan.epochs ? 0 : 1;

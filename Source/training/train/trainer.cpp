@@ -101,10 +101,13 @@ double train_batch(TrainingState& state, Workspace& workspace, const StepOptions
     run_forward(state.model, workspace, true, team);
     reserve(workspace.slope, static_cast<std::size_t>(size));
     const float share = 1.0f / static_cast<float>(size);
-    for (int n = 0; n < size; ++n) {
-        const auto i = static_cast<std::size_t>(n);
-        workspace.slope[i] = share * loss_slope(options.loss, workspace.output[i], workspace.batch.position[i].target);
-    }
+    team.run((size + CHUNK - 1) / CHUNK, [&](int chunk, int) {
+        for (int n = chunk * CHUNK; n < std::min(size, (chunk + 1) * CHUNK); ++n) {
+            const auto i = static_cast<std::size_t>(n);
+            const float target = workspace.batch.position[i].target;
+            workspace.slope[i] = share * loss_slope(options.loss, workspace.output[i], target);
+        }
+    });
 
     ++state.step;
     const AdamStep step = adam_step(options.learning_rate, options.decay, state.step);

@@ -6,6 +6,7 @@
 #include "platform/words.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
@@ -50,6 +51,12 @@ constexpr RecipeName NAMES[] = {
      [](TrainingPlan& plan, std::string_view value) { plan.warm_up = read_int(value, 0, MOST_STEPS); }},
     {"decay", "decay of the first-layer weights, relative to the learning rate (0)",
      [](TrainingPlan& plan, std::string_view value) { plan.decay = read_number(value, 0, 100); }},
+    {"result_share", "share of the game's result in the target, 0 to 1; the score has the rest (0.35)",
+     [](TrainingPlan& plan, std::string_view value) {
+         double share = -1;
+         const char* const end = value.data() + value.size();
+         plan.result_share = std::from_chars(value.data(), end, share).ptr == end ? share : -1;
+     }},
     {"loss", "squared or cross_entropy (squared)",
      [](TrainingPlan& plan, std::string_view value) {
          plan.loss = value == "cross_entropy" ? Loss::CROSS_ENTROPY : Loss::SQUARED;
@@ -60,6 +67,9 @@ constexpr RecipeName NAMES[] = {
      [](TrainingPlan& plan, std::string_view value) { plan.held_out = read_number(value, 0, 0.5); }},
     {"held_out_data", "records to judge by instead, from other games: file or folder",
      [](TrainingPlan& plan, std::string_view value) { plan.held_out_data = value; }},
+    {"yardstick",
+     "deeply judged records to measure each epoch's network by; without data: to measure each network named",
+     [](TrainingPlan& plan, std::string_view value) { plan.yardstick = value; }},
     {"seed", "of the first values and the order of the records (1)",
      [](TrainingPlan& plan, std::string_view value) {
          plan.seed = static_cast<std::uint64_t>(read_integer(value, 0, INT64_MAX));
@@ -88,7 +98,7 @@ std::string apply(std::string_view line, TrainingPlan& plan) {
     for (const RecipeName& known : NAMES) {
         if (name != known.name) continue;
         known.set(plan, trimmed(line.substr(equals + 1)));
-        return {};
+        return plan.result_share >= 0 && plan.result_share <= 1 ? "" : "result_share is a number from 0 to 1";
     }
     return format_text("unknown name \"%.*s\"", static_cast<int>(name.size()), name.data());
 }

@@ -11,6 +11,7 @@
 struct TrainingPlan {
     std::vector<std::string> data;     // record files and folders of them
     std::string held_out_data;         // file or folder to judge by, in place of a share of the data
+    std::string yardstick;             // file or folder of records that each epoch's network is measured by
     std::size_t positions = SIZE_MAX;  // records read at most
     std::string output = "trained.nn";
     std::vector<std::string> network;  // to begin with their mean, if asked for; none: with the embedded one
@@ -18,9 +19,10 @@ struct TrainingPlan {
     int epochs = 0;
     int batch = 16384;
     double learning_rate = 0.001;
-    double final_rate = 0.01;  // share of the learning rate at the end of the cosine
-    int warm_up = 200;         // steps in which the rate rises
-    double decay = 0;          // of first-layer weights, relative to the learning rate
+    double final_rate = 0.01;                   // share of the learning rate at the end of the cosine
+    int warm_up = 200;                          // steps in which the rate rises
+    double decay = 0;                           // of first-layer weights, relative to the learning rate
+    double result_share = TARGET_RESULT_SHARE;  // of the game's result in the target
     Loss loss = Loss::SQUARED;
     bool shared_rows = true;
     double held_out = 0.02;  // share of the records

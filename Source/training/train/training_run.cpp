@@ -105,17 +105,28 @@ private:
     std::int64_t positions_ = 0;
 };
 
-// Loads the file into the engine and compares it with the model.
-std::string quantisation_line(const TrainingPlan& plan, const TrainingState& state, const TrainingSet& set,
-                              Workspace& work, ThreadTeam& team) {
-    if (plan.output.size() >= sizeof settings.nn_file) return "quantisation not checked: the file's name is too long\n";
-    copy_text(settings.nn_file, plan.output);
+// Empty on success.
+std::string load(const std::string& name) {
+    if (name.size() >= sizeof settings.nn_file) return "the file's name is too long: " + name;
+    copy_text(settings.nn_file, name);
     load_network();
-    if (!network.complete) return "quantisation not checked: the network does not load\n";
+    return network.complete ? "" : name + ": the network does not load";
+}
+
+std::vector<std::string> networks(const TrainingPlan& plan) {
+    return plan.network.empty() ? std::vector<std::string>{"embedded"} : plan.network;
+}
+
+// Loads the file into the engine, compares it with the model and measures it.
+std::string engine_report(const TrainingPlan& plan, const TrainingState& state, const TrainingSet& set, Workspace& work,
+                          ThreadTeam& team) {
+    if (const std::string fault = load(plan.output); !fault.empty()) return "quantisation not checked: " + fault + "\n";
     const auto records = at_most(set.held_out(), QUANTISATION_CHECK);
     const QuantisationError error = quantisation_error(state.model, records, work, team);
-    return format_text("quantisation: mean %.3f, largest %.2f centipawns over %d held-out positions\n", error.mean,
-                       error.most, error.positions);
+    const std::string text =
+        format_text("quantisation: mean %.3f, largest %.2f centipawns over %d held-out positions\n", error.mean,
+                    error.most, error.positions);
+    return set.yardstick.empty() ? text : text + yardstick_report(set.yardstick);
 }
 
 void say_stopped(const TrainingPlan& plan) {
@@ -133,15 +144,16 @@ bool finish_epoch(const TrainingPlan& plan, const TrainingSet& set, const Traini
     }
     written &= write_checkpoint(checkpoint_name(plan), identity_of(plan, set), state);
 
-    const HeldOutError error = held_out_error(state.model, set.held_out(), work, team);
+    const HeldOutError error = held_out_error(state.model, set.held_out(), plan.result_share, work, team);
     std::string report = format_text("epoch %d, held-out loss %.7f, against the search score alone %.7f\n", state.epoch,
                                      error.target, error.score);
     report += format_text(
-        "sums: at most %d of 32767 (%d units scaled down); output weights: at most %d; output sum: at most %.3f of "
+        "sums: at most %d of 32767 in any update (%d units scaled down); output weights: at most %d; output sum: at "
+        "most %.3f of "
         "2^31\n",
         exported.largest_sum, exported.scaled_units, exported.largest_output_weight, exported.output_bound);
     if (exported.output_bound >= 1) report += "warning: the output sum may overflow in extreme positions; use decay\n";
-    if (written) report += quantisation_line(plan, state, set, work, team);
+    if (written) report += engine_report(plan, state, set, work, team);
     report += calibration_report(state.model, set.held_out(), work, team);
     print_raw("%s", report.c_str());
 
@@ -164,6 +176,14 @@ std::string report_name(const TrainingPlan& plan) {
     return plan.output + ".report";
 }
 
+std::string measure_networks(const TrainingPlan& plan, std::span<const TrainingRecord> yardstick) {
+    for (const std::string& name : networks(plan)) {
+        if (std::string fault = load(name); !fault.empty()) return fault;
+        print_raw("%s", yardstick_report(yardstick).c_str());
+    }
+    return {};
+}
+
 std::string start_state(const TrainingPlan& plan, TrainingStart start, const TrainingSet& set, TrainingState& state) {
     if (start == TrainingStart::CHECKPOINT) {
         RunIdentity identity;
@@ -178,13 +198,9 @@ std::string start_state(const TrainingPlan& plan, TrainingStart start, const Tra
     state = make_training_state(plan.hidden);
     randomise(state.model, plan.seed);
     if (start == TrainingStart::NETWORK) {
-        std::vector<std::string> names = plan.network;
-        if (names.empty()) names.emplace_back("embedded");
         std::vector<Model> models;
-        for (const std::string& name : names) {
-            if (name.size() >= sizeof settings.nn_file) return "the file's name is too long: " + name;
-            copy_text(settings.nn_file, name);
-            load_network();
+        for (const std::string& name : networks(plan)) {
+            if (std::string fault = load(name); !fault.empty()) return fault;
             models.push_back(make_model(plan.hidden));
             if (!import_network(models.back())) return name + ": this network has another shape";
         }
@@ -206,7 +222,8 @@ bool train_epochs(const TrainingPlan& plan, const TrainingSet& set, TrainingStat
             const double start = monotonic_seconds();
             const std::uint32_t* const chosen = order.data() + std::ptrdiff_t{state.epoch_step} * shape.batch;
             fill_batch(
-                work.batch, shape.batch, [&](int i) -> const TrainingRecord& { return set.records[chosen[i]]; }, team);
+                work.batch, shape.batch, [&](int i) -> const TrainingRecord& { return set.records[chosen[i]]; },
+                plan.result_share, team);
             const double rate = learning_rate_at(plan, state.step, steps);
             const double loss = train_batch(state, work, {plan.loss, plan.shared_rows, rate, plan.decay}, team);
             ++state.epoch_step;
@@ -215,7 +232,8 @@ bool train_epochs(const TrainingPlan& plan, const TrainingSet& set, TrainingStat
             const bool last = state.epoch_step == shape.steps;
             if (progress.is_due() || last) {
                 const auto records = last ? set.held_out() : at_most(set.held_out(), QUICK_CHECK);
-                progress.write_line(state, rate, held_out_error(state.model, records, work, team).target);
+                const double error = held_out_error(state.model, records, plan.result_share, work, team).target;
+                progress.write_line(state, rate, error);
             }
             if (!last && stop()) {
                 const bool written = write_checkpoint(checkpoint_name(plan), identity_of(plan, set), state);

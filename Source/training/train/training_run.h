@@ -7,12 +7,16 @@
 #include "training/train/training_set.h"
 
 #include <functional>
+#include <span>
 #include <string>
 
 // The files of a run stand beside its network file.
 std::string checkpoint_name(const TrainingPlan& plan);
 std::string log_name(const TrainingPlan& plan);
 std::string report_name(const TrainingPlan& plan);
+
+// Prints the yardstick's report of each network that the plan names. Returns what is wrong, or an empty text.
+std::string measure_networks(const TrainingPlan& plan, std::span<const TrainingRecord> yardstick);
 
 // Sets up the state that the start asks for. Returns what is wrong, or an empty text. A checkpoint in the middle of an
 // epoch must belong to the same plan and data; one between epochs may go on with others.

@@ -13,7 +13,8 @@
 struct TrainingSet {
     std::vector<TrainingRecord> records;  // training records, then those held out
     std::size_t training = 0;             // number of the former
-    std::size_t rejected = 0;             // damaged records that were left out
+    std::vector<TrainingRecord> yardstick;
+    std::size_t rejected = 0;  // damaged records that were left out
 
     std::span<const TrainingRecord> held_out() const { return std::span(records).subspan(training); }
 };

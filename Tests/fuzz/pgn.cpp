@@ -1,0 +1,49 @@
+// PGN: a file is cut into games, their moves are played, and the games become EPD lines.
+#include "fuzz/fuzz.h"
+
+#include "tools/epd.h"
+#include "tools/pgn.h"
+#include "tools/pgn_reader.h"
+
+namespace {
+
+void play_game(const PgnGame& game, Board& board) {
+    set_position(board.position, start_of_game(game));
+    if (!is_playable(board.position)) return;
+    for (int ply = 0; ply < game.move_count; ++ply) {
+        const Move move = read_game_move(game, ply, board.position);
+        if (move == NULL_MOVE) return;
+        FUZZ_CHECK(is_legal_here(board.position, move), board.fen() + ' ' + game.moves[ply]);
+        make_move(board.position, move);
+        board.game->search_ply = 1;
+        check_consistency(board.position);
+    }
+}
+
+void check_lines(std::string_view lines) {
+    static Board board;
+    EpdLine epd;
+    while (!lines.empty()) {
+        parse_epd(take_part(lines), epd);
+        set_position(board.position, epd.fen);
+        FUZZ_CHECK(is_playable(board.position) && board.fen() == epd.fen, epd.fen);
+    }
+}
+
+}  // namespace
+
+FUZZ_TARGET(pgn) {
+    static Board board;
+    static PgnGame game;
+    game = {};
+    const std::string name = fuzz_folder().write("games.pgn", std::string(input));
+    PgnReader reader;
+    FUZZ_CHECK(open_pgn(reader, name.c_str()), name);
+    while (next_game(reader)) {
+        FUZZ_CHECK(reader.text.size() <= MAX_GAME_TEXT && reader.header <= reader.text.size(), reader.text);
+        parse_pgn_game(game, reader.text);
+        play_game(game, board);
+        check_lines(game_to_epd(game, board.position));
+    }
+    close_pgn(reader);
+}
