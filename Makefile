@@ -15,9 +15,9 @@ BUILD := build/release
 PROGRAM := $(BUILD)/tarn
 VERSION := $(shell sed -n 's/^project.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 SETUP := sh scripts/setup.sh
-# The interpreter that has the test clients' package. The shell asks when a line runs, as setup.sh may just have made the
+# The interpreter that has the test clients' packages. The shell asks when a line runs, as setup.sh may just have made the
 # environment: make itself expands all lines of a recipe before the first one runs.
-PYTHON = $$(.venv/bin/python -c 'import chess.pgn' 2>/dev/null && echo $(CURDIR)/.venv/bin/python || command -v python3)
+PYTHON = $$(.venv/bin/python -c 'import chess, pytest' 2>/dev/null && echo $(CURDIR)/.venv/bin/python || command -v python3)
 SOURCES = $(shell find Source Tests Benchmarks -name '*.cpp' -o -name '*.h')
 
 # Ninja where it is installed; a build folder that exists keeps the generator that it was made with.
@@ -67,7 +67,7 @@ test-windows:
 	@[ -d "$(WINEPREFIX)" ] || wineboot -i >/dev/null 2>&1
 	@failed=; for client in $(CLIENTS); do \
 	    echo "== $$client"; \
-	    $(PYTHON) Tests/clients/test_$$client.py build/windows/tarn.exe || failed="$$failed $$client"; \
+	    $(PYTHON) -m pytest Tests/clients/test_$$client.py --program build/windows/tarn.exe || failed="$$failed $$client"; \
 	done; [ -z "$$failed" ] || { echo "failed:$$failed"; exit 1; }
 
 # Tests/fuzz has a target for each reader. An input that breaks one is kept in Tests/fuzz/regress.

@@ -14,6 +14,8 @@ import subprocess
 import sys
 import tempfile
 
+from uci_client import Conversation
+
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 DOCUMENTS = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md")), ROOT / "packaging" / "tarn.6"]
 GUIDE = ROOT / "docs" / "users-guide.md"
@@ -35,36 +37,26 @@ def run(program, arguments, text=""):
 
 def session(program, arguments, greeting, typed):
     """The lines of a session: what is typed marked with ">", each line sent when the one before it has been answered.
-    `greeting` and the second part of each pair are regular expressions of the last line to wait for; None: no answer."""
-    with subprocess.Popen([program, *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-                          encoding="latin-1") as process:
-        lines = []
-
-        def read_answer(last):
-            for line in process.stdout:
-                lines.append(line.rstrip("\n"))
-                if re.fullmatch(last, lines[-1]):
-                    return
-            sys.exit(f"the program ended before it printed {last!r}: {lines}")
-
-        read_answer(greeting)
-        for line, last in typed:
-            lines.append("> " + line)
-            process.stdin.write(line + "\n")
-            process.stdin.flush()
-            if last is not None:
-                read_answer(last)
+    `greeting` and the second part of each pair match the beginning of the last line to wait for; None: no answer."""
+    process = Conversation([program, *arguments], TIMEOUT)
+    lines = process.wait_for(greeting)
+    for line, last in typed:
+        lines.append("> " + line)
+        process.send(line)
+        if last is not None:
+            lines += process.wait_for(last)
+    process.finish()
     return lines
 
 
 def uci_session(program):
-    typed = [("isready", "readyok"), ("position startpos moves e2e4 e7e5 g1f3", None), ("go depth 6", "bestmove .*"),
+    typed = [("isready", "readyok"), ("position startpos moves e2e4 e7e5 g1f3", None), ("go depth 6", "bestmove"),
              ("quit", None)]
-    return session(program, [], "info string et=.*", typed)
+    return session(program, [], "info string et=", typed)
 
 
 def console_session(program):
-    lines = session(program, ["-c"], "", [("e4", ""), ("go 6", "Hash fill.*"), ("quit", None)])
+    lines = session(program, ["-c"], "$", [("e4", "$"), ("go 6", "Hash fill"), ("quit", None)])
     return lines[lines.index("> e4"):]
 
 

@@ -5,7 +5,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-CHESS="chess==1.11.2" # the rules and PGN package of the Python test clients
+PACKAGES="chess==1.11.2 pytest==8.3.5" # what the Python test clients use
 missing=""
 
 need_command() { # command, package
@@ -23,8 +23,8 @@ need_fuzzer() {
         missing="$missing libclang-rt-$(clang++ -dumpversion | cut -d . -f 1)-dev"
 }
 
-has_chess() { # interpreter
-    "$1" -c 'import chess.pgn' >/dev/null 2>&1
+has_packages() { # interpreter
+    "$1" -c 'import chess, pytest' >/dev/null 2>&1
 }
 
 install_missing() {
@@ -49,9 +49,9 @@ install_missing() {
     missing=""
 }
 
-# The Python package goes into the project's own environment, unless an interpreter has it already.
-install_chess() {
-    if has_chess .venv/bin/python || has_chess python3; then return 0; fi
+# The Python packages go into the project's own environment, unless an interpreter has them already.
+install_packages() {
+    if has_packages .venv/bin/python || has_packages python3; then return 0; fi
     # Debian's own interpreter where there is one: python3-venv belongs to it.
     python=python3
     if ! python3 -c 'import ensurepip, venv' >/dev/null 2>&1; then
@@ -59,9 +59,9 @@ install_chess() {
         install_missing
         if [ -x /usr/bin/python3 ]; then python=/usr/bin/python3; fi
     fi
-    echo "Installing the Python package $CHESS into .venv"
+    echo "Installing the Python packages $PACKAGES into .venv"
     "$python" -m venv .venv
-    .venv/bin/python -m pip install --quiet --disable-pip-version-check "$CHESS"
+    .venv/bin/python -m pip install --quiet --disable-pip-version-check $PACKAGES
 }
 
 for purpose in "$@"; do
@@ -76,7 +76,7 @@ for purpose in "$@"; do
         need_header gtest/gtest.h libgtest-dev
         need_command python3 python3
         install_missing
-        install_chess
+        install_packages
         ;;
     fuzz)
         need_command clang++ clang

@@ -1,10 +1,14 @@
-"""A small UCI driver over pipes: one engine process, its lines with their arrival times, nothing hidden.
+"""Programs, run to their end or talked to over pipes, every line with its time of arrival; `UciEngine` adds the protocol.
 
 Times are seconds of time.perf_counter, taken when a line arrives, so that a client can keep exact clocks.
 """
+import collections
+import dataclasses
 import os
 import queue
+import re
 import shlex
+import signal
 import subprocess
 import sys
 import threading
@@ -25,70 +29,40 @@ class EngineSilent(Exception):
     """The engine did not say the expected line in time."""
 
 
-class Answer:
-    """What a search said: the words of `bestmove`, when they came, and the last `info` with a first line's score."""
-
-    def __init__(self, best, ponder, arrived, infos):
-        self.best = best
-        self.ponder = ponder
-        self.arrived = arrived
-        self.infos = infos
-
-    def last_info(self):
-        """The fields of the last `info` line with a depth and a score, MultiPV 1 only; {} if there is none."""
-        for line in reversed(self.infos):
-            fields = parse_info(line.split())
-            if "depth" in fields and "score" in fields and fields.get("multipv", 1) == 1:
-                return fields
-        return {}
+def to_text(data):
+    """UTF-8 as text, from which to_bytes makes the same bytes again, whatever they are."""
+    return data.decode("utf-8", "surrogateescape")
 
 
-def parse_info(words):
-    """Numbers of an info line by name, `score` as centipawns (mates as 100000 less the moves) and `pv` as words."""
-    fields = {}
-    for i, word in enumerate(words):
-        if word == "pv":
-            fields["pv"] = words[i + 1:]
-            break
-        if word == "string":
-            break
-        if word == "score" and i + 2 < len(words):
-            value = int(words[i + 2])
-            if words[i + 1] == "mate":
-                value = 100000 - value if value > 0 else -100000 - value
-            fields["score"] = value
-        elif word in ("depth", "seldepth", "multipv", "nodes", "nps", "time", "hashfull", "tbhits"):
-            if i + 1 < len(words):
-                fields[word] = int(words[i + 1])
-    return fields
+def to_bytes(text):
+    return text.encode("utf-8", "surrogateescape")
 
 
-class UciEngine:
-    def __init__(self, command, options=None, name=None, patience=20.0, trace=None):
-        """Starts `command` (a shell-like string), shakes hands and sets the options (name -> value).
+class Line(str):
+    """A line of output without its end, which `arrived` at a time."""
 
-        `patience` is the longest wait in seconds for anything but a search. `trace`, a text stream, receives
-        every line of the conversation.
+    arrived = 0.0
+
+
+class Conversation:
+    """A process whose lines are read as they come."""
+
+    def __init__(self, command, patience=20.0, errors=None, trace=None):
+        """Starts `command`, a list of words or a shell-like string.
+
+        `patience` is the longest wait in seconds where no other is given. `errors` is where the error stream goes.
+        `trace`, a text stream, receives every line of the conversation.
         """
-        self.command = command
+        self.command = command if isinstance(command, str) else " ".join(command)
         self.patience = patience
         self.trace = trace
         self.lines = queue.SimpleQueue()
-        # A session of its own: Ctrl-C at the terminal is the client's to handle.
         # Windows splits a command itself, and its paths have backslashes.
-        words = command if os.name == "nt" else shlex.split(command)
-        self.process = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        bufsize=0, start_new_session=True)
+        words = command if os.name == "nt" or not isinstance(command, str) else shlex.split(command)
+        # A session of its own: Ctrl-C at the terminal is the client's to handle.
+        self.process = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=errors,
+                                        start_new_session=True)
         threading.Thread(target=self._read, daemon=True).start()
-        self.send("uci")
-        greeting = [line for _, line in self.wait_for("uciok", patience)]
-        self.options = {line[len("option name "):].partition(" type ")[0]
-                        for line in greeting if line.startswith("option name ")}
-        named = [line[len("id name "):] for line in greeting if line.startswith("id name ")]
-        self.name = name or (named[0] if named else command)
-        for option, value in (options or {}).items():
-            self.set_option(option, value)
-        self.ready()
 
     def _note(self, when, direction, text):
         if self.trace:
@@ -96,21 +70,24 @@ class UciEngine:
                 self.trace.write(f"{when:.4f} {self.process.pid} {direction} {text}\n")
 
     def _read(self):
-        for line in self.process.stdout:
+        for data in self.process.stdout:
             arrived = time.perf_counter()
-            text = line.decode("utf-8", "replace").rstrip("\r\n")
-            self.lines.put((arrived, text))
-            self._note(arrived, "<", text)
-        self.lines.put((time.perf_counter(), None))
+            line = Line(to_text(data).removesuffix("\n"))
+            line.arrived = arrived
+            self.lines.put(line)
+            self._note(arrived, "<", line)
+        self.lines.put(None)
 
-    def send(self, line):
-        """Sends one line; returns the time at which it was sent."""
+    def send(self, *lines):
+        """Sends the lines at once; returns the time at which they were sent."""
         sent = time.perf_counter()
         try:
-            self.process.stdin.write(line.encode() + b"\n")
+            self.process.stdin.write(to_bytes("".join(line + "\n" for line in lines)))
+            self.process.stdin.flush()
         except OSError as error:
             raise EngineDied(f"{self.command}: input closed, {self._status()}") from error
-        self._note(sent, ">", line)
+        for line in lines:
+            self._note(sent, ">", line)
         return sent
 
     def _status(self):
@@ -119,51 +96,51 @@ class UciEngine:
         except subprocess.TimeoutExpired:
             return "still running"
 
-    def read(self, seconds):
-        """The next line and its arrival time; raises EngineSilent after `seconds` without one."""
+    def next_line(self, seconds=None):
+        """The next line; raises EngineSilent when none comes in time, EngineDied at the end of the output."""
+        seconds = self.patience if seconds is None else max(0.0, seconds)
         try:
-            arrived, line = self.lines.get(timeout=max(0.0, seconds))
+            line = self.lines.get(timeout=seconds)
         except queue.Empty:
             raise EngineSilent(f"{self.command}: nothing for {seconds:.1f} s") from None
         if line is None:
-            self.lines.put((arrived, None))
+            self.lines.put(None)
             raise EngineDied(f"{self.command}: output closed, {self._status()}")
-        return arrived, line
+        return line
 
-    def wait_for(self, word, seconds):
-        """Lines (with times) up to and including the first whose first word is `word`."""
-        end = time.perf_counter() + seconds
-        seen = []
-        while True:
-            seen.append(self.read(end - time.perf_counter()))
-            if seen[-1][1].split(" ", 1)[0] == word:
-                return seen
+    def wait_for(self, pattern, seconds=None):
+        """The lines up to the first whose beginning matches the regular expression."""
+        end = time.perf_counter() + (self.patience if seconds is None else seconds)
+        found = []
+        while not found or not re.match(pattern, found[-1]):
+            try:
+                found.append(self.next_line(end - time.perf_counter()))
+            except (EngineDied, EngineSilent) as error:
+                raise type(error)(f"{error}, no {pattern!r} after {found[-3:]}") from None
+        return found
 
-    def set_option(self, name, value):
-        if name not in self.options:
-            raise ValueError(f"{self.command} has no option {name}")
-        self.send(f"setoption name {name} value {value}" if value is not None else f"setoption name {name}")
+    def set(self, **options):
+        self.send(*(f"setoption name {name} value {value}" for name, value in options.items()))
+
+    def search(self, *lines, seconds=None, **options):
+        """Sets the options and sends the lines; those of the answer, up to its `bestmove`."""
+        self.set(**options)
+        self.send(*lines)
+        return self.wait_for("bestmove", seconds)
 
     def ready(self):
+        """Waits until all that was sent is done; the lines up to the answer."""
         self.send("isready")
-        self.wait_for("readyok", self.patience)
+        return self.wait_for("readyok")
 
-    def new_game(self):
-        self.send("ucinewgame")
-        self.ready()
-
-    def best_move(self, seconds):
-        """The answer to the running search; raises EngineSilent when none comes within `seconds`."""
-        seen = self.wait_for("bestmove", seconds)
-        arrived, line = seen[-1]
-        words = line.split() + [""]
-        ponder = words[3] if len(words) > 4 and words[2] == "ponder" else None
-        return Answer(words[1], ponder, arrived, [text for _, text in seen if text.startswith("info ")])
-
-    def go(self, text, seconds):
-        """`go text` and its answer; the answer's `arrived` less the returned sending time is the time used."""
-        sent = self.send("go " + text)
-        return sent, self.best_move(seconds)
+    def finish(self, seconds=None):
+        """The rest of the output and the exit status of a process that ends by itself."""
+        rest = []
+        try:
+            while True:
+                rest.append(self.next_line(seconds))
+        except EngineDied:
+            return rest, self.process.wait(self.patience if seconds is None else seconds)
 
     def close(self, seconds=5.0):
         """Asks the engine to quit, kills it if it does not; returns its exit status (None when it was killed)."""
@@ -179,3 +156,133 @@ class UciEngine:
             self.process.wait()
             return None
         return self.process.returncode
+
+
+@dataclasses.dataclass
+class Answer:
+    """What a search said: the words of `bestmove` (`ponder` may be None), when they came, and the lines before."""
+
+    best: str
+    ponder: str
+    arrived: float
+    infos: list
+
+    def last_info(self):
+        """The fields of the last `info` line with a depth and a score, MultiPV 1 only; {} if there is none."""
+        for line in reversed(self.infos):
+            fields = parse_info(line)
+            if "depth" in fields and "score" in fields and fields.get("multipv", 1) == 1:
+                return fields
+        return {}
+
+
+def parse_info(line):
+    """Numbers of an info line by name; `score` is in centipawns, mates are 100000 less the moves."""
+    line = re.split(r" (?:pv|string)\b", line)[0]
+    fields = {name: int(value) for name, value in re.findall(r"([a-z]+) (-?\d+)", line)}
+    if score := re.search(r"score (cp|mate) (-?\d+)", line):
+        value = int(score[2])
+        fields["score"] = value if score[1] == "cp" else 100000 - value if value > 0 else -100000 - value
+    return fields
+
+
+class UciEngine(Conversation):
+    """An engine that has shaken hands."""
+
+    def __init__(self, command, options=None, name=None, **how):
+        """Starts the command and sets the options (name -> value); `how` is for Conversation."""
+        super().__init__(command, **how)
+        self.send("uci")
+        greeting = self.wait_for("uciok")
+        self.options = set(re.findall(r"^option name (.*?) type ", "\n".join(greeting), re.MULTILINE))
+        self.name = name or next((line[8:].strip() for line in greeting if line.startswith("id name ")), self.command)
+        for option, value in (options or {}).items():
+            self.set_option(option, value)
+        self.ready()
+
+    def set_option(self, name, value):
+        if name not in self.options:
+            raise ValueError(f"{self.command} has no option {name}")
+        self.send(f"setoption name {name} value {value}" if value is not None else f"setoption name {name}")
+
+    def new_game(self):
+        self.send("ucinewgame")
+        self.ready()
+
+    def best_move(self, seconds):
+        """The answer to the running search; raises EngineSilent when none comes within `seconds`."""
+        *before, line = self.wait_for("bestmove", seconds)
+        words = line.split() + [""]
+        ponder = words[3] if len(words) > 4 and words[2] == "ponder" else None
+        return Answer(words[1], ponder, line.arrived, [text for text in before if text.startswith("info ")])
+
+    def go(self, text, seconds):
+        """`go text` and its answer; the answer's `arrived` less the returned sending time is the time used."""
+        sent = self.send("go " + text)
+        return sent, self.best_move(seconds)
+
+
+class Run(collections.namedtuple("Run", "output errors status")):
+    """What a whole run of a program left behind."""
+
+    lines = property(lambda self: self.output.split("\n"))
+
+
+class Program:
+    """A program and what the tests do with it. Arguments are texts, which are split at blanks, and paths.
+
+    The variable TARN_RUNNER names the command that runs a program of another system: "wine".
+    """
+
+    def __init__(self, path, patience):
+        """No run may take longer than `patience` seconds."""
+        self.path = path
+        self.patience = patience
+        self.is_posix = os.name == "posix" and path.suffix != ".exe"
+        self.command = [*shlex.split(os.environ.get("TARN_RUNNER", "")), str(path)]
+        self.talks = []
+
+    def words(self, arguments):
+        return sum((word.split() if isinstance(word, str) else [str(word)] for word in arguments), self.command)
+
+    def beside(self, name):
+        """The program of that name that was built with this one."""
+        return Program(self.path.with_name(name + self.path.suffix), self.patience)
+
+    def run(self, *arguments, text="", status=0, **limits):
+        """A whole run with this input. Checks its exit status, None for any. Resource limits are named like AS=BYTES."""
+        def set_limits():
+            import resource
+            for name, value in limits.items():
+                resource.setrlimit(getattr(resource, "RLIMIT_" + name), (value, value))
+
+        done = subprocess.run(self.words(arguments), input=to_bytes(text), capture_output=True, timeout=self.patience,
+                              preexec_fn=set_limits if limits else None)
+        found = Run(to_text(done.stdout), to_text(done.stderr), done.returncode)
+        assert status in (None, found.status), f"{arguments}: {found}"
+        return found
+
+    def refuses(self, status, *cases):
+        """Runs that end with this status and one line on the error stream: arguments, and what the line says."""
+        for arguments, said in cases:
+            errors = self.run(arguments, status=status).errors
+            assert said in errors and errors.count("\n") == 1, f"{arguments}: {errors}"
+
+    def interrupt(self, *arguments, file, size=1, sent=signal.SIGINT):
+        """A run that gets a signal as soon as its file has this size."""
+        process = subprocess.Popen(self.words(arguments), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True)
+        while not os.path.exists(file) or os.path.getsize(file) < size:
+            assert process.poll() is None, f"{arguments}: nothing was written"
+            time.sleep(0.01)
+        process.send_signal(sent)
+        return Run(*process.communicate(timeout=self.patience), process.returncode)
+
+    def start(self, *arguments, errors=subprocess.DEVNULL):
+        """A conversation; `end` kills what is left of all of them."""
+        self.talks.append(Conversation(self.words(arguments), self.patience / 6, errors))
+        return self.talks[-1]
+
+    def end(self):
+        for talk in self.talks:
+            talk.kill()

@@ -16,13 +16,13 @@
 #include <vector>
 
 // The header of a network file as it is stored; the defaults are those of a small valid one.
-struct NetworkHeader {
+struct FileHeader {
     std::int16_t format_id = 752, quantisation = 2048, second_quantisation = 2048, scale = 400;
     std::int16_t king_buckets = 2, reserved1 = 5, hidden = 8, reserved3 = 0, reserved4 = 0, reserved2 = 5;
     std::int32_t count = -1;  // a wrong count must not matter
 };
 
-struct NetworkFile : NetworkHeader {
+struct NetworkFile : FileHeader {
     std::vector<std::int16_t> values;
 
     std::size_t full_size() const {
@@ -31,7 +31,7 @@ struct NetworkFile : NetworkHeader {
     }
     std::string bytes() const {
         std::string all(24 + 2 * values.size(), '\0');
-        const NetworkHeader& header = *this;
+        const FileHeader& header = *this;
         std::memcpy(all.data(), &header, 24);
         std::copy(values.begin(), values.end(), reinterpret_cast<std::int16_t*>(all.data() + 24));
         return all;

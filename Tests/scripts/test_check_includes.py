@@ -1,81 +1,46 @@
-#!/usr/bin/env python3
 """The check of include directions: it accepts a small tree of rooms, and reports each planted include that points
 upwards, with its file and line, and nothing else."""
 import pathlib
 import subprocess
 import sys
-import tempfile
+
+import pytest
 
 CHECK = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "check_includes.py"
 
-# A tree in which every direction holds.
+# A tree in which every direction holds: files, and what they include.
 SOUND = {
-    "Source/platform/clock.h": "",
-    "Source/position/board.h": '#include <vector>\n',
-    "Source/search/search.h": '#include "position/board.h"\n#include "frontend/base/settings.h"\n',
-    "Source/frontend/base/settings.h": '#include "platform/clock.h"\n',
-    "Source/frontend/console.h": '#include "search/search.h"\n',
-    "Source/frontend/startup.cpp": '#include "training/train/train.h"\n',
-    "Source/training/random.h": "",
-    "Source/training/train/train.h": '#include "training/random.h"\n#include "frontend/console.h"\n',
-    "Source/training/tune/fit.h": '#include "training/random.h"\n',
-    "Tests/shared.h": "",
-    "Tests/position/board_fixture.h": '#include "position/board.h"\n#include "shared.h"\n',
-    "Tests/search/search_test.cpp": '#include "position/board_fixture.h"\n#include "search/search.h"\n',
-    "Tests/fuzz/uci.cpp": '#include "frontend/console.h"\n#include "position/board_fixture.h"\n',
-    "Tests/platform/output_test.cpp": '#include "frontend/base/settings.h"\n',
-    "Tests/training/train/train_test.cpp": '#include "training/train/train.h"\n#include "search/search.h"\n',
-}
-
-# file, planted line, whether it is to be reported
-PLANTED = [
-    ("Source/position/board.h", '#include "search/search.h"', True),
-    ("Source/platform/clock.h", '#include "frontend/base/settings.h"', True),
-    ("Source/search/search.h", '#include "training/random.h"', True),
-    ("Source/frontend/console.h", '#include "training/train/train.h"', True),  # startup.cpp alone may
-    ("Source/frontend/startup.cpp", '#include "training/tune/fit.h"', True),
-    ("Source/training/tune/fit.h", '#include "training/train/train.h"', True),
-    ("Source/training/random.h", '#include "training/train/train.h"', True),
-    ("Source/search/search.h", '#  include "board.h"', True),  # not a path from Source/
-    ("Source/stray.h", "", True),
-    ("Source/training/tune/fit.h", '#include "search/search.h"', False),
-    ("Tests/position/board_fixture.h", '#include "search/search.h"', True),
-    ("Tests/fuzz/uci.cpp", '#include "training/random.h"', True),
-    ("Tests/position/board_fixture.h", '#include "frontend/base/settings.h"', False),
-    ("Tests/position/position_test.cpp", '#include "board_fixture.h"', False),
-    ("Tests/platform/output_test.cpp", '#include "position/board.h"', True),
-    ("Tests/platform/output_test.cpp", '#include "position/board_fixture.h"', True),
-    ("Tests/search/search_test.cpp", '#include "no_such_file.h"', True),
-    ("Tests/training/train/train_test.cpp", '#include "training/tune/fit.h"', True),
-    ("Tests/shared.h", '#include "position/board_fixture.h"', True),
-]
+    "Source/platform/clock.h": [], "Source/position/board.h": [], "Source/search/search.h": ["position/board.h", "frontend/base/settings.h"],
+    "Source/frontend/base/settings.h": ["platform/clock.h"], "Source/frontend/console.h": ["search/search.h"],
+    "Source/frontend/startup.cpp": ["training/train/train.h"], "Source/training/random.h": [], "Tests/shared.h": [],
+    "Source/training/train/train.h": ["training/random.h", "frontend/console.h"],
+    "Source/training/tune/fit.h": ["training/random.h"], "Tests/position/board_fixture.h": ["position/board.h", "shared.h"],
+    "Tests/search/search_test.cpp": ["position/board_fixture.h", "search/search.h"],
+    "Tests/platform/output_test.cpp": ["frontend/base/settings.h"],
+    "Tests/fuzz/uci.cpp": ["frontend/console.h", "position/board_fixture.h"],
+    "Tests/training/train/train_test.cpp": ["training/train/train.h", "search/search.h"]}
+WRONG = [
+    ("Source/position/board.h", "search/search.h"), ("Source/platform/clock.h", "frontend/base/settings.h"),
+    ("Source/search/search.h", "training/random.h"), ("Source/search/search.h", "board.h"),  # not a path from Source/
+    ("Source/frontend/console.h", "training/train/train.h"), ("Source/frontend/startup.cpp", "training/tune/fit.h"),
+    ("Source/training/tune/fit.h", "training/train/train.h"), ("Source/training/random.h", "training/train/train.h"),
+    ("Source/stray.h", ""), ("Tests/position/board_fixture.h", "search/search.h"), ("Tests/shared.h", "position/board_fixture.h"),
+    ("Tests/platform/output_test.cpp", "position/board.h"), ("Tests/platform/output_test.cpp", "position/board_fixture.h"),
+    ("Tests/search/search_test.cpp", "no_such_file.h"),
+    ("Tests/fuzz/uci.cpp", "training/random.h"), ("Tests/training/train/train_test.cpp", "training/tune/fit.h")]
+FINE = [
+    ("Tests/shared.h", ""), ("Source/training/tune/fit.h", "search/search.h"), ("Tests/position/position_test.cpp", "board_fixture.h"),
+    ("Tests/position/board_fixture.h", "frontend/base/settings.h")]
 
 
-def reported(tree):
-    """The places that the check reports for a tree of files, as FILE:LINE; the status must say whether there are any."""
-    with tempfile.TemporaryDirectory() as folder:
-        for name, text in tree.items():
-            path = pathlib.Path(folder, name)
-            path.parent.mkdir(parents=True, exist_ok=True)
-            path.write_text(text)
-        done = subprocess.run([sys.executable, CHECK, f"{folder}/Source"], capture_output=True, text=True, check=False)
-        lines = [line for line in done.stdout.splitlines() if line.startswith(folder)]
-        assert done.returncode == (1 if lines else 0) and not done.stderr, done
-        return [":".join(line[len(folder) + 1:].split(":")[:2]) for line in lines]
-
-
-def main():
-    failed = 0
-    for name, line, wrong in [("Tests/shared.h", "", False), *PLANTED]:
-        before = SOUND.get(name, "")
-        place = f"{name}:{before.count(chr(10)) + 1}"
-        found, expected = reported({**SOUND, name: before + line + "\n"}), [place] if wrong else []
-        if found != expected:
-            failed += 1
-            print(f"{name}: {line}: reported {found}, not {expected}")
-    print(f"{len(PLANTED) + 1 - failed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+@pytest.mark.parametrize("name, included", WRONG + FINE)
+def test_check_reports_what_points_upwards(tmp_path, name, included):
+    before = SOUND.get(name, [])
+    for file, others in {**SOUND, name: before + [included]}.items():
+        (tmp_path / file).parent.mkdir(parents=True, exist_ok=True)
+        lines = [f'#  include "{other}"\n' if other else "#include <vector>\n" for other in others]
+        (tmp_path / file).write_text("".join(lines))
+    done = subprocess.run([sys.executable, CHECK, tmp_path / "Source"], capture_output=True, text=True)
+    reported = [text for text in done.stdout.splitlines() if text.startswith(str(tmp_path))]
+    is_wrong, place = (name, included) in WRONG, f"{tmp_path}/{name}:{len(before) + 1}:"
+    assert len(reported) == done.returncode == is_wrong and all(text.startswith(place) for text in reported) and not done.stderr

@@ -1,0 +1,52 @@
+"""Fixtures of the client tests. `program` runs the program that is tested and starts conversations with it, `tarn` is a
+conversation over UCI. A test that has one of them works in an empty folder.
+
+    python -m pytest Tests/clients/test_books.py --program build/dev/tarn -k depths
+
+Environment: TARN_PROGRAM names the program instead of --program; TARN_PATIENCE is a factor for slow (instrumented) builds;
+TARN_RUNNER is the command that runs a program of another system, "wine".
+"""
+import os
+import pathlib
+import re
+
+import pytest
+
+from uci_client import Program
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+DATA = ROOT / "Tests" / "data"
+GUIDE = (ROOT / "docs" / "users-guide.md").read_text("utf-8")
+PATIENCE = float(os.environ.get("TARN_PATIENCE", "1"))
+LATENCY = 0.5 * PATIENCE  # seconds in which a program answers that has nothing else to do
+
+
+def count(lines, start):
+    return sum(line.startswith(start) for line in lines)
+
+
+def first_column(text):
+    """That of the tables of a document."""
+    return " ".join(re.findall(r"^\| (.*?) \|", text, re.MULTILINE))
+
+
+def pytest_addoption(parser):
+    parser.addoption("--program", default=os.environ.get("TARN_PROGRAM", ROOT / "build" / "release" / "tarn"),
+                     help="the program that is tested (default: TARN_PROGRAM, or build/release/tarn)")
+
+
+@pytest.fixture
+def program(request, tmp_path, monkeypatch):
+    path = (request.config.invocation_params.dir / request.config.getoption("--program")).resolve()
+    found = Program(path, 120 * PATIENCE)
+    needs = request.node.get_closest_marker("posix")
+    if needs and not found.is_posix:
+        pytest.skip("needs " + needs.args[0])
+    monkeypatch.chdir(tmp_path)
+    yield found
+    found.end()
+
+
+@pytest.fixture
+def tarn(program):
+    return program.start()
