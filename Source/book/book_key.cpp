@@ -3,11 +3,13 @@
 
 std::uint64_t book_key(const Position& position) {
     std::uint64_t key = 0;
-    for (Bitboard occ = occupancy(position); occ;) {
-        const int square = pop_lsb(occ);
-        const int piece = position.board[square];
-        const int kind = (type_of(piece) - 1) * 2 + (colour_of(piece) == WHITE);
-        key ^= book_randoms[kind * 64 + square];
+    for (int type = PAWN; type <= KING; ++type) {
+        for (int colour = WHITE; colour <= BLACK; ++colour) {
+            const int kind = (type - 1) * 2 + (colour == WHITE);
+            for (Bitboard pieces = position.pieces[colour][type]; pieces;) {
+                key ^= book_randoms[kind * 64 + pop_lsb(pieces)];
+            }
+        }
     }
     for (int right = 0; right < 4; ++right) {
         if (position.castling & 1 << right) key ^= book_randoms[BOOK_CASTLING + right];

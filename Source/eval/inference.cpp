@@ -63,41 +63,45 @@ int output_bucket_of(const Position& p) {
     return most > 20 ? 0 : most > 15 ? 1 : most > 10 ? 2 : most > 5 ? 3 : 4;
 }
 
+constexpr int MAX_STEP = 4;  // rows that one pass over the hidden units takes
+
 // First-layer rows to add or subtract, in the order in which it has to happen: sums saturate, so it matters.
 struct RowList {
-    const std::int16_t* row[2][128];  // by perspective; at most 64 pieces go and 64 come
-    bool add[128];
-    int count;
+    const std::int16_t* row[2][128];          // by perspective; at most 64 pieces go and 64 come
+    std::uint8_t added[128 / MAX_STEP] = {};  // by pass: bit i is set if its row i is added
+    int count = 0;
 };
 
 // Lists what changed since the cached position (with an empty cache: every piece) by type, White's pieces before
-// Black's, those that are gone before those that came, from a1 up.
-void list_changes(RowList& rows, const Perspectives& view, const AccumulatorCache& cache, const Position& p) {
+// Black's, those that are gone before those that came, from a1 up. The cache gets the new pieces.
+void list_changes(RowList& rows, const Perspectives& view, AccumulatorCache& cache, const Position& p) {
     const auto width = static_cast<std::size_t>(network.hidden);
-    int count = 0;
+    unsigned count = 0;
     for (int type = PAWN; type <= KING; ++type) {
+        const Bitboard changed[2] = {cache.pieces[WHITE][type] ^ p.pieces[WHITE][type],
+                                     cache.pieces[BLACK][type] ^ p.pieces[BLACK][type]};
+        if (!(changed[WHITE] | changed[BLACK])) continue;
         for (int colour = WHITE; colour <= BLACK; ++colour) {
-            const Bitboard before = cache.pieces[colour][type];
-            const Bitboard now = p.pieces[colour][type];
-            if (before == now) continue;
-            const std::int16_t* first_row[2];
+            std::uint32_t first_row[2];
             for (int c = WHITE; c <= BLACK; ++c) {
-                const std::uint32_t half = c == colour ? 0 : OTHER_COLOUR;
-                first_row[c] = network.input_weights + (view.bucket_offset[c] + half + TYPE_OFFSET[type]) * width;
+                first_row[c] = view.bucket_offset[c] + TYPE_OFFSET[type] + (c == colour ? 0 : OTHER_COLOUR);
             }
-            const Bitboard changes[2] = {before & ~now, now & ~before};
-            for (const bool add : {false, true}) {
-                for (Bitboard squares = changes[add]; squares; ++count) {
-                    const int square = pop_lsb(squares);
+            const auto list = [&](Bitboard squares, unsigned add) {
+                for (; squares; ++count) {
+                    const auto square = static_cast<unsigned>(pop_lsb(squares));
                     for (int c = WHITE; c <= BLACK; ++c) {
-                        rows.row[c][count] = first_row[c] + static_cast<std::size_t>(square ^ view.mirror[c]) * width;
+                        rows.row[c][count] = network.input_weights + (first_row[c] + (square ^ view.mirror[c])) * width;
                     }
-                    rows.add[count] = add;
+                    rows.added[count / MAX_STEP] |= static_cast<std::uint8_t>(add << count % MAX_STEP);
                 }
-            }
+            };
+            const Bitboard now = p.pieces[colour][type];
+            list(changed[colour] & ~now, 0);
+            list(changed[colour] & now, 1);
+            cache.pieces[colour][type] = now;
         }
     }
-    rows.count = count;
+    rows.count = static_cast<int>(count);
 }
 
 bool can_update(const AccumulatorCache& cache, const Perspectives& view, const Position& p, int ply) {
@@ -109,14 +113,12 @@ bool can_update(const AccumulatorCache& cache, const Perspectives& view, const P
     return true;
 }
 
-void save_position(AccumulatorCache& cache, const Perspectives& view, const Position& p, int ply) {
+void save_position(AccumulatorCache& cache, const Perspectives& view, const Position& p) {
     for (const int c : {WHITE, BLACK}) {
-        std::copy(p.pieces[c], p.pieces[c] + 7, cache.pieces[c]);
+        cache.pieces[c][0] = p.pieces[c][0];
         cache.mirror[c] = view.mirror[c];
         cache.bucket_offset[c] = view.bucket_offset[c];
     }
-    cache.all_pieces = occupancy(p);
-    cache.ply = static_cast<std::int16_t>(ply);
 }
 
 // One perspective's share of the work.
@@ -127,8 +129,7 @@ struct Half {
     const std::int16_t* output;
 };
 
-constexpr int MAX_STEP = 4;  // rows that one pass over the hidden units takes
-constexpr int BLOCK = 4;     // vectors in an unrolled part of it
+constexpr int BLOCK = 4;  // vectors in an unrolled part of a pass over the hidden units
 
 // Applies COUNT rows to VECTORS vectors at hidden unit `at`; bit i of ADDED tells whether row i is added or
 // subtracted. The LAST pass also returns the products of the activated sums with the output row.
@@ -182,22 +183,16 @@ constexpr UpdateTable UPDATES = []<std::size_t... ADDED>(std::index_sequence<ADD
 constexpr const UpdateTable* LAST_UPDATES[MAX_STEP + 1] = {&UPDATES<0, true>, &UPDATES<1, true>, &UPDATES<2, true>,
                                                            &UPDATES<3, true>, &UPDATES<4, true>};
 
-unsigned signs(const bool* add, int count) {
-    unsigned added = 0;
-    for (int i = 0; i < count; ++i) added |= static_cast<unsigned>(add[i]) << i;
-    return added;
-}
-
 // Makes all changes to one half and returns its share of the output sum.
 std::uint32_t run_half(Half half, const RowList& rows) {
-    const bool* add = rows.add;
+    const std::uint8_t* added = rows.added;
     int left = rows.count;
-    for (; left > MAX_STEP; left -= MAX_STEP, add += MAX_STEP) {
-        UPDATES<MAX_STEP, false>.update[signs(add, MAX_STEP)](half, network.hidden);
+    for (; left > MAX_STEP; left -= MAX_STEP) {
+        UPDATES<MAX_STEP, false>.update[*added++](half, network.hidden);
         half.start = half.saved;
         half.row += MAX_STEP;
     }
-    return LAST_UPDATES[left]->update[signs(add, left)](half, network.hidden);
+    return LAST_UPDATES[left]->update[*added](half, network.hidden);
 }
 
 // Halves are rounded away from zero; in double precision adding a half to a float is exact.
@@ -254,7 +249,7 @@ int nn_evaluate(NetworkState& state, const Position& position, int ply) {
         const int output_half = c == position.side ? 0 : network.hidden;
         sum += run_half({start + half, rows.row[c], cache.saved + half, state.output_row + output_half}, rows);
     }
-    save_position(cache, view, position, ply);
+    save_position(cache, view, position);
     return scaled_score(static_cast<std::int32_t>(sum));
 }
 

@@ -10,8 +10,6 @@
 struct AccumulatorCache {
     std::int16_t* saved;  // 2H raw sums (White's perspective, then Black's); owned, 64-byte aligned
     Bitboard pieces[2][7];
-    Bitboard all_pieces;
-    std::int16_t ply;
     std::uint16_t mirror[2];         // exclusive-or applied to squares seen by each perspective
     std::uint32_t bucket_offset[2];  // king bucket * 768
 };

@@ -4,11 +4,21 @@
 #include "position/castling.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace {
 
 constexpr std::string_view CASTLING_LETTERS = "KQkq";  // by the index of the right
+
+constexpr auto PIECE_OF_LETTER = [] {
+    std::array<std::uint8_t, 256> table{};
+    for (std::size_t code = 0; PIECE_LETTERS[code]; ++code) {
+        if (PIECE_LETTERS[code] != ' ')
+            table[static_cast<unsigned char>(PIECE_LETTERS[code])] = static_cast<std::uint8_t>(code);
+    }
+    return table;
+}();
 
 // Squares past the h-file or below the first rank are counted but not written.
 void read_placement(Position& position, std::string_view placement) {
@@ -20,7 +30,7 @@ void read_placement(Position& position, std::string_view placement) {
             file = 0;
         } else if (ch >= '1' && ch <= '8') {
             file += static_cast<std::size_t>(ch - '0');
-        } else if (const int piece = piece_of_letter(ch)) {
+        } else if (const int piece = PIECE_OF_LETTER[static_cast<unsigned char>(ch)]) {
             if (file < 8) place(position, piece, make_square(static_cast<int>(file), rank));
             ++file;
         }
@@ -69,8 +79,7 @@ void grant_castling(Position& position, int index) {
 }  // namespace
 
 int piece_of_letter(char letter) {
-    const std::size_t code = std::string_view(PIECE_LETTERS).find(letter);
-    return letter == ' ' || code == std::string_view::npos ? 0 : static_cast<int>(code);
+    return PIECE_OF_LETTER[static_cast<unsigned char>(letter)];
 }
 
 void clear_position(Position& position) {
@@ -129,22 +138,24 @@ int set_position(Position& position, std::string_view fen) {
 
 std::string position_to_fen(const Position& position, bool with_counters) {
     constexpr std::size_t LONGEST = 96;  // with counters
+    char placement[LONGEST];
+    char* end = placement;
+    for (int rank = 7; rank >= 0; --rank) {
+        int file = 0;
+        const auto skip_to = [&](int next) {
+            if (next > file) *end++ = static_cast<char>('0' + next - file);
+            file = next + 1;
+        };
+        for (Bitboard pieces = occupancy(position) >> (rank * 8) & 255; pieces;) {
+            skip_to(pop_lsb(pieces));
+            *end++ = PIECE_LETTERS[position.board[make_square(file - 1, rank)]];
+        }
+        skip_to(8);
+        if (rank > 0) *end++ = '/';
+    }
     std::string fen;
     fen.reserve(LONGEST);
-    for (int rank = 7; rank >= 0; --rank) {
-        int empty = 0;
-        for (int file = 0; file <= 8; ++file) {
-            const int piece = file < 8 ? position.board[make_square(file, rank)] : 0;
-            if (file < 8 && !piece) {
-                ++empty;
-                continue;
-            }
-            if (empty) fen += static_cast<char>('0' + empty);
-            empty = 0;
-            if (piece) fen += PIECE_LETTERS[piece];
-        }
-        if (rank > 0) fen += '/';
-    }
+    fen.assign(placement, end);
     fen += position.side == WHITE ? " w " : " b ";
     for (std::size_t i = 0; i < 4; ++i) {
         if (position.castling & 1 << i) fen += CASTLING_LETTERS[i];

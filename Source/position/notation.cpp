@@ -238,9 +238,43 @@ bool may_fit(const MoveEntry& entry, const MoveText& typed) {
     const int type = type_of(entry.piece);
     const bool flagged = entry.move & MOVE_FLAGS;
     if (flagged && type == KING) return typed.target != NO_SQUARE || typed.text.starts_with('o');
+    // A pawn's forms begin with the file that it comes from, the others with the piece's letter or its square.
+    const char* const from = square_names[move_from(entry.move)];
+    const char first = typed.text[0];
+    const bool from_square = first == from[0] && typed.text[1] == from[1];
+    if (type == PAWN ? first != from[0] : first != PIECE_LETTERS[type] && !from_square) return false;
     if (typed.promotion != (flagged ? PIECE_LETTERS[promotion_type(entry.move)] : '\0')) return false;
     // Only a pawn's capture can be written without a square ("ed").
     return typed.target == NO_SQUARE ? type == PAWN : typed.target == move_to(entry.move);
+}
+
+// The moves among which those are that the text may mean, in `few` if it has a piece's letter and a square: then only
+// that kind's moves there.
+std::span<const MoveEntry> moves_to_match(Position& position, const MoveText& typed, MoveEntry* few) {
+    constexpr struct {
+        char letter;
+        MoveEntry* (*generate)(const Position&, int, Bitboard, Bitboard, MoveEntry*);
+    } KINDS[] = {{'N', gen_knight_moves}, {'B', gen_bishop_moves}, {'R', gen_rook_moves}, {'Q', gen_queen_moves}};
+    for (const auto& kind : KINDS) {
+        if (typed.target == NO_SQUARE || typed.text[0] != kind.letter) continue;
+        const int c = position.side;
+        const Bitboard target = bit(typed.target) & ~position.pieces[c][0];
+        return {few, kind.generate(position, c, target, occupancy(position), few)};
+    }
+    return entries_of(gen_all(position));
+}
+
+// The one legal move that may fit, if it is written in the shortest way; otherwise the forms have to be compared.
+const MoveEntry* plainly_meant(const Position& position, std::span<const MoveEntry> list, const MoveText& typed) {
+    const MoveEntry* only = nullptr;
+    for (const MoveEntry& entry : list) {
+        if (!may_fit(entry, typed) || !is_legal(position, position.side, entry.move)) continue;
+        if (only) return nullptr;
+        only = &entry;
+    }
+    if (!only || fits_plain_piece_text(*only, typed.text)) return only;
+    const bool pawn_push = type_of(only->piece) == PAWN && typed.text == square_names[move_to(only->move)];
+    return pawn_push ? only : nullptr;
 }
 
 }  // namespace
@@ -251,10 +285,17 @@ int parse_move(Position& position, std::string_view typed, Move& move) {
     const int c = position.side;
     position.owner->search_ply = 1;
 
+    MoveEntry few[64];
+    const std::span<const MoveEntry> list = moves_to_match(position, text, few);
+    if (const MoveEntry* meant = plainly_meant(position, list, text)) {
+        move = meant->move;
+        return 1;
+    }
+
     int matches = 0;
     int plain_matches = 0;
     Move plain_move = NULL_MOVE;
-    for (const MoveEntry& entry : entries_of(gen_all(position))) {
+    for (const MoveEntry& entry : list) {
         if (!may_fit(entry, text)) continue;
         const bool fits = fits_a_form(position, entry.move, text.text);
         const bool fits_plain = fits_plain_piece_text(entry, text.text);

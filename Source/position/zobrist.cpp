@@ -48,9 +48,9 @@ void init_zobrist() {
 void compute_keys(Position& position) {
     std::uint64_t key = 0;
     std::uint64_t pawn_key = 0;
-    for (int s = 0; s < 64; ++s) {
+    for (Bitboard occ = occupancy(position); occ;) {
+        const int s = pop_lsb(occ);
         const int piece = position.board[s];
-        if (!piece) continue;
         key ^= zobrist[piece * 64 + s];
         if (type_of(piece) == PAWN) pawn_key ^= zobrist[piece * 64 + s];
     }

@@ -177,9 +177,9 @@ MoveEntry* next_move(SearchThread& thread) {
 
 int tactical_score(const Position& position, const MoveEntry& entry) {
     const int captured = type_of(entry.captured);
-    const int result = see(position, position.side, move_from(entry.move), move_to(entry.move));
-    return result >= GOOD_CAPTURE_SEE ? GOOD_CAPTURE_BASE[captured] - type_of(entry.piece)
-                                      : BAD_CAPTURE_SCORE[captured];
+    return see_reaches(position, position.side, move_from(entry.move), move_to(entry.move), GOOD_CAPTURE_SEE)
+               ? GOOD_CAPTURE_BASE[captured] - type_of(entry.piece)
+               : BAD_CAPTURE_SCORE[captured];
 }
 
 int quiet_score(const SearchThread& thread, int ply, const MoveEntry& entry) {

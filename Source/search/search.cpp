@@ -64,6 +64,17 @@ void init_stack_entry(SearchThread& thread, int ply, int alpha, int beta, int no
     child.killer1 = child.killer2 = child.check_killer = NULL_MOVE;
 }
 
+// False if the class of the move that led here rules a check out. It leaves out the lines that castling opens and those
+// through a pawn taken en passant.
+bool may_be_in_check(const SearchThread& thread, int ply) {
+    const int move_class = thread.stack[ply - 1].move_class;
+    const MoveEntry& move = *thread.game.current[ply - 1];
+    if (move_class & MOVE_IS_CHECK) return true;
+    const bool en_passant = (move_class & MOVE_IS_CAPTURE) && move.captured == 0;
+    const bool castling = (move.move & MOVE_FLAGS) && type_of(move.piece) == KING;
+    return en_passant || castling;
+}
+
 // Remaining depth after extensions for checks, for the capture of the last piece and for a pawn that has
 // reached its seventh rank near the horizon.
 int extended_depth(const SearchThread& thread, int side, int ply, int depth) {
@@ -106,16 +117,13 @@ bool has_threat(const SearchThread& thread, int side, int eval, int beta) {
     const int enemy = side ^ 1;
     const Bitboard occ = occupancy(position);
     for (Bitboard pieces = position.pieces[side][0]; pieces;) {
-        const int square = pop_lsb(pieces);
-        const int type = type_of(position.board[square]);
-        if (eval - EXCHANGE_VALUE[type] >= beta) continue;
-        if (eval - swap_gain(position, enemy, square, type, occ) < beta) return true;
+        if (see_reaches(position, enemy, NO_SQUARE, pop_lsb(pieces), eval - beta + 1)) return true;
     }
     const Bitboard far_ranks = enemy == WHITE ? 0x00FFFF0000000000ULL : 0x0000000000FFFF00ULL;
     for (Bitboard pawns = position.pieces[enemy][PAWN] & far_ranks; pawns;) {
         const int square = pop_lsb(pawns);
         const int ahead = square + pawn_push(enemy);
-        if (!(occ & bit(ahead)) && see(position, enemy, square, ahead) >= 0) return true;
+        if (!(occ & bit(ahead)) && see_reaches(position, enemy, square, ahead, 0)) return true;
     }
     return false;
 }
@@ -203,8 +211,10 @@ int search(SearchThread& thread, int side, int ply, int depth, int alpha, int be
     if (alpha >= beta) return alpha;
 
     // Step 4. Checks, draws and the end of the stack.
-    entry.checker_square =
-        static_cast<std::uint8_t>(least_attacker(position, position.king_square[side], side ^ 1, occupancy(position)));
+    if (may_be_in_check(thread, ply)) {
+        const int king = position.king_square[side];
+        entry.checker_square = static_cast<std::uint8_t>(least_attacker(position, king, side ^ 1, occupancy(position)));
+    }
     const bool in_check = entry.checker_square != NO_SQUARE;
     entry.in_check = in_check;
     if (is_draw(position, ply)) return 0;

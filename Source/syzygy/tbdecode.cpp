@@ -125,6 +125,11 @@ bool set_up_codes(PairsData& pairs, int lengths, int symbols) {
         if (lowest[i] >> length != 0) return false;
         pairs.lowest_code[i] = lowest[i] << (64 - length);
     }
+    std::uint8_t i = 0;
+    for (int first = 255; first >= 0; --first) {
+        while (pairs.lowest_code[i] >> 56 > static_cast<unsigned>(first)) ++i;
+        pairs.shortest[first] = i;
+    }
     const std::uint64_t shortest = (std::uint64_t{1} << pairs.min_length) - lowest[0];
     return pairs.lowest_symbol[0] + shortest <= static_cast<std::uint64_t>(symbols);
 }
@@ -265,7 +270,7 @@ int find_symbol(const PairsData& pairs, const std::uint8_t* bits, const std::uin
     bits += 8;
     int used = 0;  // bits of the lower half of `code` that are not filled
     for (;;) {
-        int i = 0;
+        int i = pairs.shortest[code >> 56];
         while (code < pairs.lowest_code[i]) ++i;
         const int length = pairs.min_length + i;
         const int symbol = pairs.lowest_symbol[i] + static_cast<int>((code - pairs.lowest_code[i]) >> (64 - length));

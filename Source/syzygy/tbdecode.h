@@ -25,6 +25,7 @@ struct PairsData {
     std::vector<std::uint8_t> symbol_lengths;    // values that a symbol expands to, less one
     std::uint64_t lowest_code[MAX_CODE_LENGTH];  // by length from min_length, left-aligned in 64 bits
     std::uint16_t lowest_symbol[MAX_CODE_LENGTH];  // the symbol of that code
+    std::uint8_t shortest[256];  // by a code's first eight bits: the shortest length that it can have, from min_length
     std::uint32_t real_blocks;
     std::uint32_t stored_blocks;  // entries of the size table
     std::uint8_t block_bits;      // log2 of a block's bytes

@@ -30,6 +30,10 @@ constexpr std::int16_t MATE_COMMENT_SCORE = 9900;
 constexpr int FIRST_WRITTEN_PLY = 12;  // earlier positions of a game from the start are opening theory
 constexpr int MAX_WRITTEN_PLIES = 240;
 
+bool is_blank(char c) {
+    return contains(BLANKS, {&c, 1});
+}
+
 bool begins_with_letter(std::string_view text) {
     return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0]));
 }
@@ -59,7 +63,9 @@ std::size_t token_length(std::string_view text) {
         case '(': return through(')', text.size());
         case '"': return through('"', text.size());
         case '[': return tag_length(text);
-        default: return std::min(text.find_first_of(" \t\n\r{("), text.size());
+        default:
+            return static_cast<std::size_t>(
+                std::ranges::find_if(text, [](char c) { return is_blank(c) || c == '{' || c == '('; }) - text.begin());
     }
 }
 
@@ -121,7 +127,8 @@ void store_move(PgnGame& game, std::string_view text) {
     char* const move = game.moves[game.move_count++];
     std::size_t size = 0;
     for (const char c : text) {
-        if (size < sizeof game.moves[0] - 1 && !contains("+#=!?", {&c, 1})) move[size++] = c;
+        const bool sign = c == '+' || c == '#' || c == '=' || c == '!' || c == '?';
+        if (size < sizeof game.moves[0] - 1 && !sign) move[size++] = c;
     }
     move[size] = '\0';
 }

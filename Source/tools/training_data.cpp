@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -65,10 +66,12 @@ bool store_records(const TrainingBuffer& buffer, const std::string& name) {
 }
 
 std::string unpacked_line(const TrainingRecord& record, const Position& position) {
-    char labels[64];
-    std::snprintf(labels, sizeof labels, " ce %d; sc %d, gr %0.1f\n", record.ce, record.sc,
-                  static_cast<double>(win_probability(record.result)));
-    return position_to_fen(position, false) + labels;
+    // One decimal, a tie to the even digit: ten times a float is exact in double precision.
+    const long tenths = std::lrint(10 * static_cast<double>(win_probability(record.result)));
+    std::string line = position_to_fen(position, false);
+    line.append(" ce ").append(std::to_string(record.ce)).append("; sc ").append(std::to_string(record.sc));
+    line.append(tenths == 10 ? ", gr 1." : ", gr 0.") += static_cast<char>('0' + tenths % 10);
+    return line += '\n';
 }
 
 std::string bucket_name(int bucket) {

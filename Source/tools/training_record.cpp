@@ -12,20 +12,14 @@ static_assert(std::endian::native == std::endian::little, "records are read and 
 
 namespace {
 
-int nibble(const TrainingRecord& record, int square) {
-    return (record.board[square >> 1] >> ((square & 1) * 4)) & 15;
-}
-
-bool is_piece_code(int code) {
-    return type_of(code) >= PAWN && type_of(code) <= KING;
-}
+// Bit c is set for the nibbles that can stand for a square: empty and the piece codes.
+constexpr unsigned VALID_NIBBLES = 0b0111'1110'0111'1111;
 
 bool is_well_formed(const TrainingRecord& record) {
-    for (int square = A1; square <= H8; ++square) {
-        const int code = nibble(record, square);
-        if (code != 0 && !is_piece_code(code)) return false;
-    }
-    return record.side_castling >> 4 <= BLACK && record.ep_square <= NO_SQUARE;
+    unsigned valid = 1;
+    for (const std::uint8_t squares : record.board)
+        valid &= VALID_NIBBLES >> (squares & 15) & VALID_NIBBLES >> (squares >> 4);
+    return valid && record.side_castling >> 4 <= BLACK && record.ep_square <= NO_SQUARE;
 }
 
 }  // namespace
@@ -51,8 +45,8 @@ float training_target(const TrainingRecord& record, double result_share) {
 TrainingRecord make_training_record(const Position& position, int result_score, int ce, int sc) {
     using Score = std::numeric_limits<std::int16_t>;
     TrainingRecord record{};
-    for (int square = A1; square <= H8; ++square) {
-        record.board[square >> 1] |= static_cast<std::uint8_t>(position.board[square] << ((square & 1) * 4));
+    for (int i = 0; i < 32; ++i) {
+        record.board[i] = static_cast<std::uint8_t>(position.board[2 * i] | position.board[2 * i + 1] << 4);
     }
     record.side_castling = static_cast<std::uint8_t>(position.side << 4 | (position.castling & 15));
     record.ep_square = position.ep_square;
@@ -65,8 +59,10 @@ TrainingRecord make_training_record(const Position& position, int result_score, 
 bool record_to_position(const TrainingRecord& record, Position& position) {
     clear_position(position);
     if (!is_well_formed(record)) return false;
-    for (int square = A1; square <= H8; ++square) {
-        if (const int piece = nibble(record, square)) place(position, piece, square);
+    for (int square = A1; square <= H8; square += 2) {
+        const int both = record.board[square / 2];
+        if (both & 15) place(position, both & 15, square);
+        if (both >> 4) place(position, both >> 4, square + 1);
     }
     if (position.king_square[WHITE] == NO_SQUARE || position.king_square[BLACK] == NO_SQUARE) return false;
 
