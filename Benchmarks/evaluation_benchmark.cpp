@@ -5,6 +5,8 @@
 #include "eval/inference.h"
 #include "eval/kpk.h"
 #include "eval/network.h"
+#include "position/make_move.h"
+#include "position/movegen.h"
 #include "position/position.h"
 #include "search/engine.h"
 
@@ -78,6 +80,35 @@ void BM_network_refresh(benchmark::State& state) {
     network_changes(state, 1, 1);
 }
 BENCHMARK(BM_network_refresh);
+
+// All positions of a tree in the order of a search, each at its ply.
+void append_tree(Position& position, int ply, int last_ply, std::vector<std::pair<int, Position>>& nodes) {
+    for (const MoveEntry& move : entries_of(gen_all(position))) {
+        if (!is_legal(position, position.side, move.move)) continue;
+        make_move(position, move.move);
+        nodes.emplace_back(ply, position);
+        if (ply < last_ply) append_tree(position, ply + 1, last_ply, nodes);
+        unmake_move(position);
+    }
+}
+
+void BM_network_tree(benchmark::State& state) {
+    start_evaluation();
+    const auto game = std::make_unique<GameState>();
+    Position root{};
+    init_game_state(*game, root);
+    set_position(root, MIDDLE_GAME);
+    std::vector<std::pair<int, Position>> nodes;
+    append_tree(root, 5, 6, nodes);
+    NetworkState network_state{};
+    std::size_t next = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(nn_evaluate(network_state, nodes[next].second, nodes[next].first));
+        next = next + 1 < nodes.size() ? next + 1 : 0;
+    }
+    free_network_state(network_state);
+}
+BENCHMARK(BM_network_tree);
 
 void BM_hand_crafted(benchmark::State& state) {
     start_evaluation();

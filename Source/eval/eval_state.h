@@ -1,4 +1,4 @@
-// What evaluation keeps per search thread: the evaluation cache, the network's accumulator and the pawn hash
+// What evaluation keeps per search thread: the evaluation cache, the network's accumulators and the pawn hash
 // of the hand-crafted evaluation. A SearchThread contains one; only its thread writes it.
 #pragma once
 

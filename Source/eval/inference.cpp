@@ -1,5 +1,5 @@
-// Network inference: the saved first-layer sums are brought up to date in place, activated and multiplied with the
-// output row in one pass over the hidden units.
+// Network inference: the first-layer sums of a position evaluated before are brought up to date, activated and
+// multiplied with the output row in one pass over the hidden units.
 #include "eval/inference.h"
 
 #include "eval/network.h"
@@ -22,12 +22,6 @@ constexpr int MAX_SCORE = 2500;
 
 // First input of each piece type, by PAWN ... KING.
 constexpr std::uint32_t TYPE_OFFSET[7] = {0, 64, 128, 192, 256, 320, 0};
-
-// Mirror and bucket of both perspectives: what decides which inputs a position has.
-struct Perspectives {
-    std::uint16_t mirror[2];
-    std::uint32_t bucket_offset[2];
-};
 
 Perspectives perspectives_of(const Position& p) {
     const int white_king = p.king_square[WHITE];
@@ -65,21 +59,27 @@ int output_bucket_of(const Position& p) {
 
 constexpr int MAX_STEP = 4;  // rows that one pass over the hidden units takes
 
-// First-layer rows to add or subtract, in the order in which it has to happen: sums saturate, so it matters.
+// First-layer rows to add or subtract, in the order in which it happens.
 struct RowList {
-    const std::int16_t* row[2][128];          // by perspective; at most 64 pieces go and 64 come
+    static constexpr int MIDDLE = 64;         // at most 64 pieces go and 64 come
+    const std::int16_t* row[2][128];          // by perspective
     std::uint8_t added[128 / MAX_STEP] = {};  // by pass: bit i is set if its row i is added
+    int first = 0;
     int count = 0;
 };
 
-// Lists what changed since the cached position (with an empty cache: every piece) by type, White's pieces before
-// Black's, those that are gone before those that came, from a1 up. The cache gets the new pieces.
-void list_changes(RowList& rows, const Perspectives& view, AccumulatorCache& cache, const Position& p) {
+// Lists what changed since the position whose pieces are given (no pieces: a refresh). Where sums may saturate their
+// order matters: by type, White's pieces before Black's, those that are gone before those that came, from a1 up. With
+// EXACT sums all that are gone stand before all that came, so that every sum on the way is that of some of the pieces
+// of one of both positions: network_bounds.h counts no others. A refresh is the same in both orders.
+template <bool EXACT>
+void list_changes(RowList& rows, const Perspectives& view, const Bitboard (*before)[8], const Position& p) {
     const auto width = static_cast<std::size_t>(network.hidden);
-    unsigned count = 0;
+    unsigned first = EXACT ? RowList::MIDDLE : 0;
+    unsigned end = first;
     for (int type = PAWN; type <= KING; ++type) {
-        const Bitboard changed[2] = {cache.pieces[WHITE][type] ^ p.pieces[WHITE][type],
-                                     cache.pieces[BLACK][type] ^ p.pieces[BLACK][type]};
+        const Bitboard changed[2] = {before[WHITE][type] ^ p.pieces[WHITE][type],
+                                     before[BLACK][type] ^ p.pieces[BLACK][type]};
         if (!(changed[WHITE] | changed[BLACK])) continue;
         for (int colour = WHITE; colour <= BLACK; ++colour) {
             std::uint32_t first_row[2];
@@ -87,45 +87,64 @@ void list_changes(RowList& rows, const Perspectives& view, AccumulatorCache& cac
                 first_row[c] = view.bucket_offset[c] + TYPE_OFFSET[type] + (c == colour ? 0 : OTHER_COLOUR);
             }
             const auto list = [&](Bitboard squares, unsigned add) {
-                for (; squares; ++count) {
+                while (squares) {
                     const auto square = static_cast<unsigned>(pop_lsb(squares));
+                    const unsigned at = EXACT && !add ? --first : end++;
                     for (int c = WHITE; c <= BLACK; ++c) {
-                        rows.row[c][count] = network.input_weights + (first_row[c] + (square ^ view.mirror[c])) * width;
+                        rows.row[c][at] = network.input_weights + (first_row[c] + (square ^ view.mirror[c])) * width;
                     }
-                    rows.added[count / MAX_STEP] |= static_cast<std::uint8_t>(add << count % MAX_STEP);
+                    if constexpr (!EXACT) rows.added[at / MAX_STEP] |= static_cast<std::uint8_t>(add << at % MAX_STEP);
                 }
             };
-            const Bitboard now = p.pieces[colour][type];
-            list(changed[colour] & ~now, 0);
-            list(changed[colour] & now, 1);
-            cache.pieces[colour][type] = now;
+            list(changed[colour] & before[colour][type], 0);
+            list(changed[colour] & p.pieces[colour][type], 1);
         }
     }
-    rows.count = static_cast<int>(count);
+    rows.first = static_cast<int>(first);
+    rows.count = static_cast<int>(end - first);
+    if constexpr (!EXACT) return;
+    int gone = RowList::MIDDLE - rows.first;
+    for (int pass = 0; pass * MAX_STEP < rows.count; ++pass, gone -= MAX_STEP) {
+        const int left = std::min(rows.count - pass * MAX_STEP, MAX_STEP);
+        rows.added[pass] = static_cast<std::uint8_t>((1u << left) - (1u << std::clamp(gone, 0, left)));
+    }
 }
 
-bool can_update(const AccumulatorCache& cache, const Perspectives& view, const Position& p, int ply) {
-    if (ply < 3) return false;
-    for (const int c : {WHITE, BLACK}) {
-        if (cache.mirror[c] != view.mirror[c] || cache.bucket_offset[c] != view.bucket_offset[c]) return false;
-        if (popcount(cache.pieces[c][0] ^ p.pieces[c][0]) > MAX_CHANGED) return false;
-    }
-    return true;
+constexpr int TOO_FAR = 2 * MAX_CHANGED + 1;
+
+// Squares on which the occupancy differs; TOO_FAR if the sums cannot be updated or a refresh is likely to cost less.
+int changed_squares(const Accumulator& from, const Perspectives& view, const Position& p) {
+    if (!(from.view == view)) return TOO_FAR;
+    const int white = popcount(from.pieces[WHITE][0] ^ p.pieces[WHITE][0]);
+    const int black = popcount(from.pieces[BLACK][0] ^ p.pieces[BLACK][0]);
+    return white <= MAX_CHANGED && black <= MAX_CHANGED ? white + black : TOO_FAR;
 }
 
-void save_position(AccumulatorCache& cache, const Perspectives& view, const Position& p) {
-    for (const int c : {WHITE, BLACK}) {
-        cache.pieces[c][0] = p.pieces[c][0];
-        cache.mirror[c] = view.mirror[c];
-        cache.bucket_offset[c] = view.bucket_offset[c];
+// What to update the sums from; nullptr to refresh them. Exact sums do not depend on it: the nearest of the position
+// evaluated last, the parent and the last one at this ply. Others are always those after the last position.
+const Accumulator* nearest(const NetworkState& state, const Perspectives& view, const Position& p, int ply) {
+    if (ply < 3) return nullptr;
+    const Accumulator* best = state.last;
+    int least = changed_squares(*best, view, p);
+    if (network.exact_sums) {
+        for (const int other : {ply - 1, ply}) {
+            const Accumulator& from = state.accumulator[other % ACCUMULATORS];
+            if (&from == state.last) continue;
+            const int changed = changed_squares(from, view, p);
+            if (changed < least) {
+                least = changed;
+                best = &from;
+            }
+        }
     }
+    return least < TOO_FAR ? best : nullptr;
 }
 
 // One perspective's share of the work.
 struct Half {
-    const std::int16_t* start;       // sums before the changes: the biases or the saved sums themselves
+    const std::int16_t* start;       // sums before the changes: the biases or those of a position, perhaps in place
     const std::int16_t* const* row;  // changes still to be made
-    std::int16_t* saved;             // sums after them
+    std::int16_t* sums;              // sums after them
     const std::int16_t* output;
 };
 
@@ -142,7 +161,7 @@ inline typename V::Register update_block(const Half& half, const std::int16_t* c
             const auto weights = V::load(row[i] + at);
             sum = (ADDED >> i & 1) ? V::add(sum, weights) : V::subtract(sum, weights);
         }
-        V::store(half.saved + at, sum);
+        V::store(half.sums + at, sum);
         if constexpr (LAST) {
             products = V::add_products(products, V::products(V::activate(sum), V::load(half.output + at)));
         }
@@ -189,7 +208,7 @@ std::uint32_t run_half(Half half, const RowList& rows) {
     int left = rows.count;
     for (; left > MAX_STEP; left -= MAX_STEP) {
         UPDATES<MAX_STEP, false>.update[*added++](half, network.hidden);
-        half.start = half.saved;
+        half.start = half.sums;
         half.row += MAX_STEP;
     }
     return LAST_UPDATES[left]->update[*added](half, network.hidden);
@@ -202,24 +221,22 @@ int scaled_score(std::int32_t sum) {
     return static_cast<int>(value < 0 ? value - 0.5 : value + 0.5);
 }
 
-std::int16_t* allocate_buffer(std::size_t values) {
-    return static_cast<std::int16_t*>(operator new(values * sizeof(std::int16_t), BUFFER_ALIGNMENT, std::nothrow));
-}
-
-// Gives the state buffers for the loaded network and forgets sums of another one.
+// Gives the state a buffer for the loaded network and forgets sums of another one.
 bool prepare_state(NetworkState& state) {
-    if (state.accumulator && state.generation == network.generation) return true;
+    if (state.buffer && state.generation == network.generation) return true;
     if (state.hidden != network.hidden) free_network_state(state);
-    if (!state.accumulator) {
-        state.accumulator = allocate_buffer(2 * static_cast<std::size_t>(network.hidden));
-        state.cache.saved = allocate_buffer(2 * static_cast<std::size_t>(network.hidden));
-        if (!state.accumulator || !state.cache.saved) {
-            free_network_state(state);
-            return false;
-        }
+    const auto values = 2 * static_cast<std::size_t>(network.hidden);
+    if (!state.buffer) {
+        state.buffer = static_cast<std::int16_t*>(operator new((ACCUMULATORS + 1) * values * sizeof(std::int16_t),
+                                                               BUFFER_ALIGNMENT, std::nothrow));
+        if (!state.buffer) return false;
         state.hidden = network.hidden;
     }
-    state.cache.mirror[BLACK] = 0;  // never that of a position, so the next evaluation refreshes
+    for (std::size_t i = 0; i < ACCUMULATORS; ++i) {
+        state.accumulator[i].sums = state.buffer + i * values;
+        state.accumulator[i].view = {};  // never that of a position, so the next evaluation refreshes
+    }
+    state.last = state.accumulator;
     state.generation = network.generation;
     return true;
 }
@@ -231,39 +248,41 @@ int nn_evaluate(NetworkState& state, const Position& position, int ply) {
         print_line("error initializing NN!");
         return NO_SCORE;
     }
-    AccumulatorCache& cache = state.cache;
     state.output_bucket = static_cast<std::int16_t>(output_bucket_of(position));
     state.output_row = network.output_weights + state.output_bucket * network.hidden2;
 
+    static constexpr Bitboard NO_PIECES[2][8] = {};
     const Perspectives view = perspectives_of(position);
-    const std::int16_t* start = cache.saved;
-    if (!can_update(cache, view, position, ply)) {
-        std::memset(cache.pieces, 0, sizeof cache.pieces);
-        start = network.biases;
-    }
+    const Accumulator* const from = nearest(state, view, position, ply);
+    const std::int16_t* const start = from ? from->sums : network.biases;
     RowList rows;
-    list_changes(rows, view, cache, position);
+    const auto list = network.exact_sums ? list_changes<true> : list_changes<false>;
+    list(rows, view, from ? from->pieces : NO_PIECES, position);
+    Accumulator& own = state.accumulator[ply % ACCUMULATORS];
     std::uint32_t sum = 0;  // wraps
     for (const int c : {WHITE, BLACK}) {
         const int half = c * network.hidden;
         const int output_half = c == position.side ? 0 : network.hidden;
-        sum += run_half({start + half, rows.row[c], cache.saved + half, state.output_row + output_half}, rows);
+        sum +=
+            run_half({start + half, rows.row[c] + rows.first, own.sums + half, state.output_row + output_half}, rows);
     }
-    save_position(cache, view, position);
+    own.view = view;
+    std::memcpy(own.pieces, position.pieces, sizeof own.pieces);
+    state.last = &own;
     return scaled_score(static_cast<std::int32_t>(sum));
 }
 
 const std::int16_t* activated_sums(NetworkState& state) {
-    for (int i = 0; i < 2 * state.hidden; i += Vector128::LANES) {
-        Vector128::store(state.accumulator + i, Vector128::activate(Vector128::load(state.cache.saved + i)));
+    const int values = 2 * state.hidden;
+    std::int16_t* const activated = state.buffer + ACCUMULATORS * values;
+    for (int i = 0; i < values; i += Vector128::LANES) {
+        Vector128::store(activated + i, Vector128::activate(Vector128::load(state.last->sums + i)));
     }
-    return state.accumulator;
+    return activated;
 }
 
 void free_network_state(NetworkState& state) {
-    operator delete(state.accumulator, BUFFER_ALIGNMENT);
-    operator delete(state.cache.saved, BUFFER_ALIGNMENT);
-    state.accumulator = nullptr;
-    state.cache.saved = nullptr;
+    operator delete(state.buffer, BUFFER_ALIGNMENT);
+    state.buffer = nullptr;
     state.hidden = 0;
 }

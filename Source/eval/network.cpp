@@ -2,6 +2,7 @@
 #include "eval/network.h"
 
 #include "eval/evaluate.h"
+#include "eval/network_bounds.h"
 #include "frontend/base/output.h"
 #include "frontend/base/program_end.h"
 #include "frontend/base/settings.h"
@@ -135,4 +136,6 @@ void load_network() {
     } else {
         load_file(settings.nn_file);
     }
+    network.exact_sums =
+        network.complete && largest_first_layer_sum(network, 0) <= std::numeric_limits<std::int16_t>::max();
 }

@@ -29,6 +29,7 @@ struct Network : NetworkHeader {
     const std::int16_t* input_weights = nullptr;   // KB * 768 rows of H
     const std::int16_t* output_weights = nullptr;  // 8 rows of 2H; rows 0-4 are used
     const std::int16_t* biases = nullptr;          // H for White's perspective, H for Black's
+    bool exact_sums = false;                       // largest_first_layer_sum fits 16 bits: nothing saturates
     bool complete = false;                         // every value was read; otherwise nothing may evaluate with it
     std::uint32_t generation = 0;                  // counts loads, so that per-thread state and caches notice a change
 };

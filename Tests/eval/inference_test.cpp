@@ -79,32 +79,45 @@ struct PlainNetwork {
 
 using Inference = NetworkFixture;
 
-// Score, activated values and bucket are those of the definition, whatever was evaluated before, for realistic
-// weights and for weights that saturate, for widths that fill blocks of vectors and widths that do not.
+// Score, activated values and sums are those of the definition, whatever was evaluated before, for realistic weights,
+// for weights that saturate and for weights that almost do, for widths that fill blocks of vectors and widths that do
+// not.
 TEST_F(Inference, equals_the_plain_definition_through_random_games) {
-    const auto wild = [](std::int16_t format, std::int16_t buckets, std::int16_t hidden) {
+    const auto shaped = [](std::int16_t format, std::int16_t buckets, std::int16_t hidden) {
         NetworkFile file;
         file.format_id = format;
         file.king_buckets = buckets;
         file.hidden = hidden;
         file.scale = 2;  // sums of this size keep within the clamp
+        return file;
+    };
+    const auto wild = [&](std::int16_t format, std::int16_t buckets, std::int16_t hidden) {
+        NetworkFile file = shaped(format, buckets, hidden);
         file.fill_wild(static_cast<unsigned>(hidden));
+        return file;
+    };
+    const auto tight = [&](int bias) {
+        NetworkFile file = shaped(752, 2, 16);
+        file.fill_tight(bias);
         return file;
     };
     const struct {
         const char* what;
         std::optional<NetworkFile> file;
+        bool exact;
         int games;
     } cases[] = {
-        {"embedded", std::nullopt, 25},   {"wild 72", wild(752, 2, 72), 500},   {"wild 757", wild(757, 2, 40), 250},
-        {"wild 8", wild(752, 2, 8), 250}, {"one bucket", wild(752, 1, 24), 60}, {"three buckets", wild(757, 3, 32), 60},
+        {"embedded", std::nullopt, true, 25},        {"wild 72", wild(752, 2, 72), false, 500},
+        {"wild 757", wild(757, 2, 40), false, 250},  {"wild 8", wild(752, 2, 8), false, 250},
+        {"one bucket", wild(752, 1, 24), false, 60}, {"three buckets", wild(757, 3, 32), false, 60},
+        {"32767 at most", tight(31), true, 250},     {"32768 at most", tight(32), false, 60},
     };
     const std::vector<std::string> starts = read_lines(data_file("perft/standard.epd"));
     std::mt19937 random(7);
     int saturated = 0, updates = 0, refreshes = 0;
     for (const auto& c : cases) {
         c.file ? load(*c.file) : load("embedded");
-        ASSERT_TRUE(network.complete);
+        ASSERT_TRUE(network.complete && network.exact_sums == c.exact) << c.what;
         PlainNetwork plain;
         for (int g = 0; g < c.games; ++g) {
             set_position(position, starts[g % starts.size()]);
@@ -118,7 +131,7 @@ TEST_F(Inference, equals_the_plain_definition_through_random_games) {
                 const int score = nn_evaluate(eval->network, position, ply);
                 ASSERT_TRUE(score == expected &&
                             std::equal(plain.active.begin(), plain.active.end(), activated_sums(eval->network)) &&
-                            std::equal(plain.sums.begin(), plain.sums.end(), eval->network.cache.saved))
+                            std::equal(plain.sums.begin(), plain.sums.end(), eval->network.last->sums))
                     << c.what << ": " << position_to_fen(position, false) << " gives " << score << ", not " << expected
                     << (plain.refreshed ? " (refreshed)" : " (updated)");
                 ++(plain.refreshed ? refreshes : updates);

@@ -46,6 +46,17 @@ struct NetworkFile : FileHeader {
         }
         values[5] = -32768;
     }
+    // Sums that come close to the limits on both sides, 32736 and the bias for the first units.
+    void fill_tight(int bias) {
+        std::mt19937 random(1);
+        values.resize(full_size());
+        const std::size_t biases = values.size() - 2 * hidden;
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const int unit = static_cast<int>(i % hidden);
+            const int size = i >= biases ? bias : unit < 2 ? 1023 : 992 + static_cast<int>(random() % 32);
+            values[i] = static_cast<std::int16_t>(unit % 2 ? -size : size);
+        }
+    }
 };
 
 struct NetworkFixture : EvalFixture {
