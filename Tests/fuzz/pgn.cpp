@@ -45,5 +45,4 @@ FUZZ_TARGET(pgn) {
         play_game(game, board);
         check_lines(game_to_epd(game, board.position));
     }
-    close_pgn(reader);
 }
