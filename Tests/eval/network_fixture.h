@@ -15,18 +15,23 @@
 #include <string>
 #include <vector>
 
-// A network file; at first a small valid one, but for its count, which must not matter.
-struct NetworkFile : NetworkHeader {
+// The header of a network file as it is stored; the defaults are those of a small valid one.
+struct FileHeader {
+    std::int16_t format_id = 752, quantisation = 2048, second_quantisation = 2048, scale = 400;
+    std::int16_t king_buckets = 2, reserved1 = 5, hidden = 8, reserved3 = 0, reserved4 = 0, reserved2 = 5;
+    std::int32_t count = -1;  // a wrong count must not matter
+};
+
+struct NetworkFile : FileHeader {
     std::vector<std::int16_t> values;
 
-    NetworkFile() : NetworkHeader{752, 2048, 2048, 400, 2, 5, 8, 0, 0, 5, -1} {}
     std::size_t full_size() const {
         const int buckets = king_buckets > 767 ? king_buckets / 768 : king_buckets;
         return static_cast<std::size_t>(buckets * 768 + 18) * static_cast<std::size_t>(hidden);
     }
     std::string bytes() const {
         std::string all(24 + 2 * values.size(), '\0');
-        const NetworkHeader& header = *this;
+        const FileHeader& header = *this;
         std::memcpy(all.data(), &header, 24);
         std::copy(values.begin(), values.end(), reinterpret_cast<std::int16_t*>(all.data() + 24));
         return all;
