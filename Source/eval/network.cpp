@@ -20,7 +20,7 @@ Network network;
 
 namespace {
 
-constexpr std::size_t HEADER_BYTES = sizeof(NetworkHeader);
+constexpr std::size_t HEADER_BYTES = 24;
 constexpr int INPUTS = 768;  // of one king bucket: 2 colours, 6 types, 64 squares
 constexpr int MAX_HIDDEN = 8192;
 
@@ -33,14 +33,21 @@ void free_values() {
     network.complete = false;
 }
 
-NetworkHeader& header() {
-    return network;
-}
-
+// The value count behind the shape is not used.
 void read_header(const unsigned char* bytes) {
-    std::memcpy(&header(), bytes, HEADER_BYTES);
+    std::int16_t field[10];
+    std::memcpy(field, bytes, sizeof field);
+    network.format_id = field[0];
+    network.quantisation = field[1];
+    network.second_quantisation = field[2];
+    network.scale = field[3];
     // Some writers store the total number of inputs in place of the number of buckets.
-    if (network.king_buckets >= INPUTS) network.king_buckets = static_cast<std::int16_t>(network.king_buckets / INPUTS);
+    network.king_buckets = field[4] >= INPUTS ? field[4] / INPUTS : field[4];
+    network.reserved1 = field[5];
+    network.hidden = field[6];
+    network.reserved3 = field[7];
+    network.reserved4 = field[8];
+    network.reserved2 = field[9];
 }
 
 // Derives the counts from the shape. False for a shape that no inference can use or that needs more than the
@@ -107,13 +114,8 @@ void load_file(const char* name) {
 // training can tell the hidden units apart.
 void create_new() {
     print_line("creating new net...");
-    header() = {.format_id = 757,
-                .quantisation = 2048,
-                .second_quantisation = 2048,
-                .scale = 400,
-                .king_buckets = 2,
-                .hidden = 1024,
-                .reserved2 = 5};
+    constexpr std::int16_t FRESH_HEADER[HEADER_BYTES / 2] = {757, 2048, 2048, 400, 2, 0, 1024, 0, 0, 5};
+    read_header(reinterpret_cast<const unsigned char*>(FRESH_HEADER));
     if (!set_counts(std::numeric_limits<std::int64_t>::max()) || !allocate_values()) return;
     std::uint64_t state = 0x9E3779B97F4A7C15ULL;
     for (std::int32_t i = 0; i < network.value_count; ++i) {

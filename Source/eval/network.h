@@ -4,24 +4,21 @@
 
 #include <cstdint>
 
-// As it stands in a network file, before the values. What inference does not use is kept and written back.
-struct NetworkHeader {
+// The header stands in a network file in the order of `read_header`, every field but the count with 16 bits. What
+// inference does not use is kept and written back.
+struct Network {
     std::int16_t format_id = 0;
     std::int16_t quantisation = 0;  // Q: scale of the output weights
     std::int16_t second_quantisation = 0;
     std::int16_t scale = 0;         // S: centipawns per unit of output
-    std::int16_t king_buckets = 0;  // KB, after division by 768 where a file gives the total number of inputs
-    std::int16_t reserved1 = 0;
-    std::int16_t hidden = 0;  // H, width of one perspective
-    std::int16_t reserved3 = 0;
-    std::int16_t reserved4 = 0;
-    std::int16_t reserved2 = 0;
-    std::int32_t value_count = 0;  // computed from the shape, whatever a file says
-};
-static_assert(sizeof(NetworkHeader) == 24);
-
-struct Network : NetworkHeader {
-    std::int32_t hidden2 = 0;                      // 2H: length of one output row
+    std::int32_t king_buckets = 0;  // KB, after division by 768 where a file gives the total number of inputs
+    std::int32_t reserved1 = 0;
+    std::int32_t hidden = 0;  // H, width of one perspective
+    std::int32_t reserved2 = 0;
+    std::int32_t reserved3 = 0;
+    std::int32_t hidden2 = 0;  // 2H: length of one output row
+    std::int32_t reserved4 = 0;
+    std::int32_t value_count = 0;                  // computed from the shape, whatever a file says
     std::int32_t input_weight_count = 0;           // KB * 768 * H
     std::int32_t output_weight_count = 0;          // 16 H
     std::int32_t bias_count = 0;                   // 2 H

@@ -71,12 +71,15 @@ bool collect_statistics(const TrainingBuffer& buffer, Workspace& work, std::size
 }
 
 bool write_network(const std::int16_t* values, std::int32_t count) {
-    NetworkHeader header = network;
-    header.hidden = PRUNED_WIDTH;
-    header.value_count = count;
+    const auto shape = [](std::int32_t field) { return static_cast<std::int16_t>(field); };
+    const std::int16_t header[10] = {network.format_id,       network.quantisation,        network.second_quantisation,
+                                     network.scale,           shape(network.king_buckets), shape(network.reserved1),
+                                     shape(PRUNED_WIDTH),     shape(network.reserved3),    shape(network.reserved4),
+                                     shape(network.reserved2)};
     OutputFile output;
     if (!create_output(output, PRUNED_NAME)) return false;
-    put(output, {reinterpret_cast<const char*>(&header), sizeof header});
+    put(output, {reinterpret_cast<const char*>(header), sizeof header});
+    put(output, {reinterpret_cast<const char*>(&count), sizeof count});
     put(output, {reinterpret_cast<const char*>(values), static_cast<std::size_t>(count) * sizeof *values});
     return close_output(output);
 }

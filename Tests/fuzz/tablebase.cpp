@@ -53,9 +53,8 @@ std::vector<TableFile> copy_tables() {
     use_folder();
     for (TableFile& file : files) {
         if (file.name.ends_with('z')) file.kind = DTZ_TABLE;
-        for (const std::string& line : read_lines(data_file("syzygy/oracle.tsv"))) {
-            const std::string fen = split_tabs(line)[0];
-            if (is_table_of(file.name, fen)) file.positions.push_back(fen);
+        for (const auto& row : read_rows(data_file("syzygy/oracle.tsv"))) {
+            if (is_table_of(file.name, row[0])) file.positions.push_back(row[0]);
         }
         FUZZ_CHECK(!file.positions.empty(), file.name);
         const Board board(file.positions[0]);
