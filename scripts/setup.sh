@@ -5,7 +5,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-PACKAGES="chess==1.11.2 pytest==8.3.5" # what the Python test clients use
+PACKAGES="chess==1.11.2 pytest==8.3.5 distributed==2026.8.0" # what the Python test clients use
 missing=""
 
 need_command() { # command, package
@@ -24,7 +24,7 @@ need_fuzzer() {
 }
 
 has_packages() { # interpreter
-    "$1" -c 'import chess, pytest' >/dev/null 2>&1
+    "$1" -c 'import chess, pytest, distributed' >/dev/null 2>&1
 }
 
 install_missing() {

@@ -196,9 +196,8 @@ int write_book(std::span<const MoveStatistics> moves) {
         std::fprintf(stderr, "no move for a book was found, %s was left as it was\n", BUILT_BOOK);
         return 0;
     }
-    delete_file(BUILT_BOOK);
     OutputFile file;
-    if (!create_output(file, BUILT_BOOK)) return -1;
+    if (!replace_name(file, BUILT_BOOK)) return -1;
     int records = 0;
     std::string bytes;
     while (!moves.empty() && !file.failed) {

@@ -12,6 +12,11 @@ bool file_exists(const char* name) {
     return std::filesystem::exists(file_path(name), error) && !error;
 }
 
+bool is_device(const char* name) {
+    std::error_code error;
+    return std::filesystem::is_character_file(file_path(name), error);
+}
+
 bool delete_file(const char* name) {
     std::error_code error;
     const std::filesystem::path path = file_path(name);

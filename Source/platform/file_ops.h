@@ -13,6 +13,8 @@ struct CloseFile {
 };
 using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 bool file_exists(const char* name);
+// True for what has no end, such as /dev/zero, or a terminal.
+bool is_device(const char* name);
 // Removes a file; true when it is gone.
 bool delete_file(const char* name);
 // Copies a whole file byte for byte; true on success.

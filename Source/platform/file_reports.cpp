@@ -2,6 +2,7 @@
 #include "platform/file_reports.h"
 
 #include "platform/file_ops.h"
+#include "platform/output_file.h"
 
 #include <cstdio>
 #include <cstring>
@@ -13,7 +14,9 @@ bool has_extension(const std::string& name, const char* extension) {
 }
 
 bool is_other_file(const std::string& input_name, const std::string& output_name) {
-    if (!same_file(input_name.c_str(), output_name.c_str())) return true;
+    const std::string fresh = output_name + FRESH_ENDING;
+    const char* const input = input_name.c_str();
+    if (!same_file(input, output_name.c_str()) && !same_file(input, fresh.c_str())) return true;
     std::fprintf(stderr, "%s is input and output\n", output_name.c_str());
     return false;
 }

@@ -19,29 +19,68 @@ bool report(OutputFile& output, const char* what) {
     return false;
 }
 
-bool open_output(OutputFile& output, const char* mode) {
-    output.file = open_file(output.name.c_str(), mode);
-    if (!output.file) return report(output, "create");
+bool hold(OutputFile& output, std::FILE* file) {
+    output.file = file;
+    if (!file) return report(output, "create");
     // The library's own buffer would cut items where it happens to be full.
-    std::setvbuf(output.file, nullptr, _IONBF, 0);
+    std::setvbuf(file, nullptr, _IONBF, 0);
     return true;
+}
+
+bool open_output(OutputFile& output, const std::string& name, const char* mode) {
+    output = {};
+    output.name = name;
+    return hold(output, open_file(name.c_str(), mode));
+}
+
+bool open_beside(OutputFile& output, const std::string& name, const std::string& target) {
+    const std::string fresh = target + FRESH_ENDING;
+    std::FILE* const file = open_file(fresh.c_str(), "wb");
+    // A folder that takes no new files may hold one that can be written.
+    if (!file && errno == EACCES) return create_output(output, name);
+    output = {};
+    output.name = name;
+    output.target = target;
+    return hold(output, file);
+}
+
+bool end_replacement(OutputFile& output) {
+    const std::string fresh = output.target + FRESH_ENDING;
+    std::error_code error;
+    if (!output.failed) std::filesystem::rename(file_path(fresh), file_path(output.target), error);
+    errno = error.value();
+    if (error) report(output, "replace");
+    if (output.failed) delete_file(fresh.c_str());
+    return !output.failed;
 }
 
 }  // namespace
 
 bool create_output(OutputFile& output, const std::string& name) {
-    output = {};
-    output.name = name;
-    return open_output(output, "wb");
+    return open_output(output, name, "wb");
+}
+
+bool replace_output(OutputFile& output, const std::string& name) {
+    std::error_code error;
+    const std::filesystem::path file = std::filesystem::weakly_canonical(file_path(name), error);
+    const bool can_be_replaced =
+        std::filesystem::is_regular_file(file, error) && OpenFile(open_file(name.c_str(), "r+b")) != nullptr;
+    if (!can_be_replaced && std::filesystem::exists(file, error)) return create_output(output, name);
+    return open_beside(output, name, file_name(file));
+}
+
+bool replace_name(OutputFile& output, const std::string& name) {
+    std::error_code error;
+    const bool is_folder = std::filesystem::is_directory(file_path(name), error);
+    return is_folder ? create_output(output, name) : open_beside(output, name, name);  // the first one reports it
 }
 
 bool append_output(OutputFile& output, const std::string& name) {
-    output = {};
-    output.name = name;
+    if (!open_output(output, name, "ab")) return false;
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file_path(name), error);
     if (!error) output.whole = size;
-    return open_output(output, "ab");
+    return true;
 }
 
 bool put(OutputFile& output, std::string_view item) {
@@ -64,7 +103,7 @@ bool flush_output(OutputFile& output) {
 }
 
 bool reopen_output(OutputFile& output) {
-    return close_output(output) && open_output(output, "ab");
+    return close_output(output) && hold(output, open_file(output.name.c_str(), "ab"));
 }
 
 bool close_output(OutputFile& output) {
@@ -73,6 +112,7 @@ bool close_output(OutputFile& output) {
     errno = 0;
     if (std::fclose(output.file) != 0 && !output.failed) report(output, "write");
     output.file = nullptr;
+    if (!output.target.empty()) return end_replacement(output);
     if (output.failed) truncate_file(output.name.c_str(), output.whole);  // a torn item would spoil the rest
     return !output.failed;
 }

@@ -7,12 +7,15 @@ struct Arguments {
 };
 
 // The first step of `main`: takes its arguments, makes the standard streams carry the program's bytes as they are, and
-// has a Windows console show them as UTF-8 until the program ends.
+// has a Windows console show them as UTF-8 until the program ends. A limit on the size of files makes writes fail from
+// now on, and memory that is missing where nobody asks after it ends the process with one line and status 1.
 Arguments begin_process(int count, const char* const* arguments);
 
+// The part of it that is the same on every platform, about memory.
+void tell_missing_memory();
+
 // A reader that closes its end of our output must not kill the program in the middle of a write: writes fail
-// quietly instead, and the end of the input ends the program in order. A limit on the size of files must not kill it
-// either.
+// quietly instead, and the end of the input ends the program in order.
 void survive_closed_output();
 
 // True when the error stream is an interactive terminal.

@@ -5,12 +5,13 @@
 #include <unistd.h>
 
 Arguments begin_process(int count, const char* const* arguments) {
+    tell_missing_memory();
+    signal(SIGXFSZ, SIG_IGN);
     return {count, arguments};
 }
 
 void survive_closed_output() {
     signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN);
 }
 
 bool error_output_is_terminal() {

@@ -59,6 +59,7 @@ std::vector<std::string> utf8_arguments() {
 }  // namespace
 
 Arguments begin_process(int count, const char* const* arguments) {
+    tell_missing_memory();
     write_bytes_as_they_are();
     show_utf8();
     static const std::vector<std::string> texts = utf8_arguments();

@@ -1,6 +1,8 @@
 // Pieces are views into one block that is refilled when too little of it is left.
 #include "platform/text_reader.h"
 
+#include "platform/interrupts.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -14,13 +16,15 @@ std::string_view unread(const TextReader& reader) {
     return {reader.block.data() + reader.begin, reader.end - reader.begin};
 }
 
-// Makes `size` bytes available, fewer only at the end of the file.
+// Makes `size` bytes available, fewer only at the end of the file and after an interrupt.
 void fill(TextReader& reader, std::size_t size) {
     if (unread(reader).size() >= size) return;
     std::memmove(reader.block.data(), reader.block.data() + reader.begin, reader.end - reader.begin);
     reader.end -= reader.begin;
     reader.begin = 0;
     while (reader.end < size) {
+        if (interrupted()) reader.error = EINTR;
+        if (reader.error) return;
         const std::size_t got =
             std::fread(reader.block.data() + reader.end, 1, reader.block.size() - reader.end, reader.file.get());
         if (got == 0) {

@@ -19,7 +19,7 @@ struct TextReader {
     std::size_t begin = 0;  // unread bytes of the block: begin..end
     std::size_t end = 0;
     bool inside_line = false;  // the last piece did not end its line
-    int error = 0;             // of the read that failed (errno), 0: none; what was read before it is good
+    int error = 0;             // errno of a read that failed, EINTR after an interrupt; what came before it is good
 };
 
 // Leaves out a byte order mark. False when the file cannot be opened. It is closed with the reader.

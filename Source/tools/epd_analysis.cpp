@@ -269,8 +269,8 @@ int analyse_epd(const char* input, Candidates candidates, InputPoller poll) {
     print_totals(totals);
     const int read_error = files.input.text.error;
     if (!close_files(files)) return FAILED;
-    if (read_error) return report_unreadable(input, read_error);
-    return interrupted() ? report_interrupted(static_cast<std::size_t>(totals.positions)) : 0;
+    if (interrupted()) return report_interrupted(static_cast<std::size_t>(totals.positions));
+    return read_error ? report_unreadable(input, read_error) : 0;
 }
 
 int build_opening_tree(const char* input, InputPoller poll) {

@@ -167,6 +167,6 @@ int make_train_data(const char* input_name, const char* output_name) {
     end_progress(progress);
     print_raw("\n");
     if (!close_output(output)) return -1;
-    if (reader.text.error) return report_unreadable(input_name, reader.text.error);
-    return interrupted() ? report_interrupted(lines) : 0;
+    if (interrupted()) return report_interrupted(lines);
+    return reader.text.error ? report_unreadable(input_name, reader.text.error) : 0;
 }

@@ -219,7 +219,7 @@ int scan_pgn(Position& board) {
     Progress progress{"games read"};
     PgnGame game;
     while (!epd.failed && !interrupted() && next_game(reader)) {
-        if (reader.finished && reader.text.size() < SHORTEST_LAST_GAME) break;
+        if (reader.file.error || (reader.finished && reader.text.size() < SHORTEST_LAST_GAME)) break;
         show_progress(progress, static_cast<std::size_t>(game.game_count));
         game.annotator_eval = 0;  // the scores of a game are its own
         parse_pgn_game(game, reader.text);
@@ -229,6 +229,6 @@ int scan_pgn(Position& board) {
     put(epd, "\n");
     if (!close_output(epd)) return -1;
     print_raw("read %d games\n\n", game.game_count);
-    if (reader.file.error) return report_unreadable(input, reader.file.error);
-    return interrupted() ? report_interrupted(static_cast<std::size_t>(game.game_count), "games") : 0;
+    if (interrupted()) return report_interrupted(static_cast<std::size_t>(game.game_count), "games");
+    return reader.file.error ? report_unreadable(input, reader.file.error) : 0;
 }

@@ -77,7 +77,7 @@ bool write_network(const std::int16_t* values, std::int32_t count) {
                                      shape(PRUNED_WIDTH),     shape(network.reserved3),    shape(network.reserved4),
                                      shape(network.reserved2)};
     OutputFile output;
-    if (!create_output(output, PRUNED_NAME)) return false;
+    if (!replace_output(output, PRUNED_NAME)) return false;
     put(output, {reinterpret_cast<const char*>(header), sizeof header});
     put(output, {reinterpret_cast<const char*>(&count), sizeof count});
     put(output, {reinterpret_cast<const char*>(values), static_cast<std::size_t>(count) * sizeof *values});

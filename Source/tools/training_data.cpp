@@ -42,13 +42,14 @@ bool pack_lines(LineReader& reader, const char* name, TrainingBuffer& buffer) {
     std::size_t lines = 0;
     const char* fault = nullptr;
     while (!fault && buffer.count < MAX_TRAINING_RECORDS && read_line(reader, line)) {
-        if (interrupted_at(progress, ++lines)) fault = "interrupted";
+        if (interrupted_at(progress, ++lines)) break;
         if (is_epd_comment(line) || line.size() < SHORTEST_LINE) continue;
         parse_epd(line, epd);
         if (epd_to_record(epd, board(), record) && !append_record(buffer, record)) fault = "out of memory";
     }
     end_progress(progress);
     if (reader.text.error) fault = std::strerror(reader.text.error);
+    if (interrupted()) fault = "interrupted";
     if (fault) std::fprintf(stderr, "%s: %s, nothing was stored\n", name, fault);
     return !fault;
 }
@@ -57,7 +58,7 @@ bool pack_lines(LineReader& reader, const char* name, TrainingBuffer& buffer) {
 bool store_records(const TrainingBuffer& buffer, const std::string& name) {
     constexpr std::size_t RECORDS_PER_WRITE = 65536;
     OutputFile output;
-    if (!create_output(output, name)) return false;
+    if (!replace_output(output, name)) return false;
     for (std::size_t first = 0; first < buffer.count && !output.failed; first += RECORDS_PER_WRITE) {
         const std::size_t count = std::min(RECORDS_PER_WRITE, buffer.count - first);
         put(output, {reinterpret_cast<const char*>(buffer.records + first), count * sizeof(TrainingRecord)});
@@ -136,7 +137,7 @@ int bin_to_epd(const char* input_name) {
     TrainingBuffer buffer;
     if (const auto status = read_training_file(input_name, buffer)) return *status;
     OutputFile output;
-    if (!create_output(output, output_name)) return -1;
+    if (!replace_output(output, output_name)) return -1;
 
     Progress progress{"positions unpacked"};
     std::size_t i = 0;

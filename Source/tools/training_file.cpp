@@ -101,6 +101,7 @@ std::optional<int> read_training_file(const char* name, TrainingBuffer& buffer) 
         report_unreadable(name, named ? std::strerror(errno) : "a training file has .bin in its name");
         return 0;
     }
+    if (is_device(name)) return report_unreadable(name, "a device holds no records");
     if (!read_records(name, file.get(), buffer)) return 1;
     print_raw("read %d positions from %s.\n\n", static_cast<int>(buffer.count), name);
     return std::nullopt;

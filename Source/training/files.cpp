@@ -23,6 +23,7 @@ std::size_t room_to_read(const std::string& name) {
 }
 
 std::string read_record_file(const std::string& name, std::size_t limit, std::vector<TrainingRecord>& records) {
+    if (is_device(name.c_str())) return "is a device, which holds no records";
     std::FILE* const file = open_file(name.c_str(), "rb");
     if (!file) return "cannot be opened";
     records.reserve(std::min(limit, records.size() + room_to_read(name)));

@@ -191,7 +191,7 @@ OUT --network !no_such_file; OUT --openings !no_such_file; OUT --openings !empty
 !--vary x.bin; OUT --hce !--params empty.nn; --merge x in!.bin; --merge x.bin !no_such_file.bin
 --merge x.bin in.bin !--holdout 60; --vary x in!.bin; --vary x.bin !no_such_file.bin; !--vary x.bin in.bin --merge y.bin
 --endings x.bin KRvKB !--syzygy; !--endings x.bin TB; --endings x KRvKB!.bin TB; --endings !no_such_folder/x.bin KRvKB TB
-END KRvKB !--count 0; END KRvKB !--merge y.bin; END !KRKB; END !RvKB; END !KRKvB; END !KRvv; END !Kv; END !krvkb; END !KRvKBvK
+END !--count 0; END !--merge y.bin; END !KRKB; END !RvKB; END !KRKvB; END !KRvv; END !Kv; END !krvkb; END !KRvKBvK
 END !KQQQvKQQQ; END !KQvKR; END !KRvKN; OUT !--games many; OUT !--games -1; OUT !--nodes 5; OUT !--nodes 1e6; OUT !--processes 0
 OUT !--random-plies 9-8; OUT !--random-plies 8-; OUT !--opening-share 101; OUT !--format bin,; OUT !--format txt
 OUT !--adjudicate some; OUT !--network empty.nn; OUT !--syzygy no_such_folder; OUT !--hash 99999999999999999999"""

@@ -85,27 +85,22 @@ def test_too_little_memory_is_said_and_nothing_is_written(tool):
     assert found == (ALLOCATED, "can't read big.bin: out of memory\n", 1) and not pathlib.Path("big.epd").exists()
 
 
-@pytest.mark.posix("/dev/full and limits of files")
+@pytest.mark.posix("/dev/full")
 def test_failed_writes_are_never_announced(tool):
-    _, epd, records, unpacked = sample(4000)
-    write_files({"quiet.epd": f"{chess.STARTING_FEN} gr 1.0;\n" * 2, "full.epd": epd, "limited.epd": epd, "none.epd": "",
-                 "bfull.bin": b"".join(records), "blimited.bin": b"".join(records)})
+    _, epd, records, _ = sample(4000)
+    write_files({"quiet.epd": f"{chess.STARTING_FEN} gr 1.0;\n" * 2, "full.epd": epd, "none.epd": "",
+                 "bfull.bin": b"".join(records)})
     for name in ("full.bin", "bfull.epd", "mfull.epd", "tmp__5.bin"):
         pathlib.Path(name).symlink_to("/dev/full")
     pathlib.Path("none.bin").mkdir()
-    full, large = ": No space left on device", ": File too large"
+    full = ": No space left on device"
     for words, fault in (("-epd2bin full.epd", "write full.bin" + full), ("-bin2epd bfull.bin", "write bfull.epd" + full),
-                         ("-epd2bin limited.epd", "write limited.bin" + large),
-                         ("-bin2epd blimited.bin", "write blimited.epd" + large),
                          ("-epd2bin none.epd", "create none.bin: Is a directory"),
                          ("-gentraindata bfull.bin 1", "write tmp__5.bin" + full),
                          ("-mktraindata quiet.epd -o mfull.epd -d 2", "write mfull.epd" + full),
                          ("-mktraindata quiet.epd -o no/m.epd -d 2", "create no/m.epd: No such file or directory")):
-        found = tool(words, status=255, **({"FSIZE": 70_001} if "limited" in words else {}))
+        found = tool(words, status=255)
         assert found.errors == f"can't {fault}\n" and "stored" not in found.output
-    assert pathlib.Path("limited.bin").stat().st_size % 40 == 0, "a record was torn"
-    text = pathlib.Path("blimited.epd").read_text()
-    assert text and unpacked.startswith(text) and text.endswith("\n"), "a line was torn"
 
 
 def test_runs_with_nothing_to_do_say_so_and_destroy_nothing(program):
@@ -113,9 +108,12 @@ def test_runs_with_nothing_to_do_say_so_and_destroy_nothing(program):
     write_files({"a.epd": epd, "b.bin": records[0], "tmp__2.bin": records[1], "pruned.bin": records[2]})
     pathlib.Path("a.bin").symlink_to("a.epd")
     pathlib.Path("b.epd").hardlink_to("b.bin")
+    pathlib.Path("c.epd").hardlink_to("a.epd")
+    pathlib.Path("c.bin.new").hardlink_to("c.epd")  # what would be written first
     before = {path.name: path.read_bytes() for path in pathlib.Path().iterdir()}
     missing, twice = "No such file or directory\n", " is input and output\n"
-    program.refuses(0, ("-epd2bin a.epd", "a.bin" + twice), ("-bin2epd b.bin", "b.epd" + twice), ("-prune_nn", missing),
+    program.refuses(0, ("-epd2bin a.epd", "a.bin" + twice), ("-epd2bin c.epd", "c.bin" + twice),
+                    ("-bin2epd b.bin", "b.epd" + twice), ("-prune_nn", missing),
                     ("-gentraindata tmp__2.bin 1", "tmp__2.bin" + twice), ("-prune_nn pruned.bin", "pruned.bin" + twice),
                     ("-mktraindata a.epd -o ./a.epd -d 1", "./a.epd" + twice), ("-epd2bin none.epd", missing),
                     ("-bin2epd none.bin", missing), ("-gentraindata none.bin 1", missing), ("-prune_nn none.bin", missing),

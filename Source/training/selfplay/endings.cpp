@@ -166,7 +166,7 @@ bool write_endings(const SelfplayOptions& options) {
     }
     catch_interrupts();
     OutputFile output;
-    if (!create_output(output, options.endings_output)) return false;
+    if (!replace_output(output, options.endings_output)) return false;
     bool good = true;
     for (std::size_t i = 0; i < endings.size() && good; ++i) {
         good = write_ending(endings[i], options.count, random_stream(options.seed, 0, i), output);

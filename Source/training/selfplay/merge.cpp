@@ -132,7 +132,7 @@ std::uint64_t checksum(const std::vector<TrainingRecord>& records) {
 
 bool write_file(const std::string& name, const std::vector<TrainingRecord>& records) {
     OutputFile file;
-    if (!create_output(file, name)) return false;
+    if (!replace_output(file, name)) return false;
     for (const TrainingRecord& record : records) put(file, bytes_of(record));
     if (!close_output(file)) return false;
     std::printf("%s: %zu records, checksum %016llx\n", name.c_str(), records.size(),

@@ -91,7 +91,7 @@ bool vary_records(const SelfplayOptions& options) {
     game_record->eval.no_contempt = 1;
     catch_interrupts();
     OutputFile output;
-    if (!create_output(output, options.vary_output)) return false;
+    if (!replace_output(output, options.vary_output)) return false;
     Counts counts;
     bool good = true;
     for (std::size_t i = 0; i < options.inputs.size() && good; ++i) {

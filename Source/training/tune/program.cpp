@@ -67,7 +67,7 @@ bool read_all_records(const TuneOptions& options, TuningSet& training, TuningSet
 
 bool write_text(const std::string& name, const std::string& text) {
     OutputFile file;
-    if (!create_output(file, name)) return false;
+    if (!replace_output(file, name)) return false;
     put(file, text);
     return close_output(file);
 }
@@ -104,6 +104,7 @@ TableChange table_values() {
 bool tune(TuneOptions& options) {
     TuningSet training, hold_out;
     if (!read_all_records(options, training, hold_out)) return false;
+    catch_interrupts();  // the values found so far are worth writing
     const double slope = options.fit.slope = fitted_slope(training);
     std::printf("slope %.5f by centipawn, fitted to the results\n", slope);
     TableChange change = fit(options, training, hold_out);
@@ -142,6 +143,5 @@ int run_tuner(int count, const char* const* arguments) {
         complain_of("--params", options.params + " is no parameter text");
         return 1;
     }
-    catch_interrupts();
     return tune(options) ? 0 : 1;
 }

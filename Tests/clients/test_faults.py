@@ -1,0 +1,267 @@
+"""Faults of the machine and of files: what fails is said, older files stay, an endless input can be interrupted, and memory
+stays small. TARN_FAULTS=full: a line of 1 GB, and 1,000 rounds of all options."""
+import contextlib
+import os
+import pathlib
+import random
+import re
+import select
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+import pytest
+
+from chess_records import TABLES, chess, pack
+from conftest import DATA, LATENCY, PATIENCE, ROOT
+
+fcntl = pytest.importorskip("fcntl")
+
+FULL = os.environ.get("TARN_FAULTS") == "full"
+BOOK, GAMES = DATA / "polyglot" / "performance-part.bin", DATA / "pgn" / "kasparov-deep-blue-1997.pgn"
+MEMORY = 300 if PATIENCE <= 1 else 3000  # megabytes of a run that keeps nothing; sanitizers need some for themselves
+OLD = b"an older file\n"
+STOPPED, DEVICE = r"interrupted after \d+ (positions|games)", "device|Need to compile"
+
+
+def programs(program):
+    return {name: program if name == "tarn" else program.beside(name) for name in ("tarn", "tarn_selfplay", "tarn_tune")}
+
+
+def write_inputs():
+    dice, boards, games = random.Random(31), [], ""
+    while len(boards) < 600:
+        board, moves = chess.Board(), []
+        while len(moves) < 30 and any(board.legal_moves):
+            move = dice.choice(list(board.legal_moves))
+            moves.append(board.san(move))
+            board.push(move)
+            boards += [] if board.is_check() else [board.copy(stack=False)]
+        games += '[Result "1/2-1/2"]\n\n' + " ".join(moves) + " 1/2-1/2\n\n"
+    pathlib.Path("in.epd").write_text("".join(f"{board.fen()} ce 7; sc 9; gr 0.5;\n" for board in boards))
+    pathlib.Path("data.bin").write_bytes(b"".join(pack(board, 0, 7, 9) for board in boards))
+    pathlib.Path("many.pgn").write_text(games * 5)
+
+
+# A run that writes a file as a whole, the file, and the exit status when that cannot be done.
+WHOLE = [("tarn", "-mkbook many.pgn", "tmp_book.bin", 255), ("tarn", "-epd2bin in.epd", "in.bin", 255),
+         ("tarn", "-bin2epd data.bin", "data.epd", 255), ("tarn_selfplay", "--merge all.bin data.bin", "all.bin", 1),
+         ("tarn_selfplay", "--vary all.bin data.bin --seed 5", "all.bin", 1),
+         ("tarn_selfplay", f"--endings all.bin KRvKB --count 300 --seed 5 --syzygy {TABLES}", "all.bin", 1)]
+
+
+@pytest.mark.posix("limits of files, pipes")
+@pytest.mark.parametrize("name, arguments, file, status", WHOLE)
+def test_full_disk_and_kill_leave_the_older_file(program, name, arguments, file, status):
+    tool, path, fresh = programs(program)[name], pathlib.Path(file), pathlib.Path(file + ".new")
+    write_inputs()
+    path.write_bytes(OLD)
+    errors = tool.run(arguments, status=status, FSIZE=100).errors
+    assert errors.endswith(f"can't write {file}: File too large\n") and path.read_bytes() == OLD and not fresh.exists()
+
+    # What is written goes into a small pipe that nobody empties.
+    os.mkfifo(fresh)
+    pipe = os.open(fresh, os.O_RDONLY | os.O_NONBLOCK)
+    fcntl.fcntl(pipe, fcntl.F_SETPIPE_SZ, 4096)
+    process = subprocess.Popen(tool.words([arguments]), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+    while not select.select([pipe], [], [], 0.05)[0] or not os.read(pipe, 1):
+        assert process.poll() is None, "nothing was written"
+    process.kill()
+    assert process.wait() == -signal.SIGKILL
+    os.close(pipe)
+    assert path.is_file() and path.read_bytes() == OLD
+    fresh.unlink()
+
+    # The next run replaces it, behind a link as well. The book's name is all that counts there.
+    shutil.move(file, "elsewhere")
+    path.symlink_to("elsewhere")
+    tool.run(arguments)
+    assert len(path.read_bytes()) > 4096 and path.is_symlink() == ("mkbook" not in arguments)
+    assert path.is_symlink() or pathlib.Path("elsewhere").read_bytes() == OLD
+    written = path.read_bytes()
+    done = subprocess.run(["sh", "-c", 'exec "$@" >&-', "sh", *tool.words([arguments])], stdin=subprocess.DEVNULL)
+    assert done.returncode == 0 and path.read_bytes() == written, "words went into the file"
+    assert not list(pathlib.Path().glob("*.new"))
+
+
+@pytest.mark.posix("limits of memory")
+@pytest.mark.skipif(PATIENCE > 1, reason="sanitizers reserve more than the limit")
+def test_memory_that_ends_while_records_are_read_is_told(program):
+    pathlib.Path("all.bin").write_bytes(OLD)
+    pathlib.Path("big.bin").write_bytes(b"")
+    os.truncate("big.bin", 400 << 20)
+    for name, arguments in (("tarn_selfplay", "--merge all.bin big.bin"), ("tarn_tune", "big.bin")):
+        assert programs(program)[name].run(arguments, status=1, AS=300 << 20).errors == "out of memory\n"
+    assert pathlib.Path("all.bin").read_bytes() == OLD
+
+
+@pytest.mark.posix("limits of files")
+@pytest.mark.parametrize("command", ["save game.pgn", "save"])
+def test_full_disk_leaves_the_games_saved_before(program, command):
+    path = pathlib.Path("game.pgn" if " " in command else "tmp.pgn")
+    path.write_bytes(OLD)
+    found = program.run("-c", text="e4\n" + command + "\nd5\nquit\n", FSIZE=20)
+    assert found.errors == f"can't write {path}: File too large\n" and path.read_bytes() == OLD
+
+
+@pytest.mark.posix("/sys, where nobody can create a file")
+@pytest.mark.skipif(not os.path.isdir("/sys/kernel"), reason="no /sys")
+def test_folder_that_takes_no_files(program, monkeypatch):
+    write_inputs()
+    here = pathlib.Path().resolve()
+    cases = [("tarn", f"-scan_pgn {GAMES} -o /sys/x.epd", 255, "/sys/x.epd"),
+             ("tarn", f"-mkbook {here}/many.pgn", 255, "tmp_book.bin"),
+             ("tarn", f"-anepd {here}/in.epd -d 1 -o /sys/x.epd", 255, "tmp_0.epd"),
+             ("tarn", f"-mktraindata {here}/in.epd -d 1 -o /sys/x.epd", 255, "/sys/x.epd"),
+             ("tarn", f"-gentraindata {here}/data.bin 1", 255, "tmp__0.bin"),
+             ("tarn_selfplay", "--output x --games 1", 1, "x.bin"),
+             ("tarn_selfplay", f"--merge x.bin {here}/data.bin", 1, "x.bin")]
+    monkeypatch.chdir("/sys")
+    for name, arguments, status, file in cases:
+        errors = programs(program)[name].run(arguments, status=status).errors
+        assert file in errors and errors.count("\n") == 1, f"{arguments}: {errors}"
+    found = program.run("-log", text="go depth 2\n")
+    assert "bestmove" in found.output
+    assert "can't create x.pgn" in program.run("-c", text="e4\nsave x.pgn\nquit\n").errors
+
+
+def test_files_that_vanish_after_the_start(program):
+    for path in (BOOK, *TABLES.glob("K[QRP]vK.rtb?")):
+        shutil.copy(path, ".")
+    shutil.copy(ROOT / "Source" / "eval" / "embedded.nn", "a.nn")
+    tarn = program.start(f"-book {BOOK.name} -tbpath .")
+    tarn.set(NN_File="a.nn", OwnBook="true")
+    tarn.ready()
+    for path in pathlib.Path().iterdir():
+        with contextlib.suppress(PermissionError):  # of Windows, which keeps a file that is open
+            path.unlink()
+    for fen in (chess.STARTING_FEN, "8/8/8/8/3k4/8/8/KQ6 w - - 0 1", "8/P7/8/8/3k4/8/8/K7 w - - 0 1"):
+        answer = tarn.search(f"position fen {fen}", "go depth 8")[-1]
+        assert chess.Move.from_uci(answer.split()[1]) in chess.Board(fen).legal_moves
+    assert "no network" not in "".join(tarn.search("ucinewgame", "go depth 2"))
+
+
+# Every argument that names a file to read, as IN, with input that uses it, and how it ends when the file has no end: with
+# status 1 and these words, as the first interrupt asks it to (""), or in order (None).
+TAKES_FILES = [
+    ("tarn", "-cfg IN.txt", "quit\n", None), ("tarn", "-c", "load IN.pgn\nquit\n", None),
+    ("tarn", "-book IN.bin", "setoption name OwnBook value true\ngo depth 2\nquit\n", None),
+    ("tarn", "", "setoption name NN_File value IN.nn\nisready\ngo depth 2\nquit\n", None),
+    ("tarn", "-anepd IN.epd -d 1", "", STOPPED), ("tarn", "-scan_pgn IN.pgn -o out.epd", "", STOPPED),
+    ("tarn", "-mkbook IN.pgn", "", STOPPED), ("tarn", "-mktraindata IN.epd -d 1", "", STOPPED),
+    ("tarn", "-epd2bin IN.epd", "", "interrupted, nothing was stored"), ("tarn", "-bin2epd IN.bin", "", DEVICE),
+    ("tarn", "-gentraindata IN.bin 1", "", DEVICE), ("tarn", "-prune_nn IN.bin", "", DEVICE),
+    ("tarn", "-train IN.bin 1", "", DEVICE), ("tarn", "-train IN.txt 1", "", ""),
+    ("tarn_selfplay", "--merge x.bin IN.bin", "", DEVICE),
+    ("tarn_selfplay", "--vary x.bin IN.bin", "", DEVICE), ("tarn_selfplay", "--output x --games 1 --openings IN.epd", "", ""),
+    ("tarn_selfplay", "--output x --network IN.nn", "", ""), ("tarn_selfplay", "--output x --hce --params IN.txt", "", ""),
+    ("tarn_tune", "IN.bin", "", DEVICE), ("tarn_tune", "data.bin --params IN.txt", "", "")]
+
+
+def watch(words, text, interrupts):
+    """A run that is interrupted so many times, as long as it lasts: exit status, what it said, peak megabytes."""
+    with tempfile.TemporaryFile() as given, tempfile.TemporaryFile() as output:
+        given.write(text.encode())
+        given.seek(0)
+        process = subprocess.Popen(words, stdin=given, stdout=output, stderr=output)
+        for sent in [*[signal.SIGINT] * interrupts, signal.SIGKILL]:
+            end = time.monotonic() + (LATENCY if interrupts else 60 * LATENCY)
+            while not os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) and time.monotonic() < end:
+                time.sleep(0.01)
+            if time.monotonic() >= end:
+                os.kill(process.pid, sent)
+        status, usage = os.wait4(process.pid, 0)[1:]
+        process.returncode = os.waitstatus_to_exitcode(status)
+        output.seek(0)
+        return process.returncode, output.read().decode(), usage.ru_maxrss >> 10
+
+
+@pytest.mark.posix("folders that open as files, /dev/zero, pipes")
+@pytest.mark.parametrize("name, arguments, text, said", TAKES_FILES)
+def test_input_that_is_no_file(program, name, arguments, text, said):
+    write_inputs()
+    ending = re.search(r"IN(\.\w+)", arguments + text)[1]
+    os.mkdir("folder" + ending)
+    os.symlink("/dev/zero", "endless" + ending)
+    os.mkfifo("silent" + ending)
+    pipe = os.open("silent" + ending, os.O_RDWR)
+
+    def run(file, interrupts):
+        words = programs(program)[name].words([arguments.replace("IN", file)])
+        *found, memory = watch(words, text.replace("IN", file), interrupts)
+        print(f"{name} {arguments}, {file}: {memory} MB, {found}")
+        assert memory < MEMORY
+        return found
+
+    ways_to_end = (0,) if said is None else (1,)
+    assert run("folder", 0)[0] in ways_to_end
+    status, output = run("endless", 1)
+    assert status in (*ways_to_end, *[-signal.SIGINT] * (not said)) and re.search(said or "", output)
+    assert run("silent", 2)[0] in (*ways_to_end, -signal.SIGINT)
+    os.close(pipe)
+
+
+def resident(process, field="VmRSS"):
+    """Kilobytes."""
+    return int(re.search(field + r":\s*(\d+)", pathlib.Path(f"/proc/{process.pid}/status").read_text())[1])
+
+
+@pytest.mark.posix("/proc")
+@pytest.mark.skipif(not os.path.exists("/proc/self/status"), reason="no /proc")
+@pytest.mark.parametrize("switches, before, after, answer", [("", "uci", "isready", "readyok"), ("-c", "ev", "ev", ".*hce="),
+                                                            ("-c", "ev\nedit", ".\nev", ".*hce=")])
+def test_line_of_a_gigabyte_takes_little_memory(program, switches, before, after, answer):
+    tarn = program.start(switches)
+    tarn.send(before)
+    tarn.wait_for("uciok" if before == "uci" else answer)
+    start = resident(tarn.process, "VmHWM")
+    for _ in range(1024 if FULL else 32):
+        tarn.process.stdin.write(b"x" * (1 << 20))
+    tarn.send("", after)
+    tarn.wait_for(answer, 600)
+    peak = resident(tarn.process, "VmHWM")
+    print(f"{switches or 'uci'} {before!r}: {start} KB, with the line {peak} KB")
+    tarn.send("quit")
+    assert tarn.finish()[1] == 0 and peak - start < 8192 * PATIENCE
+
+
+def values_of(kind, rest):
+    """Values to set an option to, the last of which is its default."""
+    if kind == "spin":
+        default, low, high = re.fullmatch(r"default (-?\d+) min (-?\d+) max (-?\d+)", rest).groups()
+        return [low, str(min(int(high), int(low) + 3)), default]
+    return ["true", "false", rest.split()[1]] if kind == "check" else []
+
+
+@pytest.mark.posix("/proc")
+@pytest.mark.skipif(not os.path.exists("/proc/self/status"), reason="no /proc")
+def test_options_set_again_and_again_keep_no_memory(program):
+    pathlib.Path("a.cfg").write_text("MultiPV = 2\nSelectivity = 90\n")
+    shutil.copy(ROOT / "Source" / "eval" / "embedded.nn", "a.nn")
+    files = {"ConfigFilePath": ["a.cfg"], "NN_File": ["a.nn", "embedded"], "OwnBook_File": [BOOK, "<empty>"],
+             "OwnBook2_File": [BOOK, "<empty>"], "SyzygyPath": [TABLES, "<empty>"],
+             "UCI_Opponent": ["none none computer X", "<empty>"]}
+    tarn = program.start()
+    tarn.send("uci")
+    lines, seen = [], set()
+    for line in tarn.wait_for("uciok"):
+        if match := re.fullmatch(r"option name (.*) type (\w+) ?(.*)", line):
+            name, kind, rest = match.groups()
+            seen.add(kind)
+            values = [""] if kind == "button" else files[name] if kind == "string" else values_of(kind, rest)
+            lines += [f"setoption name {name}" + (f" value {value}" if kind != "button" else "") for value in values]
+            lines += ["isready", "position startpos moves e2e4", "go depth 2"]
+    assert seen == {"string", "spin", "check", "button"}
+    rounds, sizes = 1000 if FULL else 12, []
+    for _ in range(rounds):
+        for line in lines:
+            tarn.send(line)
+            if line.startswith("go"):
+                tarn.wait_for("bestmove")
+        tarn.ready()
+        sizes.append(resident(tarn.process))
+    warm = max(sizes[:rounds // 4 + 2])
+    print(f"{rounds} rounds: {sizes[0]} KB after the first, {warm} KB at most in the first quarter, {max(sizes)} KB at most")
+    assert max(sizes) - warm < 512 * PATIENCE and tarn.close() == 0

@@ -1,0 +1,133 @@
+"""Self-play over a cluster: whatever is killed or damaged, every seed's file is there once, whole, as the generator alone
+writes it."""
+import hashlib
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import time
+
+import pytest
+
+from conftest import PATIENCE, ROOT
+
+distributed = pytest.importorskip("distributed")
+psutil = pytest.importorskip("psutil")  # a part of that package
+
+SEEDS, GAMES, SWITCHES = range(3, 9), 12, "--nodes 50 --random-plies 9"
+OUTPUT = pathlib.Path("out")
+TIMEOUT = 20 * PATIENCE
+
+
+@pytest.fixture
+def selfplay(program):
+    return program.beside("tarn_selfplay")
+
+
+def start(selfplay, *where, switches=SWITCHES):
+    words = [ROOT / "scripts" / "fleet.py", "--output", OUTPUT, "--seeds", "3-8", "--games", str(GAMES), "--every", "0.5",
+             "--program", selfplay.path, *where, "--", *switches.split()]
+    return subprocess.Popen([sys.executable, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+
+def finish(fleet):
+    output, errors = fleet.communicate(timeout=6 * TIMEOUT)
+    return fleet.returncode, output, errors
+
+
+def wait_for(fleet, found):
+    """What the function returns as soon as that is something."""
+    until = time.monotonic() + 3 * TIMEOUT
+    while time.monotonic() < until:
+        assert fleet.poll() is None, finish(fleet)
+        if result := found():
+            return result
+        time.sleep(0.02)
+    raise AssertionError("nothing happened")
+
+
+def generators(fleet):
+    """The running generators that have written games, by their workers."""
+    found = {}
+    for process in psutil.Process(fleet.pid).children(recursive=True):
+        try:
+            words = process.cmdline()
+            records = pathlib.Path(words[words.index("--output") + 1] + ".bin")
+            if records.exists() and records.stat().st_size > 0:
+                found[process.ppid()] = process
+        except (psutil.Error, ValueError):
+            continue  # it has ended, or is no generator
+    return found
+
+
+def files():
+    return sorted(path.name for path in OUTPUT.iterdir())
+
+
+def check_files(expected):
+    assert files() == sorted(["all.bin", "manifest.jsonl", *expected])
+    head, *entries = map(json.loads, (OUTPUT / "manifest.jsonl").read_text().splitlines())
+    assert head == {"games": GAMES, "switches": SWITCHES.split()}
+    assert sorted(entry["seed"] for entry in entries) == list(SEEDS), "not every seed once"
+    for entry in entries:
+        content = (OUTPUT / entry["file"]).read_bytes()
+        assert content == expected[f"seed-{entry['seed']}.bin"] and entry["records"] * 40 == len(content)
+        assert hashlib.sha256(content).hexdigest() == entry["sha256"]
+
+
+@pytest.mark.posix("signals")
+def test_every_file_is_made_once_whatever_is_killed(selfplay):
+    expected = {}
+    for seed in SEEDS:
+        selfplay.run(f"--output alone --seed {seed} --games {GAMES} {SWITCHES}")
+        expected[f"seed-{seed}.bin"] = pathlib.Path("alone.bin").read_bytes()
+        os.remove("alone.bin")
+        os.remove("alone.state")
+    assert len(set(expected.values())) == len(SEEDS)
+
+    # The run itself is killed: its workers and what they started end.
+    fleet = start(selfplay, "--workers", "2")
+    wait_for(fleet, lambda: "seed-3.bin" in files() if OUTPUT.exists() else False)
+    started = psutil.Process(fleet.pid).children(recursive=True)
+    fleet.kill()
+    fleet.wait()
+    assert not psutil.wait_procs(started, TIMEOUT)[1]
+    kept = {name: (OUTPUT / name).stat().st_mtime_ns for name in expected if (OUTPUT / name).exists()}
+    (OUTPUT / "seed-8.bin.new").write_bytes(b"half a file")
+
+    # A generator is asked to end, which it does well, with fewer games; then a worker is killed.
+    fleet = start(selfplay, "--workers", "2")
+    interrupted = wait_for(fleet, lambda: generators(fleet)).popitem()[1]
+    interrupted.terminate()
+    worker, generator = wait_for(fleet, lambda: {worker: process for worker, process in generators(fleet).items()
+                                                 if process != interrupted}).popitem()
+    generator.suspend()  # it cannot end by itself
+    os.kill(worker, signal.SIGKILL)
+    generator.wait(TIMEOUT)
+    status, output, _ = finish(fleet)
+    assert status == 0 and "6 of 6 files" in output and "2 workers" in output
+    check_files(expected)
+    assert len(kept) < len(SEEDS) and all((OUTPUT / name).stat().st_mtime_ns == made for name, made in kept.items())
+    selfplay.run("--merge alone.bin", *(OUTPUT / name for name in sorted(expected)), "--seed 1")
+    assert (OUTPUT / "all.bin").read_bytes() == pathlib.Path("alone.bin").read_bytes()
+
+    # Nothing is left to do, and a run with other switches has no place here.
+    made = {name: (OUTPUT / name).stat().st_mtime_ns for name in expected}
+    assert finish(start(selfplay, "--scheduler", "tcp://127.0.0.1:1"))[0] == 0
+    assert finish(start(selfplay, "--workers", "1", switches="--nodes 60"))[0] == 1
+    assert made == {name: (OUTPUT / name).stat().st_mtime_ns for name in expected}
+
+    # A damaged file, a missing one and a manifest that was cut short, on a cluster that was there before.
+    (OUTPUT / "seed-4.bin").write_bytes(expected["seed-4.bin"][:-40])
+    os.remove(OUTPUT / "seed-5.bin")
+    manifest = OUTPUT / "manifest.jsonl"
+    last = manifest.read_text().splitlines()[-1]
+    manifest.write_text(manifest.read_text()[:-30])
+    with distributed.LocalCluster(n_workers=1, processes=False, protocol="tcp://", dashboard_address=":0") as cluster:
+        status, output, errors = finish(start(selfplay, "--scheduler", cluster.scheduler_address))
+    assert status == 0 and errors.count("missing or damaged") == 2, errors
+    check_files(expected)
+    remade = {name for name in expected if (OUTPUT / name).stat().st_mtime_ns != made[name]}
+    assert remade == {"seed-4.bin", "seed-5.bin", json.loads(last)["file"]}
