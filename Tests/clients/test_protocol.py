@@ -146,6 +146,7 @@ def test_program_whose_input_or_output_is_closed_ends(program):
 
 
 @pytest.mark.posix("resource limits")
+@pytest.mark.skipif(PATIENCE > 1, reason="sanitizers reserve more than the limit")
 @pytest.mark.parametrize("threads, sizes", [("1", range(16, 44, 3)), ("3", range(28, 70, 3))])
 def test_threads_that_cannot_be_created_end_the_program(program, threads, sizes):
     # A search thread's stack is 8 MiB; the limits let the program start, and the second search thread fail or both.
