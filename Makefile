@@ -1,5 +1,5 @@
 # What people type. `make run` and `make test` install what is missing, build and go; see README.md.
-#   make run [ARGS=-c]     make test     make bench     make lint     make format
+#   make run [ARGS=-c]     make test     make check     make bench     make lint     make format
 #   make signature   after a change that means to alter the search, the evaluation or the network
 #   make samples     renews the program's output in README.md and docs/
 #   make install [PREFIX=/usr/local]     make uninstall     make clean
@@ -26,7 +26,7 @@ export CMAKE_GENERATOR ?= Ninja
 endif
 
 .DEFAULT_GOAL := tarn
-.PHONY: tarn run test test-windows fuzz bench install uninstall dist check-dist lint format clean \
+.PHONY: tarn run test check test-windows fuzz bench install uninstall dist check-dist lint format clean \
         signature samples selfplay tune train train_
 
 # With a compiler but no CMake, and where a choice of a test farm is given, make builds alone.
@@ -53,6 +53,10 @@ test:
 	@cmake --preset release -DTARN_TESTS=ON -DPython3_EXECUTABLE="$(PYTHON)"
 	@cmake --build $(BUILD) -j $(JOBS)
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+# What takes longer: lint, sanitizers, fuzz targets, the Windows program, packages. STEPS="lint asan" runs those alone.
+check:
+	@sh scripts/check.sh $(STEPS)
 
 # Conversations with the Windows programs, which wine runs in a folder of its own. CLIENTS=protocol runs those alone.
 CLIENTS ?= $(patsubst Tests/clients/test_%.py,%,$(wildcard Tests/clients/test_*.py))

@@ -1,6 +1,7 @@
 #!/bin/sh
-# Checks what `make dist` has made: check_dist.sh VERSION. Unpacks the packages into build/check-dist and runs their
-# programs (that for Windows where wine is installed); nothing is installed. Then builds as test farms do.
+# Checks what `make dist` has made: check_dist.sh VERSION. Installs the Debian package into a system root of its own
+# below build/check-dist, unpacks the archives beside it and runs the programs (that for Windows where wine is
+# installed). Then builds as test farms do.
 set -eu
 cd "$(dirname "$0")/.."
 version=$1
@@ -21,7 +22,11 @@ rm -rf "$root"
 mkdir -p "$root"
 (cd dist && sha256sum -c ./*.sha256)
 
-dpkg -x dist/tarn_"$version"-*.deb "$root/deb"
+mkdir -p "$root/deb/var/lib/dpkg/updates" "$root/deb/var/lib/dpkg/info"
+: >"$root/deb/var/lib/dpkg/status"
+# The libraries it depends on are those of this machine.
+PATH=$PATH:/usr/sbin:/sbin dpkg --root="$PWD/$root/deb" --log=/dev/null --force-not-root --force-depends \
+    --install dist/tarn_"$version"-*.deb >"$root/dpkg.log" 2>&1 || fail "$(cat "$root/dpkg.log")"
 check_version "$root/deb/usr/games/tarn"
 for file in games/tarn share/man/man6/tarn.6.gz share/bash-completion/completions/tarn share/doc/tarn/copyright \
     share/doc/tarn/changelog.gz share/doc/tarn/changelog.Debian.gz; do
