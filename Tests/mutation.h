@@ -20,8 +20,16 @@ inline std::vector<std::string> files_of_games() {
     return files;
 }
 
-// A copy with one to eight random changes: bytes replaced, pieces cut out, doubled, moved or torn off, signs of the
-// format thrown in, line ends changed.
+constexpr const char* WORDS[] = {"\n[Result \"1-0\"]\n[FEN \"8/8/8/8/8/8/8/8 w - -\"]\n",
+                                 " nan ",
+                                 " -1 ",
+                                 " 99999999999999999999 ",
+                                 " a7a8q ",
+                                 " moves e2e4 ",
+                                 "\nfen 8/8/8/8/8/8/8/8 w - -\n"};
+
+// A copy with one to eight random changes: bytes replaced, pieces cut out, doubled, moved or torn off, signs and
+// words of the formats thrown in, line ends changed.
 inline std::string mutated(const std::string& good, std::mt19937& random) {
     const auto below = [&random](std::size_t limit) { return limit ? random() % limit : 0; };
     std::string text = good;
@@ -34,7 +42,7 @@ inline std::string mutated(const std::string& good, std::mt19937& random) {
             case 2: text.insert(at, text.substr(at, size)); break;
             case 3: text.insert(below(text.size()), text.substr(at, size)); break;
             case 4: text.insert(at, 1 + below(40), "{}()[]\"\n\r \t\0;%$#=+-/0O!?"[below(25)]); break;
-            case 5: text.insert(at, std::string("\n[Result \"1-0\"]\n[FEN \"8/8/8/8/8/8/8/8 w - -\"]\n")); break;
+            case 5: text.insert(at, WORDS[below(std::size(WORDS))]); break;
             case 6: std::replace(text.begin() + at, text.begin() + at + size, '\n', '\r'); break;
             default:
                 if (below(4) == 0) text.resize(at);

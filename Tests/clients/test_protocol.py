@@ -1,5 +1,4 @@
 """A conversation with the real program: protocol, end of input, switches, malformed input."""
-import contextlib
 import itertools
 import pathlib
 import re
@@ -235,12 +234,9 @@ def test_missing_network_ends_the_program(program):
         assert found.errors == "" and found.lines[-2:] == ["info string can't open none.nn", ""]
 
 
-def bad_lines(name):
-    return [line for line in to_text((DATA / "badinput" / name).read_bytes()).split("\n") if line.strip()]
-
-
-def test_malformed_uci_lines_leave_a_working_engine(tarn):
-    for line in bad_lines("uci.txt"):
+# Other inputs of this kind go to the fuzz targets.
+def test_malformed_lines_leave_a_working_engine(tarn):
+    for line in filter(str.strip, to_text((DATA / "badinput" / "uci.txt").read_bytes()).split("\n")):
         tarn.send(line, "stop")
         if line.split(" ")[0] == "go":
             tarn.wait_for("bestmove")
@@ -249,16 +245,3 @@ def test_malformed_uci_lines_leave_a_working_engine(tarn):
         tarn.search("position startpos", "go depth 1", Threads=1, MultiPV=1)
     tarn.ready()
     assert tarn.close() == 0
-
-
-def test_malformed_console_lines_leave_a_working_engine(program):
-    console = program.start("-c")
-    for line in bad_lines("console.txt"):
-        console.send(line)
-        said = []
-        while "contempt set to 5" not in said:  # commands are ignored while a search runs
-            console.send(".", "set contempt 5")
-            with contextlib.suppress(EngineSilent):
-                said = console.wait_for("contempt set to 5", 0.1 * PATIENCE)
-        console.send("new")
-    assert console.close() == 0

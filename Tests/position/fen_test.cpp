@@ -1,5 +1,5 @@
 // Set-up of positions: FEN fields in every state of completeness, playability. Texts broken in other ways go through
-// frontend/wild_input_test.cpp.
+// fuzz/fen.cpp.
 #include "board.h"
 
 #include <gtest/gtest.h>

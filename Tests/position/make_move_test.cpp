@@ -1,5 +1,5 @@
 // The draw test. What making and unmaking do is proved by perft and movegen_test.cpp, what senseless moves from outside
-// do by frontend/wild_input_test.cpp.
+// do by fuzz/uci.cpp.
 #include "board.h"
 
 #include <gtest/gtest.h>
