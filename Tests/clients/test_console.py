@@ -8,7 +8,8 @@ import pytest
 from conftest import DATA, GUIDE, count, first_column
 from uci_client import EngineSilent
 
-GAMES = """[Event "match"]\n[White "Morphy"]\n[Black "Allies"]\n
+GAMES = """[White "Berta"]\n\n1. d4 *\n\n[White "Carla"]\n\n1. e4 e5 2. Ke3 Nf6\n
+[Event "match"]\n[White "Morphy"]\n[Black "Allies"]\n
 1.e4 {[%clk 1]} e5 2. Nf3 d6 3. d4 Bg4 {a pin (bad)} 4. dxe5 Bxf3 1-0\n"""
 # Start position: 1. e4 with weight 3, 1. d4 with weight 1.
 BOOK = bytes.fromhex("463b96181691fc9c031c000300000000" "463b96181691fc9c02db000100000000")

@@ -89,12 +89,14 @@ def test_full_disk_and_kill_leave_the_older_file(program, name, arguments, file,
 @pytest.mark.posix("limits of memory")
 @pytest.mark.skipif(PATIENCE > 1, reason="sanitizers reserve more than the limit")
 def test_memory_that_ends_while_records_are_read_is_told(program):
-    pathlib.Path("all.bin").write_bytes(OLD)
-    pathlib.Path("big.bin").write_bytes(b"")
+    for name in ("all.bin", "big.epd"):
+        pathlib.Path(name).write_bytes(OLD)
+    pathlib.Path("big.bin").write_bytes(pack(chess.Board(), 0, 0, 0))
     os.truncate("big.bin", 400 << 20)
-    for name, arguments in (("tarn_selfplay", "--merge all.bin big.bin"), ("tarn_tune", "big.bin")):
-        assert programs(program)[name].run(arguments, status=1, AS=300 << 20).errors == "out of memory\n"
-    assert pathlib.Path("all.bin").read_bytes() == OLD
+    for name, arguments, place in (("tarn_selfplay", "--merge all.bin big.bin", ""), ("tarn_tune", "big.bin", ""),
+                                   ("tarn", "-bin2epd big.bin -hash 1", "can't read big.bin: ")):
+        assert programs(program)[name].run(arguments, status=1, AS=300 << 20).errors == place + "out of memory\n"
+    assert pathlib.Path("all.bin").read_bytes() == pathlib.Path("big.epd").read_bytes() == OLD
 
 
 @pytest.mark.posix("limits of files")
@@ -196,7 +198,8 @@ def test_input_that_is_no_file(program, name, arguments, text, said):
         return found
 
     ways_to_end = (0,) if said is None else (1,)
-    assert run("folder", 0)[0] in ways_to_end
+    status, output = run("folder", 0)
+    assert status in ways_to_end and re.search("Is a directory|cannot be read|Need to compile" if said else "", output)
     status, output = run("endless", 1)
     assert status in (*ways_to_end, *[-signal.SIGINT] * (not said)) and re.search(said or "", output)
     assert run("silent", 2)[0] in (*ways_to_end, -signal.SIGINT)

@@ -107,6 +107,9 @@ SAVED_GAMES = [
     ("3r1n1k/2P1P2p/8/8/8/8/p1p5/1N2K2R w K - 5 40", "exf8=Q+ Rxf8 c8=B axb1=N Ke2 c1=R Rxc1", False),
     # Black to move, with a move number; mate by castling; no move
     ("r1bqkbnr/pppp1ppp/2n5/4p3/2B1P3/5Q2/PPPP1PPP/RNB1K1NR b KQkq - 3 103", "Nh6 Qxf7+ Nxf7 Bxf7+", False),
+    # Mate by Black, stalemate, fifty moves
+    ("8/8/8/8/8/5k2/5q2/7K b - - 0 30", "Qg2#", False), ("7k/8/5KQ1/8/8/8/8/8 w - - 0 1", "Kf7", False),
+    ("6k1/8/8/8/8/4K3/8/R7 w - - 99 80", "Kf3", False),
     ("2rkr3/2p1p3/8/8/8/8/8/R3K3 w Q - 0 1", "O-O-O#", False), ("4k3/8/8/8/8/8/4P3/4K3 b - - 7 12", "", False),
     # Chess960 castling; the king stays or passes the rook; the rook that castles is not at the edge
     ("rk5r/pppppppp/8/8/8/8/PPPPPPPP/RK5R w KQkq - 0 1", "O-O O-O-O d3 d6 Kh1", True),

@@ -36,6 +36,16 @@ struct NetworkFile : FileHeader {
         std::copy(values.begin(), values.end(), reinterpret_cast<std::int16_t*>(all.data() + 24));
         return all;
     }
+    // A score that does not depend on the position: unit 0 is 1 and only the half of the side to move sees it.
+    static NetworkFile of_one_score(std::int16_t score) {
+        NetworkFile file;
+        file.quantisation = file.scale = 1;
+        file.values.resize(file.full_size());
+        const std::size_t width = file.hidden, biases = file.values.size() - 2 * width, outputs = biases - 16 * width;
+        file.values[biases] = file.values[biases + width] = 1;
+        for (int row = 0; row < 5; ++row) file.values[outputs + row * 2 * width] = score;
+        return file;
+    }
     // Random values of every size up to the limits, so that sums saturate.
     void fill_wild(unsigned seed) {
         std::mt19937 random(seed);
@@ -87,13 +97,5 @@ struct NetworkFixture : EvalFixture {
         set_position(position, fen);
         return nn_evaluate(eval->network, position, ply);
     }
-    // A score that does not depend on the position: unit 0 is 1 and only the half of the side to move sees it.
-    void load_constant(std::int16_t score) const {
-        NetworkFile file;
-        file.quantisation = file.scale = 1;
-        load_zeros(file);
-        const std::int32_t biases = network.input_weight_count + network.output_weight_count;
-        network.values[biases] = network.values[biases + network.hidden] = 1;
-        for (int row = 0; row < 5; ++row) network.values[network.input_weight_count + row * network.hidden2] = score;
-    }
+    void load_constant(std::int16_t score) const { load(NetworkFile::of_one_score(score)); }
 };

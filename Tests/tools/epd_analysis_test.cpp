@@ -109,30 +109,4 @@ TEST_F(EpdAnalysis, shows_positions_and_meets_each_with_an_empty_table) {
     EXPECT_NE(nodes[0], nodes[1]);
 }
 
-TEST_F(EpdAnalysis, runs_that_cannot_work_lose_no_file) {
-    const std::string suite = MATE_IN_ONE + " bm Ra8;\n";
-    const struct {
-        const char* input;
-        const char* output;
-        int status;
-        const char* reported;
-    } cases[] = {
-        {"missing.epd", "old.epd", 0, "can't read missing.epd: No such file"},
-        {"in.epd", "in.epd", 0, "in.epd is input and output"},
-        {"in.epd", "./in.epd", 0, "./in.epd is input and output"},
-        {"in.epd", "no/such/folder.epd", -1, "no/such/folder.epd"},
-        {"in.epd", "tmp_0.epd", 0, "tmp_0.epd"},  // the file of the candidates
-        {"tmp_0.epd", "new.epd", 0, "tmp_0.epd"},
-    };
-    for (const auto& c : cases) {
-        for (const char* file : {"in.epd", "old.epd", "tmp_0.epd"}) write(file, suite);
-        copy_text(settings.output_file, c.output);
-        EXPECT_EQ(run(c.input), c.status) << c.reported;
-        EXPECT_EQ(output, "");
-        EXPECT_NE(complaints.find(c.reported), std::string::npos) << complaints;
-        EXPECT_EQ(std::ranges::count(complaints, '\n'), 1) << complaints;
-        EXPECT_EQ(read("in.epd") + read("old.epd"), suite + suite) << c.reported;
-    }
-}
-
 }  // namespace

@@ -1,13 +1,12 @@
 // The PGN grammar, games as EPD lines, and the scan of whole files, good and damaged.
 #include "tools/pgn.h"
 
+#include "captured.h"
 #include "frontend/base/settings.h"
 #include "mutation.h"
 #include "platform/words.h"
 #include "position/board.h"
 #include "temp_folder.h"
-
-#include <gtest/gtest.h>
 
 #include <regex>
 
@@ -30,15 +29,12 @@ std::string summary(const PgnGame& game) {
 struct Pgn : testing::Test {
     void SetUp() override { settings = Settings{}; }
 
-    // Scans a file; returns the exit status. What is printed goes to `output` and `errors`, the file to `written`.
+    // Scans a file; returns the exit status. What is printed goes to `output` and `said`, the file to `written`.
     int scan(const std::string& input, const std::string& epd) {
         copy_text(settings.pgn_file, input);
         copy_text(settings.output_file, epd);
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        const int status = scan_pgn(board.position);
-        errors = testing::internal::GetCapturedStderr();
-        output = testing::internal::GetCapturedStdout();
+        int status = 0;
+        said = errors([&] { output = printed([&] { status = scan_pgn(board.position); }); });
         written = folder.read("out.epd");
         return status;
     }
@@ -46,7 +42,7 @@ struct Pgn : testing::Test {
 
     Board board;
     const TempFolder folder;
-    std::string output, errors, written;
+    std::string output, said, written;
 };
 
 TEST_F(Pgn, games_are_found_among_all_else) {
@@ -153,27 +149,6 @@ TEST_F(Pgn, files_are_cut_into_games) {
             EXPECT_EQ(std::ranges::count(written, ';') / 2, c.lines) << content.substr(0, 500);
         }
     }
-}
-
-TEST_F(Pgn, files_that_are_not_scanned) {
-    const std::string both = folder.write("both.pgn.epd", "1. e4\n"), epd = folder.name("out.epd");
-    std::filesystem::create_directory(folder.path / "folder.pgn");
-    const struct {
-        std::string input, epd;
-        int status;
-        const char* error;
-    } cases[] = {
-        {data_file("pgn/nasty.pgn"), folder.name("out.txt"), 0, "needs .epd"},
-        {data_file("polyglot/keys.tsv"), epd, 0, "needs .pgn"},
-        {data_file("pgn/nasty.pgn"), folder.name("no folder/out.epd"), -1, "can't create"},
-        {both, both, 0, "is input and output"},
-        {folder.name("folder.pgn"), epd, 1, "folder.pgn: Is a directory\n"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(scan(c.input, c.epd), c.status) << c.error;
-        EXPECT_NE(errors.find(c.error), std::string::npos) << errors;
-    }
-    EXPECT_EQ(folder.read("both.pgn.epd"), "1. e4\n");
 }
 
 // Whatever is damaged, the scan ends, what it writes are positions with their labels, and a good game behind the

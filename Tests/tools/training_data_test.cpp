@@ -54,43 +54,6 @@ TEST_F(TrainingData, lines_become_records_or_are_dropped) {
     }
 }
 
-// Random games from Chess960 positions, more records than are read at once. Results of whole points, with scores that
-// do not contradict them, so that the text carries all labels; its last two operations lack the semicolons that make
-// them be read.
-TEST_F(TrainingData, records_survive_the_way_through_epd) {
-    std::mt19937 random(31);
-    std::string records;
-    int castling = 0, en_passant = 0;
-    for (const std::string& line : read_lines(data_file("perft/chess960.epd"))) {
-        Board board(line.substr(0, line.find(" ;")));
-        for (int ply = 0; ply < 80 && !board.legal().empty(); ++ply) {
-            const std::vector<Move> moves = board.legal();
-            make_move(board.position, moves[random() % moves.size()]);
-            set_position(game_record->position, board.fen());
-            const int result = std::array{-2302, 0, 2300}[random() % 3];
-            const int ce = static_cast<int>(random() % 65536) - 32768, sc = static_cast<int>(random() % 463) - 231;
-            const TrainingRecord record = make_training_record(game_record->position, result, ce, sc);
-            records += bytes_of(record);
-            castling += (record.side_castling & 15) != 0;
-            en_passant += record.ep_square != NO_SQUARE;
-        }
-    }
-    EXPECT_TRUE(castling > 2000 && en_passant > 300) << castling << ' ' << en_passant;
-    while (records.size() <= sizeof(TrainingRecord) << 16) records += records;
-    const std::string bin = write("my.bin", records + "torn");
-    EXPECT_EQ(errors([&] { printed([&] { EXPECT_EQ(bin_to_epd(bin.c_str()), 0); }); }),
-              bin + " ends inside a record\n");
-    // What is no position to learn from falls out on the way back.
-    std::string epd = "#" + KINGS + " ce 1;\n;" + KINGS + " ce 1;\n\nce 5;\nnonsense, but of the length of a line\n";
-    for (const char* unplayable : {"4k3/8/8/8/8/8/8/8", "4k2R/8/8/8/8/8/8/4K3", "P3k3/8/8/8/8/8/8/4K3"}) {
-        epd += std::string(unplayable) + " w - - ce 1;\n";
-    }
-    for (std::string& line : read_lines("my.epd")) epd += line.replace(line.find(", gr"), 1, ";") + ";\n";
-    epd = write("my.epd.txt", epd);
-    printed([&] { EXPECT_EQ(epd_to_bin(epd.c_str()), 0); });
-    EXPECT_TRUE(read("my.bin") == records);
-}
-
 TEST_F(TrainingData, damaged_records_are_left_out) {
     TrainingRecord record{};
     ASSERT_TRUE(pack(KINGS + " ce 0;", record));
@@ -138,23 +101,7 @@ TEST(TrainingFilter, keeps_quiet_positions_whose_result_fits_their_score) {
 }
 
 struct TrainingLines : ToolTest {
-    void TearDown() override { load("embedded"); }
-
-    static void load(const std::string& name) {
-        copy_text(settings.nn_file, name);
-        printed([] { load_network(); });
-        ASSERT_TRUE(network.complete);
-    }
-    // One unit of value 1 that only the half of the side to move sees, with that weight.
-    void load_constant(std::int16_t score) const {
-        NetworkFile file;
-        file.quantisation = file.scale = 1;
-        file.values.assign(file.full_size(), 0);
-        load(write("constant.nn", file.bytes()));
-        const std::int32_t biases = network.input_weight_count + network.output_weight_count;
-        network.values[biases] = network.values[biases + network.hidden] = 1;
-        for (int row = 0; row < 5; ++row) network.values[network.input_weight_count + row * network.hidden2] = score;
-    }
+    void TearDown() override { NetworkFixture::load("embedded"); }
 };
 
 // Whole runs with a network that gives every position the same score for its side to move. Two plies from the start
@@ -178,7 +125,7 @@ TEST_F(TrainingLines, have_the_labels_of_their_position) {
         {100, "6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - gr 1.0;", ""},         // the line ends in mate
     };
     for (const auto& c : cases) {
-        load_constant(c.constant);
+        NetworkFixture::load(write("constant.nn", NetworkFile::of_one_score(c.constant).bytes()));
         settings.depth_limit = c.depth;
         write("in.epd", c.line);
         printed([] { EXPECT_EQ(make_train_data("in.epd", "out.epd"), 0); });
