@@ -259,9 +259,7 @@ class Evaluator:
             safe = set(range(64)) - (side.all - enemy.twice) - enemy.own
             knights, bishops = enemy.att[2] - side.minor, enemy.att[3] - side.minor
             rooks, queens = enemy.att[4] - side.minor_rook, enemy.att[5] - side.nonking
-            kn = KNIGHT[k] & safe
-            kb = slide(k, self.occupied, DIAGONAL) & safe
-            kr = slide(k, self.occupied, STRAIGHT) & safe
+            kn, kb, kr = (self.attacks_from(k, kind, white, self.occupied) & safe for kind in (2, 3, 4))
             checks = len((rooks & kr) | (bishops & kb) | (knights & kn))
             q = bool(queens & kb) + bool(queens & kr)
             self.add("king", white, self.plain("enemy_checks", checks + q))
@@ -290,11 +288,9 @@ class Evaluator:
             if r == 1 and stop not in self.occupied:
                 stop += step
             mobile = stop not in self.occupied and self.swap(not white, stop, 1, self.occupied - {s}) == 0
-            contested = [t for t in ahead if t in enemy.all or t in enemy.own]
-            free = mobile and not ahead & enemy.minor
-            free = free and all(t in side.all and t not in enemy.twice for t in contested)
-            if free:
-                self.free.add(s)
+            contested = ahead & (enemy.all | enemy.own)
+            free = mobile and not ahead & enemy.minor and contested <= side.all - enemy.twice
+            self.free |= {s} if free else set()
             name = "ppawn_free" if free else "ppawn_mobile" if mobile else "ppawn_base"
             self.add("passers", white, self.times(PASSER_BASE[r], name))
             u = stop + step if r < 6 else stop
@@ -323,15 +319,13 @@ class Evaluator:
         for s in self.pieces(white, 1):
             if s in enemy.all and s not in side.att[1] and s not in enemy.att[1]:
                 self.add("threats", white, self.plain("hung_pawn" if outweighed(s) else "attacked_pawn"))
-                if outweighed(s):
-                    self.hung.add(s)
+                self.hung |= {s} if outweighed(s) else set()
         for s in self.pieces(white, 2, 3):
             if s in enemy.all:
-                if outweighed(s) or s in enemy.att[1]:
-                    self.add("threats", white, self.plain("hung_minor"))
-                    self.hung.add(s)
-                if not outweighed(s) and s not in side.att[1]:
-                    self.add("threats", white, self.plain("attacked_minor"))
+                hangs = outweighed(s) or s in enemy.att[1]
+                self.hung |= {s} if hangs else set()
+                self.add("threats", white, self.plain("hung_minor", hangs))
+                self.add("threats", white, self.plain("attacked_minor", not outweighed(s) and s not in side.att[1]))
         for s in self.pieces(white, 4, 5):
             if s in enemy.minor:
                 self.add("threats", white, self.plain("hung_major"))
@@ -343,12 +337,8 @@ class Evaluator:
         step = -8 if white else 8
         hit = set()
         for s in self.pieces(not white, 1):
-            targets = []
-            if s + step not in self.occupied:
-                targets.append(s + step)
-                if rank_of(s, not white) == 1 and s + 2 * step not in self.occupied:
-                    targets.append(s + 2 * step)
-            for t in targets:
+            free = [t not in self.occupied for t in (s + step, s + 2 * step)]
+            for t in [s + step] * free[0] + [s + 2 * step] * (all(free) and rank_of(s, not white) == 1):
                 if t in side.att[1] or (t in side.all and t not in enemy.att[1]):
                     continue
                 hit |= PAWN[not white][t]

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 
 namespace {
 
@@ -83,40 +82,27 @@ using Inference = NetworkFixture;
 // for weights that saturate and for weights that almost do, for widths that fill blocks of vectors and widths that do
 // not.
 TEST_F(Inference, equals_the_plain_definition_through_random_games) {
-    const auto shaped = [](std::int16_t format, std::int16_t buckets, std::int16_t hidden) {
-        NetworkFile file;
-        file.format_id = format;
-        file.king_buckets = buckets;
-        file.hidden = hidden;
-        file.scale = 2;  // sums of this size keep within the clamp
-        return file;
-    };
-    const auto wild = [&](std::int16_t format, std::int16_t buckets, std::int16_t hidden) {
-        NetworkFile file = shaped(format, buckets, hidden);
-        file.fill_wild(static_cast<unsigned>(hidden));
-        return file;
-    };
-    const auto tight = [&](int bias) {
-        NetworkFile file = shaped(752, 2, 16);
-        file.fill_tight(bias);
-        return file;
-    };
     const struct {
         const char* what;
-        std::optional<NetworkFile> file;
+        std::int16_t format, buckets, hidden;
+        int bias;  // of a tight network; 0: a wild one
         bool exact;
         int games;
-    } cases[] = {
-        {"embedded", std::nullopt, true, 25},        {"wild 72", wild(752, 2, 72), false, 500},
-        {"wild 757", wild(757, 2, 40), false, 250},  {"wild 8", wild(752, 2, 8), false, 250},
-        {"one bucket", wild(752, 1, 24), false, 60}, {"three buckets", wild(757, 3, 32), false, 60},
-        {"32767 at most", tight(31), true, 250},     {"32768 at most", tight(32), false, 60},
-    };
+    } cases[] = {{"embedded", 0, 0, 8, 0, true, 25},           {"wild 72", 752, 2, 72, 0, false, 500},
+                 {"wild 757", 757, 2, 40, 0, false, 250},      {"wild 8", 752, 2, 8, 0, false, 250},
+                 {"one bucket", 752, 1, 24, 0, false, 60},     {"three buckets", 757, 3, 32, 0, false, 60},
+                 {"32767 at most", 752, 2, 16, 31, true, 250}, {"32768 at most", 752, 2, 16, 32, false, 60}};
     const std::vector<std::string> starts = read_lines(data_file("perft/standard.epd"));
     std::mt19937 random(7);
     int saturated = 0, updates = 0, refreshes = 0;
     for (const auto& c : cases) {
-        c.file ? load(*c.file) : load("embedded");
+        NetworkFile file;
+        file.format_id = c.format;
+        file.king_buckets = c.buckets;
+        file.hidden = c.hidden;
+        file.scale = 2;  // sums of this size keep within the clamp
+        c.bias ? file.fill_tight(c.bias) : file.fill_wild(c.hidden);
+        c.format ? load(file) : load("embedded");
         ASSERT_TRUE(network.complete && network.exact_sums == c.exact) << c.what;
         PlainNetwork plain;
         for (int g = 0; g < c.games; ++g) {

@@ -3,8 +3,6 @@
 
 #include "frontend/command_line.h"
 
-#include <iterator>
-#include <sstream>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -14,8 +12,7 @@ struct Switches : Engine {
     void apply(const std::string& line) {
         settings = Settings{};
         command_line = CommandLine{};
-        std::istringstream in("tarn " + line);
-        const std::vector<std::string> words(std::istream_iterator<std::string>(in), {});
+        const std::vector<std::string> words = split_words("tarn " + line);
         std::vector<const char*> arguments;
         for (const std::string& word : words) arguments.push_back(word.c_str());
         EXPECT_TRUE(read_command_line(static_cast<int>(words.size()), arguments.data(), command_line)) << line;

@@ -12,13 +12,8 @@ using Bench = EngineTest;
 
 TEST_F(Bench, quit_ends_it_after_whole_positions) {
     settings.depth_limit = 60;
-    testing::internal::CaptureStdout();
-    run_bench([] {
-        settings.quit = 1;
-        return InputState::UNWATCHED;
-    });
+    const std::string report = printed([] { run_bench([] { return settings.quit = 1, InputState::UNWATCHED; }); });
     settings.quit = 0;
-    const std::string report = testing::internal::GetCapturedStdout();
     EXPECT_EQ(std::ranges::count(report, '\n'), 2) << report;
     EXPECT_NE(report.find("nodes= 0, nps= 0\n"), std::string::npos) << report;
     EXPECT_EQ(settings.depth_limit, 17) << "unless one of at most 50 is wanted";

@@ -13,23 +13,8 @@ protected:
         folder_.enter();
     }
 
-    std::string path(const std::string& name) const { return folder_.name(name); }
     std::string write(const std::string& name, const std::string& bytes) const { return folder_.write(name, bytes); }
     std::string read(const std::string& name) const { return folder_.read(name); }
-
-    // What the action writes to standard output, and to the error stream.
-    template <class Action>
-    static std::string printed(Action action) {
-        testing::internal::CaptureStdout();
-        action();
-        return testing::internal::GetCapturedStdout();
-    }
-    template <class Action>
-    static std::string errors(Action action) {
-        testing::internal::CaptureStderr();
-        action();
-        return testing::internal::GetCapturedStderr();
-    }
 
     const TempFolder folder_;
 };

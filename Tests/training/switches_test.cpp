@@ -1,7 +1,7 @@
 // The laboratory's command lines: what reaches the fields, what is refused and in which words.
 #include "training/switches.h"
 
-#include <gtest/gtest.h>
+#include "captured.h"
 
 #include <utility>
 
@@ -55,10 +55,8 @@ TEST(Switches, bad_words_are_refused_in_one_line_and_change_nothing) {
     };
     for (const auto& [words, line] : rows) {
         Fields f;
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(read(f, words), SwitchesResult::BAD) << line;
-        const std::string errors = testing::internal::GetCapturedStderr();
-        EXPECT_TRUE(errors.starts_with(line) && errors.ends_with('\n')) << errors;
+        const std::string said = errors([&] { EXPECT_EQ(read(f, words), SwitchesResult::BAD) << line; });
+        EXPECT_TRUE(said.starts_with(line) && said.ends_with('\n')) << said;
         EXPECT_TRUE(f.games == 7 && f.share == 7 && f.pull == 7 && f.name == "before" && f.files.empty()) << line;
     }
 }

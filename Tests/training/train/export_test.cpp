@@ -36,7 +36,7 @@ struct ExportTest : TrainFixture {
         ExportReport report;
         copy_text(settings.nn_file, folder.name("net.nn"));
         EXPECT_TRUE(write_network(settings.nn_file, model, report));
-        quietly([] { load_network(); });
+        printed(load_network);
         return report;
     }
     QuantisationError compare(const Model& model) { return quantisation_error(model, records(1000), work, team); }

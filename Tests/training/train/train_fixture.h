@@ -1,6 +1,7 @@
 // Records from the repository's data, batches of them, and a folder for what a test writes.
 #pragma once
 
+#include "captured.h"
 #include "frontend/base/settings.h"
 #include "platform/words.h"
 #include "shared_data.h"
@@ -30,12 +31,5 @@ struct TrainFixture : testing::Test {
         const std::vector<TrainingRecord> all = records(static_cast<std::size_t>(count));
         const auto record_at = [&all](int i) -> const TrainingRecord& { return all[static_cast<std::size_t>(i)]; };
         fill_batch(work.batch, count, record_at, result_share, team);
-    }
-    // Does it and returns what it wrote to standard output.
-    template <class Action>
-    static std::string quietly(Action action) {
-        testing::internal::CaptureStdout();
-        action();
-        return testing::internal::GetCapturedStdout();
     }
 };

@@ -79,7 +79,7 @@ TEST_F(TrainerTest, a_small_data_set_is_learnt_by_heart) {
 // The one run has one thread. The other has three, and is stopped four times to go on from its checkpoint.
 TEST_F(TrainerTest, a_resumed_run_equals_an_uninterrupted_one_bit_for_bit) {
     const TrainingPlan whole = small_plan("whole.nn"), parts = small_plan("parts.nn");
-    const std::string printed = quietly([&] {
+    const std::string output = printed([&] {
         ASSERT_EQ("", start_state(whole, TrainingStart::RANDOM, set, state));
         ASSERT_TRUE(train_epochs(whole, set, state, team, [] { return false; }));
         ThreadTeam three(3);
@@ -91,14 +91,14 @@ TEST_F(TrainerTest, a_resumed_run_equals_an_uninterrupted_one_bit_for_bit) {
             ASSERT_EQ(stop_at, state.step);
         }
     });
-    EXPECT_NE(std::string::npos, printed.find("stopped; " + checkpoint_name(parts) + " written\n"));
+    EXPECT_NE(std::string::npos, output.find("stopped; " + checkpoint_name(parts) + " written\n"));
     EXPECT_TRUE(folder.read("whole.nn.checkpoint") == folder.read("parts.nn.checkpoint"));
 }
 
 TEST_F(TrainerTest, checkpoints_of_other_runs_and_damaged_ones_are_refused) {
     const TrainingPlan plan = small_plan("run.nn");
     EXPECT_NE("", go_on(plan)) << "there is none";
-    quietly([&] {
+    printed([&] {
         start_state(plan, TrainingStart::RANDOM, set, state);
         train_epochs(plan, set, state, team, [] { return true; });  // stops after a step
     });
@@ -143,7 +143,7 @@ TEST_F(TrainerTest, the_result_share_decides_what_is_learnt) {
     for (TrainingRecord& record : set.records) std::tie(record.result, record.sc) = std::pair(2300, 0);
     TrainingPlan plan = small_plan("scores.nn");
     plan.result_share = 0;
-    const std::string report = quietly([&] {
+    const std::string report = printed([&] {
         start_state(plan, TrainingStart::RANDOM, set, state);
         train_epochs(plan, set, state, team, [] { return false; });
     });
@@ -160,7 +160,7 @@ TEST_F(TrainerTest, a_recipe_without_data_measures_a_network) {
         "info string loaded embedded network\n"
         "yardstick: 0.005916 against the scores of 15189 positions\n"
         "yardstick: 0.06225 against the results of 6753 of them, at the best scale of 0.00528 a centipawn\n",
-        quietly([&] { EXPECT_EQ(0, run_training(request)); }));
+        printed([&] { EXPECT_EQ(0, run_training(request)); }));
 }
 
 }  // namespace

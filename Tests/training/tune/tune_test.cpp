@@ -10,18 +10,6 @@
 
 namespace {
 
-// Both kings on either wing, drawish endings, a board full of pieces, and pawns on every square.
-constexpr const char* ROOTS[] = {
-    START_FEN,
-    "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -",
-    "2kr3r/ppp2ppp/8/8/8/8/PPP2PPP/R4RK1 b - -",
-    "4k3/pp3ppp/4b3/8/8/4B3/PP3PPP/4K3 w - -",
-    "8/2k1p3/3p4/2p5/2P1N3/3P1PK1/5P2/3b4 w - -",
-    "1k6/1pp3r1/8/3R4/8/5P2/6PP/6K1 b - -",
-    "8/PPPPPPPP/4k3/8/8/8/8/4K3 w - -",
-    "4k3/8/8/8/8/4K3/pppppppp/8 b - -",
-};
-
 struct Tuner : EvalFixture {
     const std::vector<EvalParams> defaults{eval_params, eval_params + MAX_EVAL_PARAMS};
     std::unique_ptr<TableTrace> trace = std::make_unique<TableTrace>();
@@ -32,20 +20,15 @@ struct Tuner : EvalFixture {
         std::copy(defaults.begin(), defaults.end(), eval_params);
         derive_hce_weights();
     }
-    // Calls visit(position) for the positions of random games of 80 plies from the roots in turn.
+    // Calls visit(position) for so many positions of random games.
     template <class Visit>
-    void random_positions(int count, unsigned seed, Visit visit) {
-        std::mt19937 random(seed);
-        for (int root = 0; count > 0; root = (root + 1) % static_cast<int>(std::size(ROOTS))) {
-            set_position(position, ROOTS[root]);
-            for (int ply = 0; ply < 80 && count > 0; ++ply) {
-                const std::vector<Move> moves = legal_moves(position);
-                if (moves.empty()) break;
-                make_move(position, moves[random() % moves.size()]);
-                visit(position);
-                --count;
-            }
-        }
+    void random_positions(int count, Visit visit) {
+        visit_random_positions(120, [&](Board& board) {
+            if (count-- <= 0) return;
+            position = board.position;
+            position.owner = game.get();
+            visit(position);
+        });
     }
 
     static EvalParams& param_of(int entry) { return eval_params[first_table_param + entry]; }
@@ -69,7 +52,7 @@ struct Tuner : EvalFixture {
 TEST_F(Tuner, traced_counts_predict_the_packed_sum_of_any_tables) {
     std::mt19937 random(3);
     std::vector<std::uint64_t> seen(TABLE_ENTRIES);
-    random_positions(20000, 11, [&](const Position& p) {
+    random_positions(20000, [&](const Position& p) {
         trace_tables(*hce, p, *trace);
         PackedScore predicted = packed_difference();
         TableChange change;
@@ -145,7 +128,7 @@ struct Recovery : Tuner {
         TuningSet set;
         const TableChange change = known_change();
         std::mt19937 random(21);
-        random_positions(count, 5, [&](const Position& p) {
+        random_positions(count, [&](const Position& p) {
             trace_tables(*hce, p, *trace);
             apply(change);
             const int score = hce_evaluate(*hce, p, 0);
