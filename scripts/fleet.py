@@ -171,7 +171,7 @@ def main():
     parser.add_argument("--every", type=float, default=5, metavar="SECONDS", help="between lines of progress (default 5)")
     parser.add_argument("switches", nargs="*", help="after --: for tarn_selfplay")
     arguments = parser.parse_args()
-    if arguments.games < 1 or arguments.workers == 0:
+    if arguments.games < 1 or (arguments.workers is not None and arguments.workers < 1):
         parser.error("--games and --workers: at least 1")
 
     folder = Folder(arguments.output, {"games": arguments.games, "switches": arguments.switches})

@@ -13,7 +13,7 @@ import sys
 import time
 
 FUZZ = pathlib.Path(__file__).resolve().parent.parent / "Tests/fuzz"
-STATUS = re.compile(rb"^#(\d+)\s+(INITED|\w+)\s.*?cov: (\d+)", re.M)
+STATUS = re.compile(rb"^#(\d+)\s+(\w+)\s.*?cov: (\d+)", re.M)
 LIMITS = ["-max_len=4096", "-len_control=20", "-timeout=60", "-report_slow_units=600", "-rss_limit_mb=3000"]
 
 

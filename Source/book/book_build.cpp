@@ -229,8 +229,8 @@ int build_book(Position& board) {
     TextPiece piece;
     while (!reader.out_of_memory && !interrupted() && next_piece(file, LONGEST_PIECE, piece)) read_line(reader, piece);
     if (reader.out_of_memory) return report_unreadable(name, ENOMEM);
-    if (file.error) return report_unreadable(name, file.error);
     if (interrupted()) return report_interrupted(static_cast<std::size_t>(reader.games), "games");
+    if (file.error) return report_unreadable(name, file.error);
     print_raw("\nwriting book file ...");
     const int records = write_book(sort_statistics(reader.table));
     print_raw("\ngames= %d, nmoves= %d\n", reader.games, static_cast<int>(reader.table.count));

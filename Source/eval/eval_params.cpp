@@ -72,6 +72,10 @@ void register_param(std::string_view name, int provisional) {
     name.copy(param.name, sizeof param.name - 1);
 }
 
+void register_param_zero(std::string_view name) {
+    register_param(name, 0);
+}
+
 }  // namespace
 
 void register_params() {
@@ -80,9 +84,9 @@ void register_params() {
     TARN_SCALAR_PARAMS(TARN_REGISTER)
 #undef TARN_REGISTER
     for (const char* table : TABLES) {
-        for (int square = 0; square < 64; ++square) register_param(table, 0);
+        for (int square = 0; square < 64; ++square) register_param_zero(table);
     }
-    for (int i = 0; i < SPARE_PARAMS; ++i) register_param("ttune", 0);
+    for (int i = 0; i < SPARE_PARAMS; ++i) register_param_zero("ttune");
     derive_hce_weights();
 }
 

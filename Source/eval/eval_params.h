@@ -50,7 +50,7 @@ TARN_SCALAR_PARAMS(TARN_HANDLE)
 // on one wing, P2: on different wings, CP: beside an own pawn, DP: defended by an own pawn.
 inline constexpr Handle PST_P1 = eval_params + first_table_param, PST_P2 = PST_P1 + 64, PST_CP = PST_P2 + 64,
                         PST_DP = PST_CP + 64, PST_N = PST_DP + 64, PST_B = PST_N + 64, PST_R = PST_B + 64,
-                        PST_Q = PST_R + 64, PST_K = PST_Q + 64;
+                        PST_Q = PST_R + 64, PST_K = PST_Q + 64, ttune = PST_K + 64;
 }  // namespace eval_param
 
 // Empties the registry and registers everything with provisional values.

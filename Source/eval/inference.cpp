@@ -70,8 +70,8 @@ struct RowList {
 
 // Lists what changed since the position whose pieces are given (no pieces: a refresh). Where sums may saturate their
 // order matters: by type, White's pieces before Black's, those that are gone before those that came, from a1 up. With
-// EXACT sums all that are gone stand before all that came, so that every sum on the way is that of some of the pieces
-// of one of both positions: network_bounds.h counts no others. A refresh is the same in both orders.
+// EXACT sums all removals come before all additions: every sum on the way then belongs to a subset of the old or of the
+// new pieces, which is all that network_bounds.h covers. A refresh is the same in both orders.
 template <bool EXACT>
 void list_changes(RowList& rows, const Perspectives& view, const Bitboard (*before)[8], const Position& p) {
     const auto width = static_cast<std::size_t>(network.hidden);
@@ -113,22 +113,23 @@ void list_changes(RowList& rows, const Perspectives& view, const Bitboard (*befo
 constexpr int TOO_FAR = 2 * MAX_CHANGED + 1;
 
 // Squares on which the occupancy differs; TOO_FAR if the sums cannot be updated or a refresh is likely to cost less.
-int changed_squares(const Accumulator& from, const Perspectives& view, const Position& p) {
+int changed_squares(const AccumulatorCache& from, const Perspectives& view, const Position& p) {
     if (!(from.view == view)) return TOO_FAR;
     const int white = popcount(from.pieces[WHITE][0] ^ p.pieces[WHITE][0]);
     const int black = popcount(from.pieces[BLACK][0] ^ p.pieces[BLACK][0]);
     return white <= MAX_CHANGED && black <= MAX_CHANGED ? white + black : TOO_FAR;
 }
 
-// What to update the sums from; nullptr to refresh them. Exact sums do not depend on it: the nearest of the position
-// evaluated last, the parent and the last one at this ply. Others are always those after the last position.
-const Accumulator* nearest(const NetworkState& state, const Perspectives& view, const Position& p, int ply) {
+// The position to update the sums from; nullptr to refresh them. Exact sums come out the same from any, so the nearest
+// is taken of those evaluated last, last at the ply before and last at this ply. Others are always updated from the
+// position evaluated last.
+const AccumulatorCache* nearest(const NetworkState& state, const Perspectives& view, const Position& p, int ply) {
     if (ply < 3) return nullptr;
-    const Accumulator* best = state.last;
+    const AccumulatorCache* best = state.last;
     int least = changed_squares(*best, view, p);
     if (network.exact_sums) {
         for (const int other : {ply - 1, ply}) {
-            const Accumulator& from = state.accumulator[other % ACCUMULATORS];
+            const AccumulatorCache& from = state.accumulator[other % ACCUMULATORS];
             if (&from == state.last) continue;
             const int changed = changed_squares(from, view, p);
             if (changed < least) {
@@ -253,12 +254,12 @@ int nn_evaluate(NetworkState& state, const Position& position, int ply) {
 
     static constexpr Bitboard NO_PIECES[2][8] = {};
     const Perspectives view = perspectives_of(position);
-    const Accumulator* const from = nearest(state, view, position, ply);
+    const AccumulatorCache* const from = nearest(state, view, position, ply);
     const std::int16_t* const start = from ? from->sums : network.biases;
     RowList rows;
     const auto list = network.exact_sums ? list_changes<true> : list_changes<false>;
     list(rows, view, from ? from->pieces : NO_PIECES, position);
-    Accumulator& own = state.accumulator[ply % ACCUMULATORS];
+    AccumulatorCache& own = state.accumulator[ply % ACCUMULATORS];
     std::uint32_t sum = 0;  // wraps
     for (const int c : {WHITE, BLACK}) {
         const int half = c * network.hidden;

@@ -15,7 +15,7 @@ struct Perspectives {
 
 // A position that a thread evaluated, with its raw first-layer sums: a later evaluation adds and subtracts only the
 // differences.
-struct Accumulator {
+struct AccumulatorCache {
     std::int16_t* sums;  // 2H (White's perspective, then Black's), in the state's buffer
     Bitboard pieces[2][8];
     Perspectives view;
@@ -25,13 +25,13 @@ struct Accumulator {
 constexpr int ACCUMULATORS = 16;
 
 struct NetworkState {
-    std::int16_t* buffer;                   // all sums, then 2H activated values; owned, 64-byte aligned
-    Accumulator accumulator[ACCUMULATORS];  // by ply % ACCUMULATORS
-    Accumulator* last;                      // that of the last evaluation
-    std::int32_t hidden;                    // width that the buffer was made for
-    std::uint32_t generation;               // network generation that the sums belong to
-    std::int16_t output_bucket;             // 0..4, of the last evaluation
-    const std::int16_t* output_row;         // the output row that was used
+    std::int16_t* buffer;                        // all sums, then 2H activated values; owned, 64-byte aligned
+    AccumulatorCache accumulator[ACCUMULATORS];  // by ply % ACCUMULATORS
+    AccumulatorCache* last;                      // that of the last evaluation
+    std::int32_t hidden;                         // width that the buffer was made for
+    std::uint32_t generation;                    // network generation that the sums belong to
+    std::int16_t output_bucket;                  // 0..4, of the last evaluation
+    const std::int16_t* output_row;              // the output row that was used
 };
 
 // Centipawns for the side to move, -2500..2500, by the loaded network. `ply` is the distance from the root, at least 0:

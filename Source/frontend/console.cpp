@@ -64,7 +64,7 @@ std::string find_test(LineReader& file, const std::string& id) {
     const std::string wanted = "id \"" + id + "\"";
     for (std::string_view line; read_line(file, line);) {
         if (line.starts_with(';') || line.starts_with(' ')) continue;
-        if (line.find(wanted) != std::string_view::npos) return std::string(line);
+        if (contains(line, wanted)) return std::string(line);
     }
     return {};
 }

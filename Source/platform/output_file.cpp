@@ -46,12 +46,15 @@ bool open_beside(OutputFile& output, const std::string& name, const std::string&
 
 bool end_replacement(OutputFile& output) {
     const std::string fresh = output.target + FRESH_ENDING;
+    if (output.failed) {
+        delete_file(fresh.c_str());
+        return false;
+    }
     std::error_code error;
-    if (!output.failed) std::filesystem::rename(file_path(fresh), file_path(output.target), error);
+    std::filesystem::rename(file_path(fresh), file_path(output.target), error);
+    if (!error) return true;
     errno = error.value();
-    if (error) report(output, "replace");
-    if (output.failed) delete_file(fresh.c_str());
-    return !output.failed;
+    return report(output, "replace");
 }
 
 }  // namespace
@@ -63,16 +66,21 @@ bool create_output(OutputFile& output, const std::string& name) {
 bool replace_output(OutputFile& output, const std::string& name) {
     std::error_code error;
     const std::filesystem::path file = std::filesystem::weakly_canonical(file_path(name), error);
+    if (error) return create_output(output, name);  // which reports why
     const bool can_be_replaced =
         std::filesystem::is_regular_file(file, error) && OpenFile(open_file(name.c_str(), "r+b")) != nullptr;
-    if (!can_be_replaced && std::filesystem::exists(file, error)) return create_output(output, name);
+    // A link that leads to no file yet is written through as well.
+    if (!can_be_replaced && std::filesystem::exists(std::filesystem::symlink_status(file, error))) {
+        return create_output(output, name);
+    }
     return open_beside(output, name, file_name(file));
 }
 
 bool replace_name(OutputFile& output, const std::string& name) {
     std::error_code error;
     const bool is_folder = std::filesystem::is_directory(file_path(name), error);
-    return is_folder ? create_output(output, name) : open_beside(output, name, name);  // the first one reports it
+    return is_folder ? create_output(output, name)  // which reports it
+                     : open_beside(output, name, name);
 }
 
 bool append_output(OutputFile& output, const std::string& name) {

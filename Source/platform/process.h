@@ -8,10 +8,10 @@ struct Arguments {
 
 // The first step of `main`: takes its arguments, makes the standard streams carry the program's bytes as they are, and
 // has a Windows console show them as UTF-8 until the program ends. A limit on the size of files makes writes fail from
-// now on, and memory that is missing where nobody asks after it ends the process with one line and status 1.
+// now on, and a failed allocation that no caller checks ends the process with one line and status 1.
 Arguments begin_process(int count, const char* const* arguments);
 
-// The part of it that is the same on every platform, about memory.
+// Installs that end of the process; each platform's begin_process calls it.
 void tell_missing_memory();
 
 // A reader that closes its end of our output must not kill the program in the middle of a write: writes fail

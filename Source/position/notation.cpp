@@ -248,8 +248,8 @@ bool may_fit(const MoveEntry& entry, const MoveText& typed) {
     return typed.target == NO_SQUARE ? type == PAWN : typed.target == move_to(entry.move);
 }
 
-// The moves among which those are that the text may mean, in `few` if it has a piece's letter and a square: then only
-// that kind's moves there.
+// Holds every move that the text may mean. A piece's letter and a square leave only that kind's moves there, written to
+// `few`; otherwise it is the whole list.
 std::span<const MoveEntry> moves_to_match(Position& position, const MoveText& typed, MoveEntry* few) {
     constexpr struct {
         char letter;

@@ -149,10 +149,6 @@ void suspend_hash() {
     search_control.hash_enabled = 0;
 }
 
-bool hash_exists() {
-    return table.block.data != nullptr;
-}
-
 void hash_clear() {
     search_control.hash_fill = 0;
     if (!table_usable()) return;

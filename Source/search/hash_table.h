@@ -29,8 +29,6 @@ void suspend_hash();
 // the fill estimate.
 void hash_clear();
 void hash_clear_parallel();
-// True when there is memory behind the table.
-bool hash_exists();
 
 // Finds the thread's position. True only for an entry whose move passed the hash-move check. Counts the
 // probe and the hit in the thread.

@@ -31,7 +31,6 @@ FixedText<1024> line_text(const Relaxed<Move>* line, int max_moves, bool wrap) {
         append(move_to_text_raw(root, side, line[i]).c_str());
         side ^= 1;
     }
-    result.text[length] = '\0';
     return result;
 }
 

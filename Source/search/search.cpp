@@ -64,8 +64,8 @@ void init_stack_entry(SearchThread& thread, int ply, int alpha, int beta, int no
     child.killer1 = child.killer2 = child.check_killer = NULL_MOVE;
 }
 
-// False if the class of the move that led here rules a check out. It leaves out the lines that castling opens and those
-// through a pawn taken en passant.
+// False if the move that led here cannot give check. Its class knows all checks but those on lines opened by castling
+// or by a pawn taken en passant.
 bool may_be_in_check(const SearchThread& thread, int ply) {
     const int move_class = thread.stack[ply - 1].move_class;
     const MoveEntry& move = *thread.game.current[ply - 1];

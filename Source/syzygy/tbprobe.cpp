@@ -169,7 +169,7 @@ int root_move_dtz(const ProbePosition& root, int root_dtz, ProbeMove move, const
     return value < 0 ? 1 - value : value > 0 ? -value - 1 : 0;
 }
 
-// Whether a winning move may still lead to a draw, from the safest on.
+// Whether a winning move may still lead to a draw; the larger, the worse.
 enum DrawRisk : int { NO_RISK, REPLY_DRAWS, MOVE_DRAWS };
 
 bool repeats(Position& position) {
@@ -177,8 +177,7 @@ bool repeats(Position& position) {
 }
 
 // The tables do not know the moves played so far. The game is drawn when the position after the move, or after a reply,
-// occurs for the third time, and when the next zeroing move, `value` plies ahead, comes too late for the fifty-move
-// rule.
+// occurs for the third time, or when the next zeroing move, `value` plies ahead, comes too late for the fifty-move rule.
 DrawRisk draw_risk(Position& root, Move move, int value, const ProbePosition& child) {
     if (root.rule50 + value > FIFTY_MOVE_PLIES) return MOVE_DRAWS;
     make_move(root, move);

@@ -32,8 +32,7 @@ void set_limits(int usual_depth) {
 
 // Every position meets the same empty table, so that its time and nodes do not depend on the others.
 bool search_position(std::string_view fen, InputPoller poll) {
-    set_position(game_record->position, fen);
-    search_control.hash_fill = 0;
+    set_position(board(), fen);
     hash_clear();
     const bool searched = start_search(THINK_TOOL, poll != nullptr, poll);
     sum_statistics();

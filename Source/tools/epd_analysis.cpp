@@ -251,7 +251,7 @@ AnswerScore score_answer(Position& position, const EpdLine& line, Move answer) {
     } else if (!line.am.empty()) {
         score.correct = avoids(position, line.am, answer);
     }
-    if (line.c0.find('=') != std::string::npos) add_points(position, line.c0, answer, score);
+    if (contains(line.c0, "=")) add_points(position, line.c0, answer, score);
     return score;
 }
 

@@ -219,7 +219,7 @@ int scan_pgn(Position& board) {
     Progress progress{"games read"};
     PgnGame game;
     while (!epd.failed && !interrupted() && next_game(reader)) {
-        if (reader.file.error || (reader.finished && reader.text.size() < SHORTEST_LAST_GAME)) break;
+        if (reader.finished && (reader.file.error || reader.text.size() < SHORTEST_LAST_GAME)) break;
         show_progress(progress, static_cast<std::size_t>(game.game_count));
         game.annotator_eval = 0;  // the scores of a game are its own
         parse_pgn_game(game, reader.text);

@@ -36,8 +36,8 @@ float win_probability(int score);
 // number counts as 0.
 int result_to_score(double g);
 
-// What a network is trained towards, 0..1 for the side to move: a mix of game result and search score. A record
-// without a result carries the score in its place, and so has the score alone.
+// What a network is trained towards, 0..1 for the side to move: a mix of game result and search score. The
+// result field of a position without a game holds a score too.
 float training_target(const TrainingRecord& record, double result_share = TARGET_RESULT_SHARE);
 
 // The position with its labels; sc is clamped to MAX_RECORD_SCORE, ce to 16 bits.

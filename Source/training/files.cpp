@@ -3,6 +3,7 @@
 
 #include "platform/file_ops.h"
 #include "platform/file_path.h"
+#include "platform/output_file.h"
 #include "training/switches.h"
 
 #include <algorithm>
@@ -45,14 +46,8 @@ std::string read_record_file(const std::string& name, std::size_t limit, std::ve
 }
 
 bool write_file_atomically(const std::string& name, std::initializer_list<std::string_view> parts) {
-    const std::string unfinished = name + ".tmp";
-    std::FILE* const file = open_file(unfinished.c_str(), "wb");
-    if (!file) return false;
-    bool written = true;
-    for (const std::string_view part : parts) written &= std::fwrite(part.data(), 1, part.size(), file) == part.size();
-    written &= std::fclose(file) == 0;
-    std::error_code error;
-    if (written) std::filesystem::rename(file_path(unfinished), file_path(name), error);
-    if (!written || error) delete_file(unfinished.c_str());
-    return written && !error;
+    OutputFile file;
+    if (!replace_output(file, name)) return false;
+    for (const std::string_view part : parts) put(file, part);
+    return close_output(file);
 }

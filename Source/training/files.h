@@ -16,5 +16,6 @@ std::size_t room_to_read(const std::string& name);
 // of a record at the end is left out, which the error stream says.
 std::string read_record_file(const std::string& name, std::size_t limit, std::vector<TrainingRecord>& records);
 
-// Writes a file beside `name` first and then renames it, so that there is always a whole one. False on failure.
+// Writes a file beside `name` first and then renames it, so that there is always a whole one. False after one
+// line on the error stream.
 bool write_file_atomically(const std::string& name, std::initializer_list<std::string_view> parts);

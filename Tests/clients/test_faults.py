@@ -83,6 +83,15 @@ def test_full_disk_and_kill_leave_the_older_file(program, name, arguments, file,
     written = path.read_bytes()
     done = subprocess.run(["sh", "-c", 'exec "$@" >&-', "sh", *tool.words([arguments])], stdin=subprocess.DEVNULL)
     assert done.returncode == 0 and path.read_bytes() == written, "words went into the file"
+
+    # A link that leads nowhere yet is written through, too; one that leads to itself is refused.
+    if "mkbook" not in arguments:
+        for place, wanted in (("new place", 0), (file, status)):
+            path.unlink()
+            path.symlink_to(place)
+            errors = tool.run(arguments, status=wanted).errors
+            assert path.is_symlink() and (wanted or path.read_bytes() == written)
+        assert errors.endswith(f"can't create {file}: Too many levels of symbolic links\n")
     assert not list(pathlib.Path().glob("*.new"))
 
 

@@ -24,10 +24,10 @@ enum : int { BIN, EPD, PGN };
 bool GameFiles::write_state() const {
     std::string text = "seed " + std::to_string(seed_) + "\ngames " + std::to_string(games_) + "\n";
     for (int format = 0; format < FORMATS; ++format) {
-        if (known_[format]) text += EXTENSIONS[format] + 1 + (' ' + std::to_string(sizes_[format])) + '\n';
+        if (known_[format]) text += std::string(EXTENSIONS[format] + 1) + ' ' + std::to_string(sizes_[format]) + '\n';
     }
     const std::string name = prefix_ + ".state";
-    return write_file_atomically(name, {text}) || complain_of(name, "cannot be written");
+    return write_file_atomically(name, {text});
 }
 
 // A missing state is that of an empty run.

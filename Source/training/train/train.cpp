@@ -78,8 +78,11 @@ int run_training(const TrainingRequest& request) {
     if (fault.empty()) {
         fault = only_measure ? measure_networks(plan, set.yardstick) : start_state(plan, request.start, set, state);
     }
-    if (!fault.empty()) print_line(fault);
-    if (only_measure || !fault.empty()) return fault.empty() ? 0 : 1;
+    if (!fault.empty()) {
+        print_line(fault);
+        return 1;
+    }
+    if (only_measure) return 0;
     catch_interrupts();
     const bool written = train_epochs(plan, set, state, team, interrupted);
     return written && state.epoch >= plan.epochs ? 0 : 1;

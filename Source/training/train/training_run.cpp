@@ -149,9 +149,8 @@ bool finish_epoch(const TrainingPlan& plan, const TrainingSet& set, const Traini
     std::string report = format_text("epoch %d, held-out loss %.7f, against the search score alone %.7f\n", state.epoch,
                                      error.target, error.score);
     report += format_text(
-        "sums: at most %d of 32767 in any update (%d units scaled down); output weights: at most %d; output sum: at "
-        "most %.3f of "
-        "2^31\n",
+        "sums: at most %d of 32767 in any update (%d units scaled down); output weights: at most %d; "
+        "output sum: at most %.3f of 2^31\n",
         exported.largest_sum, exported.scaled_units, exported.largest_output_weight, exported.output_bound);
     if (exported.output_bound >= 1) report += "warning: the output sum may overflow in extreme positions; use decay\n";
     if (written) report += engine_report(plan, state, set, work, team);
