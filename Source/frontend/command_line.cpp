@@ -179,7 +179,7 @@ constexpr Switch SWITCHES[] = {
          command_line.mode = RunMode::BENCH;
          command_line.bench_on_calling_thread = true;
      }},
-    {TOOLS, "bench", "", "the same to depth 12; the last line is \"N nodes N nps\"", select_mode<RunMode::SHORT_BENCH>},
+    {TOOLS, "bench", "", "the same to depth 13; the last line is \"N nodes N nps\"", select_mode<RunMode::SHORT_BENCH>},
     {TOOLS, "-mkconfig", "", "start up completely and end: checks a configuration", select_mode<RunMode::MAKE_CONFIG>},
     {TOOLS, "-anepd", "FILE", "search every position of an EPD file and score the answers",
      [](Values values, CommandLine& command_line) {

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int USUAL_DEPTH = 17;
-constexpr int SHORT_DEPTH = 12;
+constexpr int SHORT_DEPTH = 13;
 constexpr int DEEPEST_WANTED = 50;  // a depth limit above this was not meant for the benchmark
 constexpr float SECONDS_A_POSITION = 99.0f;
 constexpr double START_SECONDS = 0.01;  // keeps the speed finite

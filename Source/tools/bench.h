@@ -34,5 +34,5 @@ constexpr std::string_view BENCH_POSITIONS[] = {
 // With a poller the searches run on threads of their own while input is polled; without (nullptr) on this thread.
 void run_bench(InputPoller poll);
 
-// The same to depth 12 on this thread, a matter of seconds. Ends with the line that test farms read: "N nodes N nps".
+// The same to depth 13 on this thread, a matter of seconds. Ends with the line that test farms read: "N nodes N nps".
 void run_short_bench();
