@@ -120,14 +120,15 @@ def test_every_file_is_made_once_whatever_is_killed(selfplay):
     assert made == {name: (OUTPUT / name).stat().st_mtime_ns for name in expected}
 
     # A damaged file, a missing one and a manifest that was cut short, on a cluster that was there before.
-    (OUTPUT / "seed-4.bin").write_bytes(expected["seed-4.bin"][:-40])
-    os.remove(OUTPUT / "seed-5.bin")
     manifest = OUTPUT / "manifest.jsonl"
-    last = manifest.read_text().splitlines()[-1]
+    cut = json.loads(manifest.read_text().splitlines()[-1])["file"]
     manifest.write_text(manifest.read_text()[:-30])
+    damaged, missing = [name for name in expected if name != cut][:2]
+    (OUTPUT / damaged).write_bytes(expected[damaged][:-40])
+    os.remove(OUTPUT / missing)
     with distributed.LocalCluster(n_workers=1, processes=False, protocol="tcp://", dashboard_address=":0") as cluster:
         status, output, errors = finish(start(selfplay, "--scheduler", cluster.scheduler_address))
     assert status == 0 and errors.count("missing or damaged") == 2, errors
     check_files(expected)
     remade = {name for name in expected if (OUTPUT / name).stat().st_mtime_ns != made[name]}
-    assert remade == {"seed-4.bin", "seed-5.bin", json.loads(last)["file"]}
+    assert remade == {damaged, missing, cut}
