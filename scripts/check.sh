@@ -8,11 +8,12 @@ MAKE=${MAKE:-make}
 JOBS=${JOBS:-$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)}
 SLOW=10 # times as long as the plain program
 
-sanitized() { # preset, then the ctest arguments that choose its tests
+sanitized() { # preset, what to build, then the ctest arguments that choose the tests
     preset=$1
-    shift
+    targets=$2
+    shift 2
     cmake --preset "$preset" -DTARN_TESTS=ON -DPython3_EXECUTABLE="$PYTHON" &&
-        cmake --build "build/$preset" -j "$JOBS" &&
+        cmake --build "build/$preset" --target $targets -j "$JOBS" &&
         TARN_PATIENCE=$SLOW ctest --test-dir "build/$preset" --output-on-failure -j "$JOBS" --timeout 1200 "$@"
 }
 
@@ -20,8 +21,8 @@ step() {
     case $1 in
     lint) $MAKE -s lint ;;
     # Without the long runs and what counts milliseconds.
-    asan) sanitized asan -E '^(signature|samples|test_(latency|match|selfplay|fleet|tune))$' ;;
-    tsan) sanitized tsan -R '^(search|frontend|test_protocol)$' ;;
+    asan) sanitized asan all -E '^(signature|samples|test_(latency|match|selfplay|fleet|tune))$' ;;
+    tsan) sanitized tsan 'tarn search_tests frontend_tests' -R '^(search|frontend|test_protocol)$' ;;
     fuzz) $MAKE -s fuzz SECONDS=20 ;;
     windows) TARN_PATIENCE=$SLOW $MAKE -s test-windows ;;
     dist) $MAKE -s check-dist ;;
