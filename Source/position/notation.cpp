@@ -248,19 +248,23 @@ bool may_fit(const MoveEntry& entry, const MoveText& typed) {
     return typed.target == NO_SQUARE ? type == PAWN : typed.target == move_to(entry.move);
 }
 
-// Holds every move that the text may mean. A piece's letter and a square leave only that kind's moves there, written to
-// `few`; otherwise it is the whole list.
+// Holds every move that the text may mean. A piece's letter and a square leave only that kind's moves there, a square
+// alone the pawn's push, written to `few`; otherwise it is the whole list.
 std::span<const MoveEntry> moves_to_match(Position& position, const MoveText& typed, MoveEntry* few) {
     constexpr struct {
         char letter;
         MoveEntry* (*generate)(const Position&, int, Bitboard, Bitboard, MoveEntry*);
     } KINDS[] = {{'N', gen_knight_moves}, {'B', gen_bishop_moves}, {'R', gen_rook_moves}, {'Q', gen_queen_moves}};
+    if (typed.target == NO_SQUARE) return entries_of(gen_all(position));
+    const int c = position.side;
+    const Bitboard occ = occupancy(position);
+    const Bitboard target = bit(typed.target);
     for (const auto& kind : KINDS) {
-        if (typed.target == NO_SQUARE || typed.text[0] != kind.letter) continue;
-        const int c = position.side;
-        const Bitboard target = bit(typed.target) & ~position.pieces[c][0];
-        return {few, kind.generate(position, c, target, occupancy(position), few)};
+        if (typed.text[0] != kind.letter) continue;
+        return {few, kind.generate(position, c, target & ~position.pieces[c][0], occ, few)};
     }
+    const bool last_rank = rank_of(typed.target) == 0 || rank_of(typed.target) == 7;
+    if (typed.text.size() == 2 && !last_rank) return {few, gen_pawn_pushes(position, c, target & ~occ, occ, few)};
     return entries_of(gen_all(position));
 }
 
