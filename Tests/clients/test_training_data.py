@@ -233,3 +233,8 @@ def test_pruning_that_cannot_work_is_said(program, tool):
     program.refuses(1, ("-cfg short.cfg -prune_nn set.bin", "no complete network to prune\n"),
                     ("-cfg wide.cfg -prune_nn none.bin", "none.bin has no position to evaluate, nothing was written\n"))
     program.refuses(255, ("-cfg wide.cfg -prune_nn set.bin", "can't write pruned.bin: No space left on device\n"))
+    os.remove("pruned.bin")
+    pathlib.Path("pruned.bin").write_bytes(b"an older network")
+    errors = program.run("-cfg wide.cfg -prune_nn set.bin", status=255, FSIZE=100).errors
+    assert errors == "can't write pruned.bin: File too large\n"
+    assert pathlib.Path("pruned.bin").read_bytes() == b"an older network" and not os.path.exists("pruned.bin.new")
