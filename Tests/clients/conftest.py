@@ -35,10 +35,24 @@ def pytest_addoption(parser):
                      help="the program that is tested (default: TARN_PROGRAM, or build/release/tarn)")
 
 
+@pytest.fixture(scope="session")
+def program_path(request):
+    """The program's file. Where a runner is needed, one program stays for the whole session.
+
+    Wine starts its services with the first program and ends them with the last. A service keeps the error stream of the
+    program that it came with, so that its complaint would be taken for one of that program.
+    """
+    found = (request.config.invocation_params.dir / request.config.getoption("--program")).resolve()
+    staying = Program(found, 600)
+    if os.environ.get("TARN_RUNNER"):
+        staying.start().ready()
+    yield found
+    staying.end()
+
+
 @pytest.fixture
-def program(request, tmp_path, monkeypatch):
-    path = (request.config.invocation_params.dir / request.config.getoption("--program")).resolve()
-    found = Program(path, 120 * PATIENCE)
+def program(program_path, request, tmp_path, monkeypatch):
+    found = Program(program_path, 120 * PATIENCE)
     needs = request.node.get_closest_marker("posix")
     if needs and not found.is_posix:
         pytest.skip("needs " + needs.args[0])
