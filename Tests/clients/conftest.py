@@ -39,8 +39,8 @@ def pytest_addoption(parser):
 def program_path(request):
     """The program's file. Where a runner is needed, one program stays for the whole session.
 
-    Wine starts its services with the first program and ends them with the last. A service keeps the error stream of the
-    program that it came with, so that its complaint would be taken for one of that program.
+    Wine starts its services with the first program and ends them with the last. They inherit the first program's error
+    stream: if that were a test's program, what they write there would look like its messages.
     """
     found = (request.config.invocation_params.dir / request.config.getoption("--program")).resolve()
     staying = Program(found, 600)
