@@ -73,7 +73,12 @@ bool replace_output(OutputFile& output, const std::string& name) {
     if (!can_be_replaced && std::filesystem::exists(std::filesystem::symlink_status(file, error))) {
         return create_output(output, name);
     }
-    return open_beside(output, name, file_name(file));
+    const std::filesystem::perms permissions = std::filesystem::status(file, error).permissions();
+    const bool opened = open_beside(output, name, file_name(file));
+    if (opened && can_be_replaced && !output.target.empty()) {
+        std::filesystem::permissions(file_path(output.target + FRESH_ENDING), permissions, error);
+    }
+    return opened;
 }
 
 bool replace_name(OutputFile& output, const std::string& name) {
@@ -123,4 +128,10 @@ bool close_output(OutputFile& output) {
     if (!output.target.empty()) return end_replacement(output);
     if (output.failed) truncate_file(output.name.c_str(), output.whole);  // a torn item would spoil the rest
     return !output.failed;
+}
+
+bool drop_output(OutputFile& output) {
+    flush_output(output);
+    output.failed = true;
+    return close_output(output);
 }

@@ -37,3 +37,6 @@ bool reopen_output(OutputFile& output);
 // which has then been reported, and the file ends with an earlier item or, where it was to be replaced, is what it was.
 // A file that is not open has nothing to lose.
 bool close_output(OutputFile& output);
+// Closes the file of a run that was broken off: it ends with the last item that was written, or, where it was to be
+// replaced, is what it was. False, as what such a run returns.
+bool drop_output(OutputFile& output);

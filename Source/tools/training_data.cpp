@@ -147,8 +147,11 @@ int bin_to_epd(const char* input_name) {
         put(output, unpacked_line(buffer.records[i], board()));
     }
     end_progress(progress);
-    if (!close_output(output)) return -1;
-    return i == buffer.count ? 0 : report_interrupted(i);
+    if (i < buffer.count && !output.failed) {
+        drop_output(output);
+        return report_interrupted(i);
+    }
+    return close_output(output) ? 0 : -1;
 }
 
 int material_bucket(const Position& position) {

@@ -52,22 +52,47 @@ WHOLE = [("tarn", "-mkbook many.pgn", "tmp_book.bin", 255), ("tarn", "-epd2bin i
          ("tarn_selfplay", f"--endings all.bin KRvKB --count 300 --seed 5 --syzygy {TABLES}", "all.bin", 1)]
 
 
+def write_into_pipe(tool, arguments, file):
+    """A run whose first output is stuck in a small pipe, which stands where it writes, and the pipe."""
+    os.mkfifo(file)
+    pipe = os.open(file, os.O_RDONLY | os.O_NONBLOCK)
+    fcntl.fcntl(pipe, fcntl.F_SETPIPE_SZ, 4096)
+    process = subprocess.Popen(tool.words([arguments]), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.PIPE, text=True)
+    while not select.select([pipe], [], [], 0.05)[0] or not os.read(pipe, 1):
+        assert process.poll() is None, "nothing was written"
+    return process, pipe
+
+
+@pytest.mark.posix("pipes")
+@pytest.mark.parametrize("name, arguments, file, status", [run for run in WHOLE if re.search("bin2epd|vary|endings", run[1])])
+def test_interrupt_leaves_the_older_file(program, name, arguments, file, status):
+    path, fresh = pathlib.Path(file), pathlib.Path(file + ".new")
+    write_inputs()
+    pathlib.Path("data.bin").write_bytes(pathlib.Path("data.bin").read_bytes() * 10)
+    path.write_bytes(OLD)
+    process, pipe = write_into_pipe(programs(program)[name], arguments.replace("300", "3000"), fresh)
+    process.send_signal(signal.SIGINT)
+    with os.fdopen(pipe, "rb") as rest:
+        while process.poll() is None:
+            select.select([rest], [], [], 0.05)
+            rest.read()
+    assert process.returncode == 1 and "interrupted" in process.stderr.read()
+    assert path.is_file() and path.read_bytes() == OLD and not fresh.exists()
+
+
 @pytest.mark.posix("limits of files, pipes")
 @pytest.mark.parametrize("name, arguments, file, status", WHOLE)
 def test_full_disk_and_kill_leave_the_older_file(program, name, arguments, file, status):
     tool, path, fresh = programs(program)[name], pathlib.Path(file), pathlib.Path(file + ".new")
     write_inputs()
     path.write_bytes(OLD)
+    path.chmod(0o640)
     errors = tool.run(arguments, status=status, FSIZE=100).errors
     assert errors.endswith(f"can't write {file}: File too large\n") and path.read_bytes() == OLD and not fresh.exists()
 
     # What is written goes into a small pipe that nobody empties.
-    os.mkfifo(fresh)
-    pipe = os.open(fresh, os.O_RDONLY | os.O_NONBLOCK)
-    fcntl.fcntl(pipe, fcntl.F_SETPIPE_SZ, 4096)
-    process = subprocess.Popen(tool.words([arguments]), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
-    while not select.select([pipe], [], [], 0.05)[0] or not os.read(pipe, 1):
-        assert process.poll() is None, "nothing was written"
+    process, pipe = write_into_pipe(tool, arguments, fresh)
     process.kill()
     assert process.wait() == -signal.SIGKILL
     os.close(pipe)
@@ -80,6 +105,7 @@ def test_full_disk_and_kill_leave_the_older_file(program, name, arguments, file,
     tool.run(arguments)
     assert len(path.read_bytes()) > 4096 and path.is_symlink() == ("mkbook" not in arguments)
     assert path.is_symlink() or pathlib.Path("elsewhere").read_bytes() == OLD
+    assert "mkbook" in arguments or path.stat().st_mode & 0o777 == 0o640
     written = path.read_bytes()
     done = subprocess.run(["sh", "-c", 'exec "$@" >&-', "sh", *tool.words([arguments])], stdin=subprocess.DEVNULL)
     assert done.returncode == 0 and path.read_bytes() == written, "words went into the file"

@@ -152,7 +152,7 @@ bool write_ending(const Ending& ending, std::uint64_t count, Random random, Outp
     using Number = unsigned long long;
     std::printf("%s: %llu written, %llu won, %llu drawn, %llu lost\n", ending.name.c_str(), Number{written},
                 Number{won}, Number{written - won - lost}, Number{lost});
-    return good;
+    return good && !interrupted();
 }
 
 }  // namespace
@@ -171,5 +171,6 @@ bool write_endings(const SelfplayOptions& options) {
     for (std::size_t i = 0; i < endings.size() && good; ++i) {
         good = write_ending(endings[i], options.count, random_stream(options.seed, 0, i), output);
     }
-    return close_output(output) && good;
+    if (interrupted()) complain_of(options.endings_output, "interrupted, nothing was stored");
+    return good ? close_output(output) : drop_output(output);
 }

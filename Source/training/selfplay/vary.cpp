@@ -77,7 +77,7 @@ bool vary_file(const SelfplayOptions& options, const std::string& name, Random r
         if (counts.read % PROGRESS_STEP == 0) show_progress(progress, counts.read);
     }
     end_progress(progress);
-    return good;
+    return good && !interrupted();
 }
 
 }  // namespace
@@ -97,7 +97,7 @@ bool vary_records(const SelfplayOptions& options) {
     for (std::size_t i = 0; i < options.inputs.size() && good; ++i) {
         good = vary_file(options, options.inputs[i], random_stream(options.seed, 0, i), output, counts);
     }
-    good &= close_output(output);
     std::printf("%zu read, %zu damaged, %zu written\n", counts.read, counts.damaged, counts.written);
-    return good;
+    if (interrupted()) complain_of(options.vary_output, "interrupted, nothing was stored");
+    return good ? close_output(output) : drop_output(output);
 }
