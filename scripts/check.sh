@@ -21,7 +21,7 @@ step() {
     case $1 in
     lint) $MAKE -s lint ;;
     # Without the long runs and what counts milliseconds.
-    asan) sanitized asan all -E '^(signature|samples|test_(latency|match|selfplay|fleet|tune))$' ;;
+    asan) sanitized asan all -E '^(signature|samples|test_(latency|match|selfplay|fleet|generations|tune))$' ;;
     # Without the longest searches; others have several threads too.
     tsan)
         export GTEST_FILTER='-FirstIteration.*:Search.published*'
