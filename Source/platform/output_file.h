@@ -38,5 +38,5 @@ bool reopen_output(OutputFile& output);
 // A file that is not open has nothing to lose.
 bool close_output(OutputFile& output);
 // Closes the file of a run that was broken off: it ends with the last item that was written, or, where it was to be
-// replaced, is what it was. False, as what such a run returns.
+// replaced, is what it was. Always false.
 bool drop_output(OutputFile& output);

@@ -171,6 +171,6 @@ bool write_endings(const SelfplayOptions& options) {
     for (std::size_t i = 0; i < endings.size() && good; ++i) {
         good = write_ending(endings[i], options.count, random_stream(options.seed, 0, i), output);
     }
-    if (interrupted()) complain_of(options.endings_output, "interrupted, nothing was stored");
+    if (!good && interrupted()) complain_of(options.endings_output, "interrupted, nothing was stored");
     return good ? close_output(output) : drop_output(output);
 }

@@ -98,6 +98,6 @@ bool vary_records(const SelfplayOptions& options) {
         good = vary_file(options, options.inputs[i], random_stream(options.seed, 0, i), output, counts);
     }
     std::printf("%zu read, %zu damaged, %zu written\n", counts.read, counts.damaged, counts.written);
-    if (interrupted()) complain_of(options.vary_output, "interrupted, nothing was stored");
+    if (!good && interrupted()) complain_of(options.vary_output, "interrupted, nothing was stored");
     return good ? close_output(output) : drop_output(output);
 }
