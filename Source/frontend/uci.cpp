@@ -221,11 +221,7 @@ bool run_command(std::span<const Command> commands, std::string_view word, std::
 // While a search is running or requested.
 void search_command(std::string_view word) {
     if (word == "stop") stop_search();
-    if (word == "ponderhit") {
-        std::uint16_t pondering = THINK_PONDER;
-        search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
-        search_control.think_flags.notify_all();
-    }
+    if (word == "ponderhit") ponder_hit();
     for (const Command& command : IDLE_COMMANDS) {
         if (word != command.word) continue;
         print_format("unexpected command %s, stopping Tarn", command.word);

@@ -4,6 +4,7 @@
 #include "frontend/base/program_end.h"
 #include "frontend/base/settings.h"
 #include "platform/console_input.h"
+#include "platform/wait_point.h"
 #include "search/hash_table.h"
 #include "search/info_lines.h"
 #include "search/root_search.h"
@@ -36,6 +37,7 @@ bool create_thread(pthread_t& thread, int detach_state, void* (*entry)(void*), v
 
 // Secondary threads wait for the first iteration at this gate.
 std::atomic<bool> secondary_released{false};
+WaitPoint gate;
 
 void report_failure(const char* what) {
     std::fprintf(stderr, "cannot create %s\n", what);
@@ -64,7 +66,7 @@ void* secondary_entry(void* record) {
     if (!record) return nullptr;
     const int index = static_cast<SearchThread*>(record)->thread_index;
     prepare_thread(index);
-    secondary_released.wait(false, std::memory_order_acquire);
+    wait_until(gate, [] { return secondary_released.load(std::memory_order_acquire); });
     if (!search_control.stop && search_control.root_tb_result == -1) root_search(index);
     return nullptr;
 }
@@ -73,17 +75,6 @@ void report_final_result() {
     refresh_elapsed();
     sum_statistics();
     print_info(0, 1, search_control.result_depth, search_control.score, search_control.best_line);
-}
-
-// While pondering, or analysing without limit, the answer waits for the command that asks for it. Every such command
-// changes think_flags.
-void hold_answer() {
-    for (;;) {
-        const std::uint16_t flags = search_control.think_flags;
-        if ((flags & THINK_STOPPED) || settings.quit) return;
-        if (!(flags & THINK_PONDER) && !search_control.infinite) return;
-        search_control.think_flags.wait(flags);
-    }
 }
 
 // Returns how many threads from 1 on run. A thread that cannot be created ends the search, and the program with it.
@@ -176,7 +167,7 @@ void prepare_thread(int index) {
 
 void release_secondary_threads() {
     secondary_released.store(true, std::memory_order_release);
-    secondary_released.notify_all();
+    tell_waiters(gate);
 }
 
 void poll_and_wait(InputPoller poll, double seconds) {

@@ -27,8 +27,7 @@ constexpr int MAX_ROOT_MOVES = 256;
 struct SearchControl {
     // Flags: set by any thread.
     Relaxed<std::uint8_t> stop = 0;
-    std::atomic<std::uint16_t> think_flags{0};  // changed only by or / compare-exchange / store while idle; commands
-                                                // that change it while a search runs notify who waits on it
+    std::atomic<std::uint16_t> think_flags{0};  // changed only by or / compare-exchange / store while idle
 
     // Limits and clocks: main thread while idle; the fields of time by update_clock on any thread.
     double start_time = 0;                   // monotonic seconds
@@ -82,3 +81,7 @@ extern SearchControl search_control;
 
 // Stops the running search as a command does: it is answered with the best move so far.
 void stop_search();
+// The predicted move was played: a search that ponders goes on as one on the clock. Others are left alone.
+void ponder_hit();
+// While pondering, or analysing without limit, waits until a command asks for the answer.
+void hold_answer();

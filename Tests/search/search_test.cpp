@@ -152,13 +152,9 @@ TEST_F(Search, four_threads_search_until_they_are_stopped) {
     static int polls;
     polls = 0;
     run_search(THINK_PONDER, [] {
-        std::uint16_t pondering = THINK_PONDER;
-        if (++polls == 30) search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
+        if (++polls == 30) ponder_hit();
         // A processor shared with others may reach the secondary threads late.
-        if (polls >= 60 && (search_threads[1]->result_depth > 1 || polls >= 2000)) {
-            search_control.think_flags.fetch_or(THINK_STOPPED);
-            search_control.stop = 1;
-        }
+        if (polls >= 60 && (search_threads[1]->result_depth > 1 || polls >= 2000)) stop_search();
         sleep_milliseconds(1);
         return InputState::HANDLED;
     });
