@@ -142,11 +142,11 @@ class Conversation:
         except EngineDied:
             return rest, self.process.wait(self.patience if seconds is None else seconds)
 
-    def close(self, seconds=5.0):
+    def close(self, seconds=None):
         """Asks the engine to quit, kills it if it does not; returns its exit status (None when it was killed)."""
         try:
             self.send("quit")
-            return self.process.wait(seconds)
+            return self.process.wait(self.patience if seconds is None else seconds)
         except (EngineDied, subprocess.TimeoutExpired):
             return self.kill()
 

@@ -72,14 +72,15 @@ def test_faults_lose_the_game(fault, limit, ponder, ending):
     assert len(bad_ends) == (fault == "rude") and (fault != "sound" or (outcome.replies > 0) == ponder)
 
 
-# The last number: seconds over the clock that are forgiven, since a busy machine may take the processor away for a moment;
-# left alone, no game oversteps. Two engines that think at once with two threads each want four processors.
+# The last number: seconds over the clock that are forgiven, since a busy machine may take the processor away for a moment
+# (PATIENCE says how busy); left alone, no game oversteps. Two engines that think at once with two threads each want four
+# processors.
 @pytest.mark.parametrize("fen, options, chess960, ponder, tolerance", [
     (chess.STARTING_FEN, {}, False, False, 0.25), (chess.STARTING_FEN, {"Threads": "2", "MultiPV": "3"}, False, True, 0.75),
     ("r1bqkbnr/pppp1ppp/2n5/1B2p3/4P3/5N2/PPPP1PPP/RNBQK2R b KQkq - 3 3", {"Use_NN_eval": "false"}, False, False, 0.25),
     ("nrkbbqrn/pppppppp/8/8/8/8/PPPPPPPP/NRKBBQRN w KQkq - 0 1", {}, True, False, 0.25)])
 def test_real_games_have_legal_moves_in_time(program, fen, options, chess960, ponder, tolerance):
-    rules = match.Rules(chess960=chess960, tolerance=tolerance, patience=20.0)
+    rules = match.Rules(chess960=chess960, tolerance=tolerance * PATIENCE, patience=20.0)
     outcome, bad_ends = play_game([shlex.join(program.command)] * 2, "0.3+0.01", ponder, rules, fen, {"Hash": "8", **options})
     assert not outcome.culprit and not bad_ends and (outcome.replies > 0) == ponder
 
