@@ -42,10 +42,11 @@ TEST_F(FirstIteration, every_limit_ends_it) {
     }
 }
 
-// The quiescence search of this root ends, no root move is scored in time: the first move of its line is the answer,
-// which `depth 0` tells as well.
+// The quiescence search of this root ends after 51,427 nodes, no root move is scored in a million: the first move of
+// its line is the answer, which `depth 0` tells as well. The evaluation is the one that no new network changes.
 TEST_F(FirstIteration, answers_with_the_quiescence_move_when_no_move_is_scored) {
-    const std::string fen = "2B3qN/Kn1r2R1/nn2Qb2/2RQ1qRN/b1r1nRQ1/Q2q1n2/2R2q1r/2QNkr1R b - -";
+    const std::string fen = "2B3qN/Kn1r4/nn2Qb2/2R2qRN/b1r1nRQ1/Q2q1n2/2R2q1r/2QNkr1R b - -";
+    settings.use_nn = 0;
     set_game(fen);
     search_to_depth(0);
     const Move expected = search_control.best_line[1];
