@@ -167,7 +167,7 @@ void prepare_thread(int index) {
 
 void release_secondary_threads() {
     secondary_released.store(true, std::memory_order_release);
-    tell_waiters(gate);
+    notify_waiters(gate);
 }
 
 void poll_and_wait(InputPoller poll, double seconds) {

@@ -8,7 +8,7 @@ SearchControl search_control;
 
 namespace {
 
-WaitPoint commands;  // where the answer of a search waits for them
+WaitPoint commands;  // hold_answer waits for them
 
 bool answer_is_due() {
     const std::uint16_t flags = search_control.think_flags;
@@ -20,14 +20,14 @@ bool answer_is_due() {
 
 void stop_search() {
     search_control.think_flags.fetch_or(THINK_STOPPED);
-    tell_waiters(commands);
+    notify_waiters(commands);
     search_control.stop = 1;
 }
 
 void ponder_hit() {
     std::uint16_t pondering = THINK_PONDER;
     search_control.think_flags.compare_exchange_strong(pondering, THINK_CLOCK);
-    tell_waiters(commands);
+    notify_waiters(commands);
 }
 
 void hold_answer() {

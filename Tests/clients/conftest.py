@@ -36,7 +36,7 @@ def pytest_addoption(parser):
 
 
 def pytest_collection_modifyitems(items):
-    """A program of another system: what tests only our scripts is left to the system that they run on."""
+    """With a runner, only the tests of the program run: the others test scripts, which no other system changes."""
     if os.environ.get("TARN_RUNNER"):
         items[:] = [item for item in items if "program_path" in item.fixturenames]
 

@@ -72,8 +72,8 @@ def test_faults_lose_the_game(fault, limit, ponder, ending):
     assert len(bad_ends) == (fault == "rude") and (fault != "sound" or (outcome.replies > 0) == ponder)
 
 
-# The last number: seconds over the clock that are forgiven, since a busy machine may take the processor away for a moment
-# (PATIENCE says how busy); left alone, no game oversteps. Two engines that think at once with two threads each want four
+# The last number: seconds over the clock that are forgiven, since a busy machine may take the processor away for a moment;
+# times PATIENCE. On a quiet machine no game oversteps. Two engines that think at once with two threads each want four
 # processors.
 @pytest.mark.parametrize("fen, options, chess960, ponder, tolerance", [
     (chess.STARTING_FEN, {}, False, False, 0.25), (chess.STARTING_FEN, {"Threads": "2", "MultiPV": "3"}, False, True, 0.75),

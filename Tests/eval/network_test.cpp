@@ -113,6 +113,5 @@ TEST_F(NetworkLoading, bounds_of_the_first_layer_count_the_pieces_of_a_position_
         }
     }
     load("embedded");
-    EXPECT_EQ(largest_first_layer_sum(network, 0), 23878);
-    EXPECT_EQ(largest_first_layer_sum(network, SIDE_PIECES), 32743);
+    EXPECT_LE(largest_first_layer_sum(network, SIDE_PIECES), INT16_MAX);
 }
