@@ -106,14 +106,15 @@ def test_games_are_chess_and_records_their_positions(selfplay):
     assert re.findall(r"^(\S+) ([wb]) \S+ \S+ ce (.*)$", pathlib.Path("g.epd").read_text(), re.M) == expected
 
 
-def test_deviations_leave_the_game_and_settle(selfplay):
-    selfplay.run("--output d --games 6 --nodes 60 --seed 5 --format bin,pgn --deviations 2 --deviation-nodes 60 --labels score")
+@pytest.mark.parametrize("source", ["--deviations 2", "--samples 2"])
+def test_deviations_and_samples_leave_the_game_and_settle(selfplay, source):
+    selfplay.run("--output d --games 6 --nodes 60 --seed 5 --format bin,pgn --deviation-nodes 60 --labels score", source)
     records = read_records("d.bin")
     played = {pack(ply.board) for game in games_of("d.pgn") for ply in game.plies}
     off = [record for record in records if record.position not in played]
     assert 300 < len(off) < len(records) and all(record.result == record.sc for record in records)
     assert all(record.board.status() == chess.STATUS_VALID and not record.board.is_check() for record in off)
-    # Random moves hang pieces; what settles is often far from level, unlike the games themselves.
+    # Random and refuted moves hang pieces; what settles is often far from level, unlike the games themselves.
     assert sum(abs(record.sc) >= 200 for record in off) >= 0.3 * len(off)
 
 

@@ -10,7 +10,8 @@
 namespace {
 
 constexpr int MOST_RANDOM_MOVES = 3;
-constexpr int MOST_SETTLING_MOVES = 4;  // a position that is not quiet after so many best moves is given up
+constexpr int MOST_SEARCHED_MOVES = 16;  // the table also has what earlier searches of the game left, far down
+constexpr int MOST_SETTLING_MOVES = 4;   // a position that is not quiet after so many best moves is given up
 
 // Plays best moves until the position is worth keeping; returns their number.
 int settle(const GameMaker& maker, std::vector<TrainingRecord>& records) {
@@ -36,8 +37,10 @@ int settle(const GameMaker& maker, std::vector<TrainingRecord>& records) {
 
 void add_deviations(const GameMaker& maker, Random& random, std::vector<TrainingRecord>& records) {
     settings.node_limit = maker.options.deviation_nodes;
-    for (int i = 0; i < maker.options.deviations; ++i) {
-        int made = make_random_moves(random, MOST_RANDOM_MOVES);
+    for (int i = 0; i < maker.options.samples + maker.options.deviations; ++i) {
+        // Samples come first: the other searches fill the table with trees of their own.
+        int made = i < maker.options.samples ? make_searched_moves(random, MOST_SEARCHED_MOVES)
+                                             : make_random_moves(random, MOST_RANDOM_MOVES);
         if (made > 0) made += settle(maker, records);
         for (; made > 0; --made) unmake_game_move();
     }

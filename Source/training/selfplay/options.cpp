@@ -80,6 +80,8 @@ std::vector<Switch> playing_switches(SelfplayOptions& o) {
          number_in(o.seed, 0, UINT64_MAX)},
         {"--deviations", "N", "at each move, N tries for a position a few random moves off the game (0..16, default 0)",
          number_in(o.deviations, 0, 16)},
+        {"--samples", "N", "at each move, N tries for a position from inside its search (0..16, default 0)",
+         number_in(o.samples, 0, 16)},
         {"--deviation-nodes", "N", "nodes searched for each of these (10..100000000, default 150)",
          number_in(o.deviation_nodes, 10, 100'000'000)},
         {"--labels", "WHAT", "result: of the game (default); score: the search score in its place",

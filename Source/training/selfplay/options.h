@@ -27,6 +27,7 @@ struct SelfplayOptions {
     bool adjudicate_draws = true;
     int adjudicate_share = 75;  // percent of the games in which clear results are adjudicated
     int deviations = 0;         // tries for a position off the game, at each move
+    int samples = 0;            // tries for a position from inside the search, at each move
     std::uint64_t deviation_nodes = 150;
     bool score_labels = false;  // records carry their search score in place of the game's result
     bool write_bin = false;
