@@ -109,6 +109,7 @@ TEST_F(TrainingLines, have_the_labels_of_their_position) {
         {-400, start + " ce 77;", " w KQkq - sc -400;\n"},  // without a result: that of the score, 0.08
         {0, start, ""},                                     // its result is exactly a draw
         {300, start + " gr 0.5;", " w KQkq - ce -300; sc -300; gr 0.5;\n", 1},  // the opponent is to move at the end
+        {100, "#" + start + " gr 1.0;", ""},                                    // a comment
         {100, "4k3/8/8/8/8/8/8/8 w - - gr 1.0;", ""},                           // a king is missing
         {100, "4k3/pppppppp/8/8/8/8/PPPPrPPP/4K3 w - - gr 1.0;", ""},           // in check
         {100, "6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - gr 1.0;", ""},                  // the line ends in mate

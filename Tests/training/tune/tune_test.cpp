@@ -14,8 +14,6 @@ struct Tuner : EvalFixture {
     const std::vector<EvalParams> defaults{eval_params, eval_params + MAX_EVAL_PARAMS};
     std::unique_ptr<TableTrace> trace = std::make_unique<TableTrace>();
 
-    ~Tuner() override { restore(); }
-
     void restore() {
         std::copy(defaults.begin(), defaults.end(), eval_params);
         derive_hce_weights();
