@@ -89,7 +89,7 @@ TEST_F(Pgn, games_are_found_among_all_else) {
 // Four plies a round that come back to where they began: knights out and home.
 TEST_F(Pgn, positions_are_written_with_score_and_result_for_the_side_to_move) {
     std::string plies;
-    for (int i = 0; i < 100; ++i) plies += "Nf3 {+0.10/1} Nf6 {-0.20/1} Ng1 {+0.30/1} Ng8 {-0.40/1} ";
+    for (int i = 0; i < 4; ++i) plies += "Nf3 {+0.10/1} Nf6 {-0.20/1} Ng1 {+0.30/1} Ng8 {-0.40/1} ";
     const std::string after_nf3 = "rnbqkbnr/pppppppp/8/8/8/5N2/PPPPPPPP/RNBQKB1R b KQkq -";
     EXPECT_EQ(scan_text("[Result \"0-1\"] [FEN \"short w -\"] " + plies), 0);
     EXPECT_TRUE(written.starts_with(START + " ce 10; gr 0.0;\n" + after_nf3 + " ce -20; gr 1.0;\n")) << written;
