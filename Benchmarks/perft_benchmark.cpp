@@ -1,21 +1,16 @@
 // Speed of move generation, making and unmaking: perft leaves per second on one core.
 #include "position/perft.h"
 
-#include <benchmark/benchmark.h>
+#include "position/board.h"
 
-#include <memory>
+#include <benchmark/benchmark.h>
 
 namespace {
 
 void perft_leaves(benchmark::State& state, const char* fen, int depth) {
-    init_tables();
-    init_zobrist();
-    const auto game = std::make_unique<GameState>();
-    Position position{};
-    init_game_state(*game, position);
-    set_position(position, fen);
+    Board board(fen);
     std::uint64_t leaves = 0;
-    for (auto _ : state) leaves += perft(position, depth);
+    for (auto _ : state) leaves += perft(board.position, depth);
     state.counters["leaves"] = benchmark::Counter(static_cast<double>(leaves), benchmark::Counter::kIsRate);
 }
 

@@ -3,7 +3,6 @@
 
 #include "frontend/command_line.h"
 
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -42,13 +41,10 @@ TEST_F(Switches, values) {
         EXPECT_EQ(command_line.mode, RunMode::PLAY);
     }
     const std::string name(200, 'n');
-    const std::tuple<const char*, const char*, std::size_t> fields[] = {{"-cfg ", settings.config_file, 143},
-                                                                        {"-o ", settings.output_file, 139},
-                                                                        {"-bin2epd ", command_line.training_file, 140}};
-    for (const auto& [word, field, length] : fields) {
-        apply(word + name);
-        EXPECT_EQ(field, name.substr(0, length)) << "names are cut to their field";
-    }
+    apply("-cfg " + name + " -o " + name + " -bin2epd " + name);  // names are cut to their field
+    EXPECT_EQ(settings.config_file, name.substr(0, 143));
+    EXPECT_EQ(settings.output_file, name.substr(0, 139));
+    EXPECT_EQ(command_line.training_file, name.substr(0, 140));
     apply("-cfg bench -bench");
     EXPECT_EQ(command_line.mode, RunMode::BENCH);
     apply("bench -use_hce");

@@ -52,11 +52,6 @@ TEST_F(Console, games_are_saved_in_the_short_form) {
         saved += std::string("[Event \"Unknown\"]\n") + c.saved;
         EXPECT_EQ(read("tmp.pgn"), saved);
     }
-}
-
-TEST_F(Console, a_game_that_cannot_be_saved_is_told_on_the_error_stream) {
-    std::filesystem::create_directory("tmp.pgn");
-    EXPECT_EQ(errors([] { run("save"); }), "can't create tmp.pgn: Is a directory\n");
     run("fen 8/8/8/8/8/8/8/8 w - -");
     EXPECT_EQ(errors([] { run("save game.pgn"); }), "illegal position, nothing was saved\n");
 }

@@ -68,7 +68,7 @@ TEST_F(Options, configuration_lines) {
     write("test.cfg",
           "# Hash = 4\nMultiPV = 7\r\nThreads=2# two\nOwnBook =    true\n  Contempt = 20\nMoveOverhead 30\na=\n"
           "OwnBook_File = my book.bin # the book\n" +
-              std::string(300, '#') + "\nPonder" + std::string(250, ' ') + "= false\nSelectivity = 90");
+              std::string(4096, '#') + "Threads = 9\nPonder" + std::string(250, ' ') + "= false\nSelectivity = 90");
     std::strcpy(settings.config_file, "test.cfg");
     EXPECT_EQ(printed([] { load_config(); }),
               "info string loading parameters from test.cfg\n"

@@ -29,11 +29,6 @@ inline std::string small_network() {
     return {reinterpret_cast<const char*>(values), sizeof values};
 }
 
-inline void start_engine() {
-    copy_text(settings.nn_file, fuzz_folder().write("small.nn", small_network()));
-    FUZZ_CHECK(bring_up({.hash_mb = SMALL_HASH_MB, .network = true}) == BringUp::READY, "start");
-}
-
 // Files that commands can name, and none that earlier inputs left.
 inline void fill_folder() {
     const TempFolder& folder = fuzz_folder();
@@ -55,8 +50,11 @@ inline void renew_threads() {
 
 // The state after start-up, whatever the input before did.
 inline void reset_engine() {
-    static const bool started = (start_engine(), true);
-    (void)started;
+    static const BringUp start = [] {
+        copy_text(settings.nn_file, fuzz_folder().write("small.nn", small_network()));
+        return bring_up({.hash_mb = SMALL_HASH_MB, .network = true});
+    }();
+    FUZZ_CHECK(start == BringUp::READY, "start");
     close_log();
     if (search_control.start_time != 0) renew_threads();
     const bool other_size = settings.hash_mb != SMALL_HASH_MB;
@@ -76,9 +74,8 @@ inline void reset_engine() {
 // end the program.
 inline bool is_harmless(std::string_view line) {
     const auto has = [line](std::string_view part) { return contains(line, part); };
-    const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
     if (has("NN_File")) return false;
-    if (has("Hash") && std::ranges::count_if(line, is_digit) > 1) return false;
+    if (has("Hash") && std::ranges::count_if(line, [](char c) { return c >= '0' && c <= '9'; }) > 1) return false;
     if ((has("File") || has("Path") || has("load") || has("save")) && line.find_first_of("/:;") != line.npos)
         return false;
     std::string_view words = line;

@@ -44,6 +44,15 @@ inline const TempFolder& fuzz_folder() {
     return folder;
 }
 
+constexpr const char* EVALUATED_POSITIONS[] = {
+    START_FEN,
+    "r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/1QN1PN2/P4PPP/R1B1KB1R w KQ -",
+    "8/1P3k2/5p2/2p2P1p/p1P4P/2K3P1/8/4b2B w - -",
+    "4r1k1/1q3p1p/6p1/3R4/8/5Q2/5PPP/6K1 b - -",
+    "6k1/3P4/2N1p1q1/1p2Pp2/1P1n1Pp1/p5P1/P2p3P/3R2K1 b - -",
+    "QQQQQQQ1/QQQQQQQQ/8/4K3/8/1k6/8/8 b - -",
+};
+
 inline void check_consistency(const Position& position) {
     FUZZ_CHECK(inconsistency(position).empty(), inconsistency(position) + " of " + position_to_fen(position, true));
 }

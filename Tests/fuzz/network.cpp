@@ -13,20 +13,13 @@ constexpr std::size_t HEADER_BYTES = 24;
 constexpr std::size_t LARGEST_FILE = 300000;
 constexpr int LARGEST_SCORE = 2500;
 
-constexpr const char* POSITIONS[] = {
-    START_FEN,
-    "r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/1QN1PN2/P4PPP/R1B1KB1R w KQ -",
-    "8/1P3k2/5p2/2p2P1p/p1P4P/2K3P1/8/4b2B w - -",
-    "QQQQQQQ1/QQQQQQQQ/8/4K3/8/1k6/8/8 b - -",
-};
-
 void check_range(int score) {
     FUZZ_CHECK(score >= -LARGEST_SCORE && score <= LARGEST_SCORE, std::to_string(score));
 }
 
 void check_scores(NetworkState& state) {
     static Board board;
-    for (const char* fen : POSITIONS) {
+    for (const char* fen : EVALUATED_POSITIONS) {
         set_position(board.position, fen);
         const int fresh = nn_evaluate(state, board.position, 1);
         check_range(fresh);

@@ -1,4 +1,5 @@
-// PGN: a file is cut into games, their moves are played, and the games become EPD lines.
+// PGN: a file is cut into games, their moves are played, and the games become EPD lines. Whatever the input holds, a
+// good game behind it comes through.
 #include "fuzz/fuzz.h"
 
 #include "tools/epd.h"
@@ -6,6 +7,12 @@
 #include "tools/pgn_reader.h"
 
 namespace {
+
+constexpr const char* GOOD_GAME =
+    "\n\n[Event \"the good game behind the damage\"]\n[Result \"1-0\"]\n"
+    "[FEN \"4k3/8/8/8/8/8/4P3/4K3 w - -\"]\n\n1. e4\n";
+constexpr const char* GOOD_LINES =
+    "4k3/8/8/8/8/8/4P3/4K3 w - - ce 0; gr 1.0;\n4k3/8/8/8/4P3/8/8/4K3 b - e3 ce 0; gr 0.0;\n";
 
 void play_game(const PgnGame& game, Board& board) {
     set_position(board.position, start_of_game(game));
@@ -36,13 +43,17 @@ FUZZ_TARGET(pgn) {
     static Board board;
     static PgnGame game;
     game = {};
-    const std::string name = fuzz_folder().write("games.pgn", std::string(input));
+    const std::string name = fuzz_folder().write("games.pgn", std::string(input) + GOOD_GAME);
+    std::string lines;
     PgnReader reader;
     FUZZ_CHECK(open_pgn(reader, name.c_str()), name);
     while (next_game(reader)) {
         FUZZ_CHECK(reader.text.size() <= MAX_GAME_TEXT && reader.header <= reader.text.size(), reader.text);
+        game.annotator_eval = 0;
         parse_pgn_game(game, reader.text);
         play_game(game, board);
-        check_lines(game_to_epd(game, board.position));
+        lines = game_to_epd(game, board.position);
+        check_lines(lines);
     }
+    FUZZ_CHECK(lines == GOOD_LINES, lines);
 }

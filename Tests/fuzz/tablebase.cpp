@@ -22,18 +22,6 @@ struct TableFile {
     std::vector<std::string> positions;  // those of the tests that need the file
 };
 
-// Both ways to name the table of a position.
-bool is_table_of(const std::string& name, const std::string& fen) {
-    std::string sides[2];
-    for (const char letter : std::string("KQRBNP")) {
-        for (const char piece : fen.substr(0, fen.find(' '))) {
-            if (std::toupper(piece) == letter) sides[piece == letter ? WHITE : BLACK] += letter;
-        }
-    }
-    return name.starts_with(sides[WHITE] + 'v' + sides[BLACK] + '.') ||
-           name.starts_with(sides[BLACK] + 'v' + sides[WHITE] + '.');
-}
-
 void use_folder() {
     copy_text(settings.syzygy_path, ".");
     tb_init();
@@ -47,19 +35,21 @@ std::vector<TableFile> copy_tables() {
         const std::string name = entry.path().filename().string();
         if (name.ends_with(".tsv")) continue;
         std::filesystem::copy_file(entry.path(), folder.path / name);
-        if (entry.file_size() <= LARGEST_FILE) files.push_back({name, folder.read(name), WDL_TABLE, {}, {}});
+        const TableKind kind = name.ends_with('z') ? DTZ_TABLE : WDL_TABLE;
+        if (entry.file_size() <= LARGEST_FILE) files.push_back({name, folder.read(name), kind, {}, {}});
     }
     std::ranges::sort(files, {}, &TableFile::name);
     use_folder();
-    for (TableFile& file : files) {
-        if (file.name.ends_with('z')) file.kind = DTZ_TABLE;
-        for (const auto& row : read_rows(data_file("syzygy/oracle.tsv"))) {
-            if (is_table_of(file.name, row[0])) file.positions.push_back(row[0]);
+    for (const auto& row : read_rows(data_file("syzygy/oracle.tsv"))) {
+        const Board board(row[0]);
+        const TableEntry* const entry = find_table(material_key(make_probe_position(board.position), WHITE));
+        for (TableFile& file : files) {
+            if (!entry || !file.name.starts_with(entry->name + '.')) continue;
+            file.material = entry->material;
+            file.positions.push_back(row[0]);
         }
-        FUZZ_CHECK(!file.positions.empty(), file.name);
-        const Board board(file.positions[0]);
-        file.material = find_table(material_key(make_probe_position(board.position), WHITE))->material;
     }
+    for (const TableFile& file : files) FUZZ_CHECK(!file.positions.empty(), file.name);
     return files;
 }
 

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <algorithm>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,7 +22,7 @@ struct Output : testing::Test {
 };
 
 TEST_F(Output, no_line_is_cut) {
-    for (const std::size_t size : {0, 1, 255, 256, 1023, 1024, 100000}) {
+    for (const std::size_t size : {0, 1023, 1024, 100000}) {
         const std::string text(size, 'x');
         testing::internal::CaptureStdout();
         print_line(text);
@@ -36,20 +36,19 @@ TEST_F(Output, lines_of_many_threads_stay_whole) {
     settings.log = 1;
     open_log();
     testing::internal::CaptureStdout();
-    std::multiset<std::string> expected;
+    const std::string lines[] = {std::string(60, 'a'), std::string(60, 'b'), std::string(60, 'c')};
     std::vector<std::thread> threads;
-    for (const char letter : {'a', 'b', 'c', 'd'}) {
-        const std::string line(60, letter);
-        for (int i = 0; i < 500; ++i) expected.insert(line);
-        threads.emplace_back([line] {
-            for (int i = 0; i < 500; ++i) print_line(line);
+    for (const std::string& line : lines) {
+        threads.emplace_back([&line] {
+            for (int i = 0; i < 30'000; ++i) print_line(line);
         });
     }
     for (std::thread& thread : threads) thread.join();
     folder.write("copy.txt", testing::internal::GetCapturedStdout());
     for (const char* file : {"copy.txt", "tarn.log"}) {
-        const std::vector<std::string> lines = read_lines(file);
-        EXPECT_EQ(std::multiset<std::string>(lines.begin(), lines.end()), expected) << file;
+        const std::vector<std::string> found = read_lines(file);
+        EXPECT_EQ(found.size(), 90'000u) << file;
+        for (const std::string& line : lines) EXPECT_EQ(std::ranges::count(found, line), 30'000) << file;
     }
 }
 
@@ -61,7 +60,6 @@ TEST_F(Output, log_takes_lines_and_commands_only_while_it_is_on) {
     EXPECT_EQ(settings.log, 0);
     std::filesystem::remove("tarn.log");
     folder.write("tarn.log", "an older log\n");
-    print_line("before");
     log_command("not open");
     settings.log = 2;
     open_log();
@@ -73,6 +71,6 @@ TEST_F(Output, log_takes_lines_and_commands_only_while_it_is_on) {
     log_command("silent");
     settings.log = 1;
     print_format("%s", "two");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "log file in use.\nbefore\none\nsilent\ntwo\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "log file in use.\none\nsilent\ntwo\n");
     EXPECT_EQ(folder.read("tarn.log"), "one\nCMD: go depth 3\ntwo\n");
 }

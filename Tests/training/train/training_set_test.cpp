@@ -37,9 +37,10 @@ TEST_F(TrainingSetTest, the_position_alone_decides_what_is_held_out) {
     };
     const std::set<std::string> small = boards(0.05), large = boards(0.2);
     EXPECT_TRUE(std::ranges::includes(large, small));
-    const std::size_t sizes[] = {small.size(), large.size(), boards(0.02, 500).size(), boards(0.02, 5000).size()};
-    const int expected[] = {95, 380, 500, 950};  // shares of 1900; at least so many; at most half
-    for (int i = 0; i < 4; ++i) EXPECT_NEAR(expected[i], static_cast<int>(sizes[i]), 0.1 * expected[i] + 30) << i;
+    // Shares of 1900; at least so many; at most half.
+    const std::pair<int, std::size_t> sizes[] = {
+        {95, small.size()}, {380, large.size()}, {500, boards(0.02, 500).size()}, {950, boards(0.02, 5000).size()}};
+    for (const auto& [expected, size] : sizes) EXPECT_NEAR(expected, size, 0.1 * expected + 30);
     std::reverse(all.begin(), all.end());
     for (TrainingRecord& r : all) r.sc = static_cast<std::int16_t>(-r.sc);
     EXPECT_EQ(small, boards(0.05));
