@@ -72,6 +72,15 @@ TEST_F(TrainerTest, gradients_equal_differences_of_the_loss) {
     }
 }
 
+TEST_F(TrainerTest, a_small_data_set_is_learnt_by_heart) {
+    state = make_training_state(128);
+    randomise(state.model, 1);
+    fill_work(300);
+    EXPECT_GT(evaluate_batch(state.model, work, team), 0.05);
+    for (int i = 0; i < 400; ++i) train_batch(state, work, {Loss::SQUARED, true, 0.004, 0}, team);
+    EXPECT_LT(evaluate_batch(state.model, work, team), 0.0001);
+}
+
 // The one run has one thread. The other has three, and is stopped four times to go on from its checkpoint.
 TEST_F(TrainerTest, a_resumed_run_equals_an_uninterrupted_one_bit_for_bit) {
     const TrainingPlan whole = small_plan("whole.nn"), parts = small_plan("parts.nn");
