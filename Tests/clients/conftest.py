@@ -1,5 +1,5 @@
 """Fixtures of the client tests. `program` runs the program that is tested and starts conversations with it, `tarn` is a
-conversation over UCI. A test that has one of them works in an empty folder.
+conversation over UCI, `selfplay` runs the generator. A test that has one of them works in an empty folder.
 
     python -m pytest Tests/clients/test_books.py --program build/dev/tarn -k depths
 
@@ -63,3 +63,8 @@ def program(program_path, request, tmp_path, monkeypatch):
 @pytest.fixture
 def tarn(program):
     return program.start()
+
+
+@pytest.fixture
+def selfplay(program):
+    return program.beside("tarn_selfplay")
