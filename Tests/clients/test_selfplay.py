@@ -217,9 +217,10 @@ def test_merging_keeps_every_position_once_and_holds_out_whole_stretches(selfpla
         board.set_piece_map({0: chess.Piece(chess.KING, chess.WHITE), 63: chess.Piece(chess.KING, chess.BLACK),
                              **dict.fromkeys(pawns, chess.Piece(chess.PAWN, chess.WHITE))})
         records.append(pack(board, 7, 1, 2))
-    no_kings, no_such_square, pawn_on_rank_1 = bytes(40), records[0][:33] + b"\x41" + bytes(6), b"\1" + records[0][1:]
+    good = records[0]
+    no_kings, no_such_square, pawn_on_c1 = bytes(40), good[:33] + b"\x41" + bytes(6), good[:1] + b"\1" + good[2:]
     again = [record[:34] + struct.pack("<hhh", -7, 3, 4) for record in records[:50]]
-    pathlib.Path("one.bin").write_bytes(b"".join([*records[:400], no_kings, no_such_square, pawn_on_rank_1]))
+    pathlib.Path("one.bin").write_bytes(b"".join([*records[:400], no_kings, no_such_square, pawn_on_c1]))
     pathlib.Path("two.bin").write_bytes(b"".join(again + records[400:]) + b"\1\2\3")
 
     def merge(seed):
