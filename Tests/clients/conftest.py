@@ -1,5 +1,5 @@
 """Fixtures of the client tests. `program` runs the program that is tested and starts conversations with it, `tarn` is a
-conversation over UCI. A test that has one of them works in an empty folder.
+conversation over UCI, `selfplay` runs the generator. A test that has one of them works in an empty folder.
 
     python -m pytest Tests/clients/test_books.py --program build/dev/tarn -k depths
 
@@ -8,7 +8,6 @@ TARN_RUNNER is the command that runs a program of another system, "wine".
 """
 import os
 import pathlib
-import re
 
 import pytest
 
@@ -16,18 +15,12 @@ from uci_client import Program
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 DATA = ROOT / "Tests" / "data"
-GUIDE = (ROOT / "docs" / "users-guide.md").read_text("utf-8")
 PATIENCE = float(os.environ.get("TARN_PATIENCE", "1"))
 LATENCY = 0.5 * PATIENCE  # seconds in which a program answers that has nothing else to do
 
 
 def count(lines, start):
     return sum(line.startswith(start) for line in lines)
-
-
-def first_column(text):
-    """That of the tables of a document."""
-    return " ".join(re.findall(r"^\| (.*?) \|", text, re.MULTILINE))
 
 
 def pytest_addoption(parser):
@@ -70,3 +63,8 @@ def program(program_path, request, tmp_path, monkeypatch):
 @pytest.fixture
 def tarn(program):
     return program.start()
+
+
+@pytest.fixture
+def selfplay(program):
+    return program.beside("tarn_selfplay")

@@ -22,32 +22,28 @@ def record_move(board, move):
 
 
 # Writes random games that share their openings; returns for each (key, move) of the usable ones the numbers [wins,
-# losses, draws] of the side that played it. A line of moves is entered whole when it begins within 36 plies.
+# losses, draws] of the side that played it. A line of moves, here of five, is entered whole when it begins within 36
+# plies.
 def write_games(path, games, choice):
-    popular, statistics = {}, collections.defaultdict(lambda: [0, 0, 0])
-    with open(path, "w", encoding="ascii") as file:
-        for _ in range(games):
-            result = choice.choices(["1-0", "0-1", "1/2-1/2", "*"], [40, 30, 30, 4])[0]
-            trouble = choice.choices(["", f'[FEN "{chess.STARTING_FEN}"]\n', "\nKe3\n"], [92, 4, 4])[0]
-            file.write(f'[Event "?"]\n[Result "{result}"]\n{trouble}\n')
-            board = chess.Board()
-            while board.ply() < 50 and any(board.legal_moves):
-                is_entered = board.ply() < 36 and not trouble and result != "*"
-                for _ in range(min(choice.randint(1, 14), 50 - board.ply())):
-                    key = chess.polyglot.zobrist_hash(board)
-                    # Three moves in each position, castling before others and the first of them most.
-                    if key not in popular:
-                        popular[key] = sorted(board.legal_moves, key=lambda m: (not board.is_castling(m), choice.random()))[:3]
-                    if not (moves := popular[key]):
-                        break
-                    move = moves[min(int(choice.expovariate(3.5)), len(moves) - 1)]
-                    won = (result == "1-0") == (board.turn == chess.WHITE)
-                    if is_entered:
-                        statistics[key, record_move(board, move)][2 if result == "1/2-1/2" else 0 if won else 1] += 1
-                    file.write(board.san(move).replace("#", "+") + " ")  # the builder does not read mate signs
-                    board.push(move)
-                file.write("\n")
-            file.write(f"{result}\n\n")
+    popular, statistics, text = {}, collections.defaultdict(lambda: [0, 0, 0]), ""
+    for _ in range(games):
+        result = choice.choices(["1-0", "0-1", "1/2-1/2", "*"], [40, 30, 30, 4])[0]
+        trouble = choice.choices(["", f'[FEN "{chess.STARTING_FEN}"]\n', "\nKe3\n"], [92, 4, 4])[0]
+        text += f'[Event "?"]\n[Result "{result}"]\n{trouble}\n'
+        board = chess.Board()
+        while board.ply() < 50 and any(board.legal_moves):
+            key = chess.polyglot.zobrist_hash(board)
+            # Three moves in each position, castling before others and the first of them most.
+            if key not in popular:
+                popular[key] = sorted(board.legal_moves, key=lambda m: (not board.is_castling(m), choice.random()))[:3]
+            move = popular[key][min(int(choice.expovariate(3.5)), len(popular[key]) - 1)]
+            won = (result == "1-0") == (board.turn == chess.WHITE)
+            if board.ply() < 40 and not trouble and result != "*":
+                statistics[key, record_move(board, move)][2 if result == "1/2-1/2" else 0 if won else 1] += 1
+            text += board.san(move).replace("#", "+") + (" " if board.ply() % 5 < 4 else "\n")  # mate signs are not read
+            board.push(move)
+        text += f"\n{result}\n\n"
+    pathlib.Path(path).write_text(text, "ascii")
     return statistics
 
 

@@ -5,7 +5,7 @@ import subprocess
 
 import pytest
 
-from conftest import DATA, GUIDE, count, first_column
+from conftest import DATA, count
 from uci_client import EngineSilent
 
 GAMES = """[White "Berta"]\n\n1. d4 *\n\n[White "Carla"]\n\n1. e4 e5 2. Ke3 Nf6\n
@@ -56,17 +56,6 @@ def test_session(program):
         is_skipping = expected == "..."
     assert console.finish() == ([], 0)
     assert pathlib.Path("tmp.pgn").read_text() == '[Event "Unknown"]\ne4 e5 Nf3 Nc6 \n\n'
-
-
-def test_help_lists_what_the_guide_explains(program):
-    guide = GUIDE.split("`help` lists the whole language:")[1].split("\n## ")[0]
-    shown = program.run("-c", text="help\n").output.split("white\n\n")[1]
-    for table, text, others in zip(guide.split("`set` knows:"), shown.split("\nSettings of `set`:\n"), ({"uci"}, set())):
-        names = [line.split()[0] for line in text.splitlines()]
-        # Of the moves "e2e4" and "Nf3" the list has only the form with "move".
-        explained = {name.split()[0] for name in re.findall("`([^`]+)`", first_column(table))} - {"e2e4", "Nf3"}
-        assert sorted(names) == sorted(explained | others)
-        assert all(re.match(r"  \S.{20} \S", line) and len(line) <= 100 for line in text.splitlines())
 
 
 # Perft would take years. What came together with it waits for its end instead.

@@ -1,5 +1,6 @@
 """Self-play over a cluster: whatever is killed or damaged, every seed's file is there once, whole, as the generator alone
 writes it."""
+import contextlib
 import hashlib
 import json
 import os
@@ -19,11 +20,6 @@ psutil = pytest.importorskip("psutil")  # a part of that package
 SEEDS, GAMES, SWITCHES = range(3, 9), 12, "--nodes 50 --random-plies 9"
 OUTPUT = pathlib.Path("out")
 TIMEOUT = 20 * PATIENCE
-
-
-@pytest.fixture
-def selfplay(program):
-    return program.beside("tarn_selfplay")
 
 
 def start(selfplay, *where, switches=SWITCHES):
@@ -52,49 +48,43 @@ def generators(fleet):
     """The running generators that have written games, by their workers."""
     found = {}
     for process in psutil.Process(fleet.pid).children(recursive=True):
-        try:
+        with contextlib.suppress(psutil.Error, ValueError, OSError):  # it has ended, or is no generator
             words = process.cmdline()
-            records = pathlib.Path(words[words.index("--output") + 1] + ".bin")
-            if records.exists() and records.stat().st_size > 0:
+            if os.path.getsize(words[words.index("--output") + 1] + ".bin") > 0:
                 found[process.ppid()] = process
-        except (psutil.Error, ValueError):
-            continue  # it has ended, or is no generator
     return found
 
 
-def files():
-    return sorted(path.name for path in OUTPUT.iterdir())
+def times():
+    """When each seed's file was made."""
+    return {path.name: path.stat().st_mtime_ns for path in OUTPUT.glob("seed-?.bin")}
 
 
 def check_files(expected):
-    assert files() == sorted(["all.bin", "manifest.jsonl", *expected])
+    assert {path.name: path.read_bytes() for path in OUTPUT.glob("seed*")} == expected
     head, *entries = map(json.loads, (OUTPUT / "manifest.jsonl").read_text().splitlines())
     assert head == {"games": GAMES, "switches": SWITCHES.split()}
-    assert sorted(entry["seed"] for entry in entries) == list(SEEDS), "not every seed once"
-    for entry in entries:
-        content = (OUTPUT / entry["file"]).read_bytes()
-        assert content == expected[f"seed-{entry['seed']}.bin"] and entry["records"] * 40 == len(content)
-        assert hashlib.sha256(content).hexdigest() == entry["sha256"]
+    assert sorted(entries, key=lambda entry: entry["seed"]) == [
+        {"seed": seed, "file": name, "records": len(content) // 40, "sha256": hashlib.sha256(content).hexdigest()}
+        for seed, (name, content) in zip(SEEDS, expected.items())], "not every seed once"
 
 
 @pytest.mark.posix("signals")
 def test_every_file_is_made_once_whatever_is_killed(selfplay):
     expected = {}
     for seed in SEEDS:
-        selfplay.run(f"--output alone --seed {seed} --games {GAMES} {SWITCHES}")
-        expected[f"seed-{seed}.bin"] = pathlib.Path("alone.bin").read_bytes()
-        os.remove("alone.bin")
-        os.remove("alone.state")
+        selfplay.run(f"--output seed-{seed} --seed {seed} --games {GAMES} {SWITCHES}")
+        expected[f"seed-{seed}.bin"] = pathlib.Path(f"seed-{seed}.bin").read_bytes()
     assert len(set(expected.values())) == len(SEEDS)
 
     # The run itself is killed: its workers and what they started end.
     fleet = start(selfplay, "--workers", "2")
-    wait_for(fleet, lambda: "seed-3.bin" in files() if OUTPUT.exists() else False)
+    wait_for(fleet, times)
     started = psutil.Process(fleet.pid).children(recursive=True)
     fleet.kill()
     fleet.wait()
     assert not psutil.wait_procs(started, TIMEOUT)[1]
-    kept = {name: (OUTPUT / name).stat().st_mtime_ns for name in expected if (OUTPUT / name).exists()}
+    kept = times()
     (OUTPUT / "seed-8.bin.new").write_bytes(b"half a file")
 
     # A generator is asked to end, which it does well, with fewer games; then a worker is killed.
@@ -109,15 +99,15 @@ def test_every_file_is_made_once_whatever_is_killed(selfplay):
     status, output, _ = finish(fleet)
     assert status == 0 and "6 of 6 files" in output and "2 workers" in output
     check_files(expected)
-    assert len(kept) < len(SEEDS) and all((OUTPUT / name).stat().st_mtime_ns == made for name, made in kept.items())
-    selfplay.run("--merge alone.bin", *(OUTPUT / name for name in sorted(expected)), "--seed 1")
+    made = times()
+    assert kept.items() < made.items()
+    selfplay.run("--merge alone.bin", *expected, "--seed 1")
     assert (OUTPUT / "all.bin").read_bytes() == pathlib.Path("alone.bin").read_bytes()
 
     # Nothing is left to do, and a run with other switches has no place here.
-    made = {name: (OUTPUT / name).stat().st_mtime_ns for name in expected}
     assert finish(start(selfplay, "--scheduler", "tcp://127.0.0.1:1"))[0] == 0
     assert finish(start(selfplay, "--workers", "1", switches="--nodes 60"))[0] == 1
-    assert made == {name: (OUTPUT / name).stat().st_mtime_ns for name in expected}
+    assert made == times()
 
     # A damaged file, a missing one and a manifest that was cut short, on a cluster that was there before.
     manifest = OUTPUT / "manifest.jsonl"
@@ -130,5 +120,4 @@ def test_every_file_is_made_once_whatever_is_killed(selfplay):
         status, output, errors = finish(start(selfplay, "--scheduler", cluster.scheduler_address))
     assert status == 0 and errors.count("missing or damaged") == 2, errors
     check_files(expected)
-    remade = {name for name in expected if (OUTPUT / name).stat().st_mtime_ns != made[name]}
-    assert remade == {damaged, missing, cut}
+    assert {name for name, time in times().items() if time != made[name]} == {damaged, missing, cut}

@@ -2,14 +2,13 @@
 import contextlib
 import os
 import pathlib
-import random
 import re
 import signal
 import subprocess
 
 import pytest
 
-from chess_records import chess, child, plain_fen, read_games
+from chess_records import chess, plain_fen, read_games
 from conftest import DATA
 
 KASPAROV = DATA / "pgn" / "kasparov-deep-blue-1997.pgn"
@@ -35,7 +34,7 @@ def test_scanned_positions_are_those_of_an_independent_reader(program):
         assert found == [line for game in read_games(path) for line in expected_epd(game)] + ["", ""], path.name
 
 
-@pytest.mark.posix("signals and /dev/full")
+@pytest.mark.posix("signals")
 def test_long_runs_end_whole(program):
     pathlib.Path("many.pgn").write_bytes((KASPAROV.read_bytes() + b"\n") * 4000)  # six games
     found = program.interrupt("-scan_pgn many.pgn -o out.epd", file="out.epd")
@@ -46,26 +45,23 @@ def test_long_runs_end_whole(program):
     builder.wait_for(" Creating")
     builder.process.send_signal(signal.SIGINT)
     assert builder.finish()[1] == 1 and pathlib.Path("tmp_book.bin").read_bytes() == b"old book"
-    os.symlink("/dev/full", "full.epd")
-    found = program.run("-scan_pgn many.pgn -o full.epd", status=255)
-    assert "No space left" in found.errors and "read " not in found.output
 
 
 @pytest.mark.posix("a terminal, which shows bytes as they are written")
-@pytest.mark.parametrize("tool, counter", [(["-scan_pgn many.pgn -o out.epd"], "games read"),
-                                           (["-anepd", DATA / "epd" / "bratko-kopec.epd", "-t 0.1"], "positions analysed")])
+@pytest.mark.parametrize("tool, counter", [("-scan_pgn many.pgn -o out.epd", b"games read"),
+                                           (f"-anepd {DATA}/epd/bratko-kopec.epd -t 0.1", b"positions analysed")])
 def test_progress_is_for_terminals(program, tool, counter):
     pathlib.Path("many.pgn").write_bytes((KASPAROV.read_bytes() + b"\n") * 2000)
     master, terminal = os.openpty()
-    done = subprocess.run(program.words(tool), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=terminal)
+    done = subprocess.run(program.words([tool]), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=terminal)
     os.close(terminal)
     shown = b""
     with contextlib.suppress(OSError):  # how Linux tells that the other end is closed
         while part := os.read(master, 65536):  # a terminal hands its output over in pieces
             shown += part
     os.close(master)
-    assert re.search(rf"\r\d+ {counter}", shown.decode()) and shown.endswith(b"\r") and b"\n" not in shown
-    assert counter.encode() not in done.stdout and (b"games" not in shown or done.stdout.endswith(b"\nread 12000 games\n\n"))
+    assert re.match(rb"\r\d+ " + counter, shown) and shown.endswith(b"\r") and b"\n" not in shown
+    assert counter not in done.stdout and program.run(tool).errors == ""
 
 
 # The FEN, without counters, of the board that the command shows.
@@ -138,25 +134,3 @@ def test_saved_games_are_read_by_other_programs(program):
     console.finish()
     game = read_games("frc.pgn")[0]  # with the option on, any game is one of Chess960
     assert game.board().chess960 and game.headers["FEN"] == chess.STARTING_FEN
-
-
-# To their ends or 100 plies: castles when possible, else promotes, else makes any move.
-@pytest.mark.parametrize("fen", [chess.STARTING_FEN, "8/8/8/8/8/1k6/6pp/K7 b - - 0 1",
-                                 "r3k2r/pppq1ppp/2npbn2/2b1p3/2B1P3/2NPBN2/PPPQ1PPP/R3K2R w KQkq - 8 9"])
-def test_games_against_the_console_are_saved_and_read_back(program, fen):
-    choice, board, console = random.Random(5), chess.Board(fen), program.start("-c")
-    console.wait_for("white")
-    console.send("set noise 99999", "set depth 3")
-    ask(console, "new" if fen == chess.STARTING_FEN else "fen " + fen)
-    while not board.is_game_over() and board.ply() < 100:
-        move = max(board.legal_moves, key=lambda m: (board.is_castling(m), bool(m.promotion), choice.random()))
-        board.push(move)
-        assert ask(console, move.uci()[:4] + "=" * bool(move.promotion) + move.uci()[4:]) == plain_fen(board), f"after {move}"
-        if not board.is_game_over():
-            after = {plain_fen(child(board, answer)): answer for answer in board.legal_moves}
-            board.push(after[ask(console, "mv")])
-    console.send("save games.pgn")
-    assert ask(console, "bd") == plain_fen(board), "saving moved the board"
-    check_saved("games.pgn", [board])
-    check_loaded(console, "games.pgn", board)
-    assert "k2r" not in fen or {"e1g1", "e1c1"} & {move.uci() for move in board.move_stack}, "no castling was played"
