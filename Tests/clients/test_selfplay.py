@@ -220,13 +220,15 @@ def test_merging_keeps_every_position_once_and_holds_out_whole_stretches(selfpla
         records.append(pack(board, 7, 1, 2))
     good = records[0]
     no_kings, no_such_square, pawn_on_c1 = bytes(40), good[:33] + b"\x41" + bytes(6), good[:1] + b"\1" + good[2:]
+    king_can_be_taken = pack(chess.Board("4k2R/8/8/8/8/8/8/4K3 w - - 0 1"), 7, 1, 2)
     again = [record[:34] + struct.pack("<hhh", -7, 3, 4) for record in records[:50]]
-    pathlib.Path("one.bin").write_bytes(b"".join([*records[:400], no_kings, no_such_square, pawn_on_c1]))
+    pathlib.Path("one.bin").write_bytes(b"".join([*records[:400], no_kings, no_such_square, pawn_on_c1,
+                                                     king_can_be_taken]))
     pathlib.Path("two.bin").write_bytes(b"".join(again + records[400:]) + b"\1\2\3")
 
     def merge(seed):
         found = selfplay.run(f"--merge all.bin one.bin two.bin --holdout 30 --seed {seed}")
-        assert f"{len(records) + 53} read, 3 damaged, 50 duplicates, {len(records)} left" in found.output
+        assert f"{len(records) + 54} read, 4 damaged, 50 duplicates, {len(records)} left" in found.output
         assert "two.bin: ends within a record" in found.errors
         return [split_records(pathlib.Path(name).read_bytes()) for name in ("all.bin", "all-holdout.bin")]
 

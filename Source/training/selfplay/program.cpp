@@ -191,6 +191,7 @@ int run_selfplay(int count, const char* const* arguments) {
         case SwitchesResult::BAD: return 1;
         case SwitchesResult::RUN: break;
     }
+    build_tables();  // positions are checked for attacks in every mode
     if (!options.merge_output.empty()) return merge_records(options) ? 0 : 1;
     if (options.seed == 0) options.seed = seed_from_clock();
     if (!bring_up_engine(options)) return 1;
