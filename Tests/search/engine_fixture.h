@@ -34,6 +34,7 @@ struct EngineTest : testing::Test {
         settings.level_moves = 1;
         settings.level_time = 1000;
         search_control.infinite = false;
+        search_control.think_flags.store(0);
         search_control.hash_enabled = 1;
         search_clock = monotonic_seconds;
         hash_clear();

@@ -26,7 +26,6 @@ struct HashTableTest : EngineTest {
         search_control.hash_age = 1;  // empty entries count as stale
         search_control.hash_age_step = 1;
     }
-    void TearDown() override { set_position(game_record->position, START_FEN); }
 
     static std::uint64_t key(std::uint32_t high, std::uint32_t low) { return std::uint64_t{high} << 32 | low; }
 
