@@ -3,6 +3,14 @@
 
 using RealBook = BookTest;
 
+TEST_F(RealBook, keys_are_the_published_and_independently_computed_ones) {
+    const auto rows = read_rows(data_file("polyglot/keys.tsv"));
+    ASSERT_EQ(rows.size(), 289u);
+    for (const auto& row : rows) {
+        EXPECT_EQ(book_key(Board(row[0]).position), std::stoull(row[1], nullptr, 16)) << row[0];
+    }
+}
+
 // Rows name castling by the king's destination, books by the rook's square, as the text of Chess960 does.
 TEST_F(RealBook, moves_and_weights_are_those_of_an_independent_reader) {
     settings.chess960 = 1;
