@@ -2,7 +2,6 @@
 // that cannot be played, and completes lines.
 #include "search/hash_table.h"
 
-#include "position/board.h"
 #include "search/engine_fixture.h"
 
 #include <algorithm>
