@@ -86,16 +86,5 @@ struct NetworkFixture : EvalFixture {
     }
     std::string write(const std::string& bytes) const { return folder.write("net.bin", bytes); }
     std::string load(const NetworkFile& file) const { return load(write(file.bytes())); }
-    // A network of zeros but for what the test then writes to network.values.
-    void load_zeros(NetworkFile file = {}) const {
-        file.values.assign(file.full_size(), 0);
-        load(file);
-        ASSERT_TRUE(network.complete);
-    }
-
-    int network_score(std::string_view fen, int ply = 1) {
-        set_position(position, fen);
-        return nn_evaluate(eval->network, position, ply);
-    }
     void load_constant(std::int16_t score) const { load(NetworkFile::of_one_score(score)); }
 };

@@ -10,12 +10,15 @@ using NetworkLoading = NetworkFixture;
 
 TEST_F(NetworkLoading, embedded_and_new_networks_are_whole) {
     EXPECT_EQ(load("embedded"), "info string loaded embedded network\n");
-    EXPECT_EQ(load("new"), "creating new net...\n");
-    EXPECT_TRUE(network.format_id == 757 && network.king_buckets == 2 && network.hidden == 1024);
-    const int score = network_score(START_FEN);
-    EXPECT_LT(std::abs(score), 200) << "a fresh network should know next to nothing";
-    load("new");
-    EXPECT_EQ(network_score(START_FEN), score) << "fresh values differ between loads";
+    set_position(position, START_FEN);
+    int scores[2];
+    for (int& score : scores) {
+        EXPECT_EQ(load("new"), "creating new net...\n");
+        EXPECT_TRUE(network.format_id == 757 && network.king_buckets == 2 && network.hidden == 1024);
+        score = nn_evaluate(eval->network, position, 1);
+    }
+    EXPECT_LT(std::abs(scores[0]), 200) << "a fresh network should know next to nothing";
+    EXPECT_EQ(scores[1], scores[0]) << "fresh values differ between loads";
 }
 
 // Files whose shape is usable load whatever their count says. Others leave no network, without a word; the next search
@@ -78,8 +81,8 @@ TEST_F(NetworkLoading, bounds_of_the_first_layer_count_the_pieces_of_a_position_
     const struct {
         const char* what;
         int unit, bucket, colour;  // 2: both colours
-        int weight[6];             // king, pawn, knight, bishop, rook, queen
-        int bias[2];               // White's and Black's
+        std::int16_t weight[6];    // king, pawn, knight, bishop, rook, queen
+        std::int16_t bias[2];      // White's and Black's
         int squares;               // from a1, those with weights
         int expected[3];           // for 0, 3 and 15 added pieces
     } cases[] = {
@@ -96,20 +99,16 @@ TEST_F(NetworkLoading, bounds_of_the_first_layer_count_the_pieces_of_a_position_
     for (const auto& c : cases) {
         NetworkFile file;
         file.hidden = 24;
-        load_zeros(file);
+        file.values.assign(file.full_size(), 0);
         for (int input = 0; input < 768; ++input) {
             const bool counts = (c.colour == 2 || input / 384 == c.colour) && input % 64 < c.squares;
-            const int type = input % 384 / 64;
-            if (counts) {
-                network.values[(c.bucket * 768 + input) * 24 + c.unit] = static_cast<std::int16_t>(c.weight[type]);
-            }
+            if (counts) file.values[(c.bucket * 768 + input) * 24 + c.unit] = c.weight[input % 384 / 64];
         }
-        for (int half = 0; half < 2; ++half) {
-            network.values[(2 * 768 + 16 + half) * 24 + c.unit] = static_cast<std::int16_t>(c.bias[half]);
-        }
-        for (int i = 0; i < 3; ++i) {
-            constexpr int ADDED[] = {0, 3, SIDE_PIECES};
-            EXPECT_EQ(largest_first_layer_sum(network, ADDED[i]), c.expected[i]) << c.what << ", added " << ADDED[i];
+        for (int half = 0; half < 2; ++half) file.values[(2 * 768 + 16 + half) * 24 + c.unit] = c.bias[half];
+        load(file);
+        int expected = 0;
+        for (const int added : {0, 3, SIDE_PIECES}) {
+            EXPECT_EQ(largest_first_layer_sum(network, added), c.expected[expected++]) << c.what << ", added " << added;
         }
     }
     load("embedded");

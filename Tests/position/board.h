@@ -24,6 +24,14 @@ inline std::vector<Move> legal_moves(Position& position) {
     return moves;
 }
 
+// Plays moves in coordinate notation, separated by spaces, as a GUI's move list is played.
+inline void play_moves(Position& position, const std::string& moves) {
+    for (const std::string& move : split_words(moves)) {
+        make_move(position, parse_uci_move(position, move));
+        position.owner->search_ply = 1;
+    }
+}
+
 struct Board {
     std::unique_ptr<GameState> game = std::make_unique<GameState>();
     Position position{};
@@ -35,12 +43,8 @@ struct Board {
     Board(const Board&) = delete;
 
     std::string fen(bool with_counters = false) const { return position_to_fen(position, with_counters); }
-    // Plays moves in coordinate notation, separated by spaces, as a GUI's move list is played.
     Board& play(const std::string& moves) {
-        for (const std::string& move : split_words(moves)) {
-            make_move(position, parse_uci_move(position, move));
-            game->search_ply = 1;
-        }
+        play_moves(position, moves);
         return *this;
     }
     std::vector<Move> legal() { return legal_moves(position); }

@@ -29,20 +29,6 @@ TEST(Perft, every_published_count_is_met) {
     }
 }
 
-// 2,039 nodes stand two plies above the 4,085,603 leaves, and 1,024 of them lie between two looks at the abort test.
-TEST(Perft, a_stopped_count_counts_nothing_and_leaves_the_board_alone) {
-    static int looks;
-    Board board("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq -");
-    const std::string before = bytes_of(board.position);
-    looks = 0;
-    EXPECT_EQ(perft_until(board.position, 4, [] { return ++looks > 1; }), 4'085'603u);
-    EXPECT_EQ(looks, 1);
-    looks = 0;
-    EXPECT_EQ(perft_until(board.position, 5, [] { return ++looks == 3; }), std::nullopt);
-    EXPECT_EQ(looks, 3) << "the rest of the tree was searched";
-    EXPECT_EQ(bytes_of(board.position), before);
-}
-
 // A locked position whose kings have only one square each never runs out of moves: depth is cut to what the game
 // stack holds instead of overrunning it.
 TEST(Perft, depth_beyond_the_game_stack_is_cut) {

@@ -5,16 +5,13 @@
 #include "eval/evaluate.h"
 #include "frontend/base/settings.h"
 #include "platform/clock.h"
-#include "position/make_move.h"
-#include "position/notation.h"
-#include "position/position.h"
+#include "position/board.h"
 #include "search/engine.h"
 #include "search/hash_table.h"
 #include "search/parallel.h"
 #include "search/search_params.h"
 #include "search/search_thread.h"
 #include "search/time_manager.h"
-#include "shared_data.h"
 
 #include <gtest/gtest.h>
 
@@ -34,6 +31,7 @@ struct EngineTest : testing::Test {
         settings.level_moves = 1;
         settings.level_time = 1000;
         search_control.infinite = false;
+        search_control.think_flags.store(0);
         search_control.hash_enabled = 1;
         search_clock = monotonic_seconds;
         hash_clear();
@@ -42,13 +40,7 @@ struct EngineTest : testing::Test {
 
     static void set_game(const std::string& fen) { ASSERT_EQ(set_position(game_record->position, fen), 0); }
 
-    // Plays moves in coordinate notation on the game record.
-    static void play(const std::string& moves) {
-        for (const std::string& move : split_words(moves)) {
-            make_move(game_record->position, parse_uci_move(game_record->position, move));
-            game_record->game.search_ply = 1;
-        }
-    }
+    static void play(const std::string& moves) { play_moves(game_record->position, moves); }
 
     // Searches run on a clock of 100,000 nodes a second of the main thread, whatever the machine does meanwhile.
     static void use_node_clock() {

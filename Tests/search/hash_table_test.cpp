@@ -2,7 +2,6 @@
 // that cannot be played, and completes lines.
 #include "search/hash_table.h"
 
-#include "position/board.h"
 #include "search/engine_fixture.h"
 
 #include <algorithm>
@@ -26,7 +25,6 @@ struct HashTableTest : EngineTest {
         search_control.hash_age = 1;  // empty entries count as stale
         search_control.hash_age_step = 1;
     }
-    void TearDown() override { set_position(game_record->position, START_FEN); }
 
     static std::uint64_t key(std::uint32_t high, std::uint32_t low) { return std::uint64_t{high} << 32 | low; }
 

@@ -2,7 +2,6 @@
 // comes again. Their order is the signature's affair.
 #include "search/move_picker.h"
 
-#include "position/board.h"
 #include "search/engine_fixture.h"
 
 #include <set>

@@ -1,5 +1,4 @@
 // What the tablebases leave of the root: the moves that keep the result, or the one move by distance to zeroing.
-#include "position/board.h"
 #include "search/engine_fixture.h"
 #include "syzygy/tbprobe.h"
 

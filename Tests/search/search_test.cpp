@@ -1,12 +1,9 @@
 // The searches answer known positions rightly, keep their rules at the edges, and leave nothing behind.
 #include "search/search.h"
 
-#include "position/movegen.h"
 #include "search/engine_fixture.h"
 #include "search/info_lines.h"
-#include "search/move_picker.h"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,22 +59,13 @@ TEST_F(Search, edges_of_a_single_node) {
     EXPECT_EQ(search(thread, WHITE, 80, 5, -100, 100, NODE_CUT, line),
               evaluate(thread.eval, thread.position, WHITE, 80, false));
 
-    // Mate distance: at ply 10 nothing below -9990 or above 9989 is possible.
-    thread.game.search_ply = 10;
-    EXPECT_EQ(search(thread, WHITE, 10, 5, 9989, 9995, NODE_CUT, line), 9989);
+    thread.game.search_ply = 10;  // mate distance: nothing below -9990 is possible
     EXPECT_EQ(search(thread, WHITE, 10, 5, -10000, -9992, NODE_ALL, line), -9990);
 }
 
-// A search that nobody polls for ends by itself; a tool's search on the calling thread has no clock, so that its
-// results do not depend on the machine's speed. The limit of nodes holds, and the game is left alone.
-TEST_F(Search, clock_and_node_limit_hold) {
+// A tool's search has no clock, so that its results do not depend on the machine's speed. It leaves the game alone.
+TEST_F(Search, tools_are_limited_by_nodes) {
     use_node_clock();
-    settings.level_time = 0.2f;
-    settings.depth_limit = 80;
-    run_search(THINK_CLOCK, nullptr);
-    EXPECT_GE(search_threads[0]->nodes, 19'900u);
-    EXPECT_LT(search_threads[0]->nodes, 20'400u);
-    EXPECT_NE(search_control.best_line[1], NULL_MOVE);
     settings.level_time = 0;
     settings.node_limit = 20000;
     search_to_depth(80);
@@ -130,36 +118,18 @@ TEST_F(Search, a_player_held_back_to_a_rating_has_no_helpers) {
     EXPECT_LT(search_control.nodes, 1000u);
 }
 
-// Evaluations out of all bounds: every window opens, none overflows.
-TEST_F(Search, windows_widen_without_bound) {
-    settings.depth_limit = 7;
-    for (const int contempt : {INT16_MAX, INT16_MIN}) {
-        settings.contempt = static_cast<std::int16_t>(contempt);
-        for (const char* fen : {START_FEN, "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -"}) {
-            set_game(fen);
-            run_search(THINK_CLOCK, nullptr);
-            EXPECT_NE(search_control.best_line[1], NULL_MOVE);
-        }
-    }
-    invalidate_eval_caches();
-}
-
-// Threads share the table only; a ponderhit starts the clock, a stop ends all of them.
+// Threads share the table only; a stop ends all of them.
 TEST_F(Search, four_threads_search_until_they_are_stopped) {
     settings.threads = 4;
     settings.level_time = 10;
-    set_game("r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -");
-    static int polls;
-    polls = 0;
-    run_search(THINK_PONDER, [] {
-        if (++polls == 30) ponder_hit();
+    static int polls = 0;
+    run_search(THINK_CLOCK, [] {
         // A processor shared with others may reach the secondary threads late.
-        if (polls >= 60 && (search_threads[1]->result_depth > 1 || polls >= 2000)) stop_search();
+        if (search_threads[1]->result_depth > 1 || ++polls >= 2000) stop_search();
         sleep_milliseconds(1);
         return InputState::HANDLED;
     });
     EXPECT_LT(search_control.elapsed, 9.0f);
-    EXPECT_TRUE(is_legal(game_record->position, BLACK, search_control.best_line[1]));
     sum_statistics();
     EXPECT_GT(search_control.nodes, search_threads[0]->nodes.load());
 }

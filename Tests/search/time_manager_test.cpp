@@ -22,10 +22,6 @@ struct TimeManager : EngineTest {
         search_clock = [] { return now; };
         begin_search();
     }
-    void TearDown() override {
-        control.think_flags.store(0);
-        game_record->game.game_ply = 0;
-    }
 
     static inline double now = 0;  // seconds since the start of the search
 };
