@@ -52,6 +52,7 @@ TEST_F(Switches, values) {
     apply("-bench -train f 5 1");
     EXPECT_TRUE(command_line.mode == RunMode::TRAIN && command_line.training.start == TrainingStart::NETWORK);
     EXPECT_EQ(settings.hash_mb, 0);
+    EXPECT_EQ(printed([&] { apply("-nps 62000"); }), "Elo= 2999\n");
     for (const std::string silly : {"0", "-5", "nan", "word"}) {  // no logarithm of less than 1
         EXPECT_EQ(printed([&] { apply("-nps " + silly); }), "Elo= 850\n") << silly;
     }
