@@ -1,7 +1,7 @@
 // How long a search may run and how fast it may go.
 #pragma once
 
-// What the time of a search is read from, in seconds. Only tests put another clock in its place, while nothing searches.
+// What the time of a search is read from, in seconds. Only tests put in another clock, while nothing searches.
 extern double (*search_clock)();
 
 // rating = 250 L + 850 - 5 L^2 with L the natural logarithm of nodes per second.

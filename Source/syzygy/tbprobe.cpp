@@ -177,7 +177,7 @@ bool repeats(Position& position) {
 }
 
 // The tables do not know the moves played so far. The game is drawn when the position after the move, or after a reply,
-// occurs for the third time, or when the next zeroing move, `value` plies ahead, comes too late for the fifty-move rule.
+// occurs for the third time, or when the next zeroing move, `value` plies ahead, is too late for the fifty-move rule.
 DrawRisk draw_risk(Position& root, Move move, int value, const ProbePosition& child) {
     if (root.rule50 + value > FIFTY_MOVE_PLIES) return MOVE_DRAWS;
     make_move(root, move);
