@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int MOST_RANDOM_MOVES = 3;
-constexpr int MOST_SEARCHED_MOVES = 16;  // the table also has what earlier searches of the game left, far down
+constexpr int MOST_SEARCHED_MOVES = 16;  // earlier searches of the game left entries far below
 constexpr int MOST_SETTLING_MOVES = 4;   // a position that is not quiet after so many best moves is given up
 
 // Plays best moves until the position is worth keeping; returns their number.

@@ -4,7 +4,8 @@
 
 #include "training/selfplay/game.h"
 
-// From the game record's position, which was just searched, as often as the options say: a deviation, one to three
-// random moves, or a sample, a random way down the tree of the search; then best moves until the position is quiet,
-// which is then kept with its search score as score and result. The position is as before afterwards.
+// Adds as many samples and deviations as the options ask for. Both start from the game record's position, which was
+// just searched: a sample goes down the tree of that search at random, a deviation makes one to three random moves.
+// Then best moves follow until the position is quiet. It is kept with its search score as score and result. Afterwards
+// the game record's position is as before.
 void add_deviations(const GameMaker& maker, Random& random, std::vector<TrainingRecord>& records);

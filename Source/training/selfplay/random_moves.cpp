@@ -1,4 +1,4 @@
-// Random moves on the game record, of all moves or of those that were searched.
+// Random moves on the game record: any legal ones, or those that were searched.
 #include "training/selfplay/random_moves.h"
 
 #include "position/make_move.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Makes a random one of the moves that lead to a position of the transposition table. False: there is none.
+// False: the transposition table holds no position after a move.
 bool make_searched_move(Random& random) {
     std::vector<Move> moves = legal_moves(game_record->position);
     for (; !moves.empty(); moves.pop_back()) {

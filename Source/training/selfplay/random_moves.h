@@ -3,14 +3,13 @@
 
 #include "training/random.h"
 
-// Both make moves on the game record and return their number. 0: there is none of the wanted kind that leaves a game to
-// go on, and the position is as before.
-
-// One to `most` moves, each a random legal one. 0 also when the game ended on the way.
+// Makes one to `most` random legal moves on the game record and returns their number. 0: the game ended on the way, and
+// the position is as before.
 int make_random_moves(Random& random, int most);
 
-// At most `most` moves, each drawn from those after which the transposition table knows the position: a random way
-// down the tree of the last searches, to a position that they left without one that is known.
+// Goes down the tree of the last searches at random: makes up to `most` moves on the game record, each drawn from those
+// whose next position the transposition table holds and where the game goes on. It ends where there is no such move.
+// Returns their number; 0: the position is as before.
 int make_searched_moves(Random& random, int most);
 
 // False when the side to move of the game record's position has no legal move or the position is a draw.
