@@ -71,8 +71,7 @@ bool GameFiles::open_format(int format) {
         if (error) return complain_of(name, "cannot be cut to its whole games");
     }
     known_[format] = true;
-    files_[format] = open_file(name.c_str(), "ab");
-    return files_[format] ? true : complain_of(name, "cannot be written");
+    return append_output(files_[format], name);
 }
 
 bool GameFiles::open(const std::string& prefix, const SelfplayOptions& options) {
@@ -88,34 +87,23 @@ bool GameFiles::open(const std::string& prefix, const SelfplayOptions& options) 
     return write_state();
 }
 
-bool GameFiles::append(int format, const char* data, std::size_t size) {
-    if (size == 0) return true;
-    std::FILE* const file = files_[format];
-    if (std::fwrite(data, 1, size, file) != size || std::fflush(file) != 0) {
-        return complain_of(prefix_ + EXTENSIONS[format], "cannot be written");
-    }
-    sizes_[format] += size;
+bool GameFiles::append(int format, std::string_view game) {
+    put(files_[format], game);
+    if (!flush_output(files_[format])) return false;
+    sizes_[format] = files_[format].whole;
     return true;
 }
 
 bool GameFiles::write(const Game& game) {
-    const std::size_t record_bytes = game.records.size() * sizeof(TrainingRecord);
-    if (wanted_[BIN] && !append(BIN, reinterpret_cast<const char*>(game.records.data()), record_bytes)) return false;
-    if (wanted_[EPD]) {
-        const std::string text = game_as_epd(game);
-        if (!append(EPD, text.data(), text.size())) return false;
-    }
-    if (wanted_[PGN]) {
-        const std::string text = game_as_pgn(game, games_ + 1);
-        if (!append(PGN, text.data(), text.size())) return false;
-    }
+    const std::string_view records(reinterpret_cast<const char*>(game.records.data()),
+                                   game.records.size() * sizeof(TrainingRecord));
+    if (wanted_[BIN] && !append(BIN, records)) return false;
+    if (wanted_[EPD] && !append(EPD, game_as_epd(game))) return false;
+    if (wanted_[PGN] && !append(PGN, game_as_pgn(game, games_ + 1))) return false;
     ++games_;
     return write_state();
 }
 
 void GameFiles::close() {
-    for (std::FILE*& file : files_) {
-        if (file) std::fclose(file);
-        file = nullptr;
-    }
+    for (OutputFile& file : files_) close_output(file);
 }

@@ -1,12 +1,13 @@
 // The files of a run: whole games only, and a state file that says how far each of them is valid.
 #pragma once
 
+#include "platform/output_file.h"
 #include "training/selfplay/game.h"
 #include "training/selfplay/options.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <string>
+#include <string_view>
 
 class GameFiles {
 public:
@@ -23,8 +24,8 @@ public:
     // Games played under this prefix so far.
     std::uint64_t games() const { return games_; }
 
-    // Appends a game to every file, flushes them and then moves the state on. False, with a message, when a write
-    // fails; what was written of the game is cut off when the run is continued.
+    // Appends a game to every file, hands it to the system and then moves the state on. False, with a message, when a
+    // write fails; what was written of the game is cut off, at the latest when the run is continued.
     bool write(const Game& game);
 
     void close();
@@ -34,10 +35,10 @@ private:
     bool read_state();
     bool write_state() const;
     bool open_format(int format);
-    bool append(int format, const char* data, std::size_t size);
+    bool append(int format, std::string_view game);
 
     std::string prefix_;
-    std::FILE* files_[FORMATS] = {};
+    OutputFile files_[FORMATS];
     bool wanted_[FORMATS] = {};
     bool known_[FORMATS] = {};           // files of this prefix, in this run or an earlier one
     std::uint64_t sizes_[FORMATS] = {};  // bytes that belong to whole games
