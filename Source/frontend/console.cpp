@@ -26,11 +26,8 @@ constexpr std::size_t SHORTEST_TEST = 8;  // characters of a test line that hold
 constexpr std::size_t LONGEST_TEST = 4096;
 constexpr const char* TEST_FILE = "test.epd";
 
-GameState& game() {
-    return game_record->game;
-}
 int move_number() {
-    return game().game_ply / 2 + 1;
+    return game_state().game_ply / 2 + 1;
 }
 
 ConsoleLine split_line(std::string_view text) {
@@ -118,7 +115,7 @@ void analyse_command(const ConsoleLine& line) {
 // --- Moves ---------------------------------------------------------------------------------------------------
 
 bool room_for_move() {
-    if (game().game_ply < MAX_GAME_MOVES) return true;
+    if (game_state().game_ply < MAX_GAME_MOVES) return true;
     print_format("the game is full: %d moves", MAX_GAME_MOVES);
     return false;
 }
@@ -138,7 +135,7 @@ void play_text(std::string_view text) {
 }
 
 void undo_command(const ConsoleLine&) {
-    if (game().game_ply == 0) return;
+    if (game_state().game_ply == 0) return;
     unmake_game_move();
     show_after_move();
 }
@@ -155,7 +152,8 @@ void redo_command(const ConsoleLine&) {
 void jump_command(const ConsoleLine& line) {
     const int target = 2 * read_int(line.words[1], 0, GAME_STACK_SIZE) - 2;
     take_back_game();
-    while (game().game_ply < std::min(target, MAX_GAME_MOVES) && redo_move() != NULL_MOVE) make_game_move(redo_move());
+    while (game_state().game_ply < std::min(target, MAX_GAME_MOVES) && redo_move() != NULL_MOVE)
+        make_game_move(redo_move());
     display_position(board());
 }
 

@@ -55,12 +55,12 @@ void load_game(const std::string& file, const std::string& tag_text) {
 // The game in the short form: a tag, and the moves without their numbers.
 std::string short_game() {
     std::string text = "[Event \"Unknown\"]\n";
-    const int count = game_record->game.game_ply;
+    const int count = game_state().game_ply;
     take_back_game();
-    while (game_record->game.game_ply < count) {
+    while (game_state().game_ply < count) {
         text += move_to_san(board(), redo_move()).san + ' ';
         make_game_move(redo_move());
-        if (game_record->game.game_ply % MOVES_PER_SAVED_LINE == 0) text += '\n';
+        if (game_state().game_ply % MOVES_PER_SAVED_LINE == 0) text += '\n';
     }
     return text + "\n\n";
 }
@@ -128,19 +128,19 @@ void add_word(WordLines& lines, const std::string& word) {
 // that can be played.
 std::string pgn_game() {
     const char* const result = termination_marker();
-    const int count = game_record->game.game_ply;
+    const int count = game_state().game_ply;
     take_back_game();
     if (!is_playable(board())) {
-        while (game_record->game.game_ply < count) make_game_move(redo_move());
+        while (game_state().game_ply < count) make_game_move(redo_move());
         std::fprintf(stderr, "illegal position, nothing was saved\n");
         return {};
     }
     const std::string tags = game_tags(result);
     WordLines moves;
     int number = first_move_number();
-    while (game_record->game.game_ply < count) {
+    while (game_state().game_ply < count) {
         const bool white = board().side == WHITE;
-        if (white || game_record->game.game_ply == 0) add_word(moves, std::to_string(number) + (white ? "." : "..."));
+        if (white || game_state().game_ply == 0) add_word(moves, std::to_string(number) + (white ? "." : "..."));
         if (!white) ++number;
         add_word(moves, move_to_pgn(board(), redo_move()));
         make_game_move(redo_move());

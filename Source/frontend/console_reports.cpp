@@ -30,14 +30,10 @@ namespace {
 constexpr double REPORTED_CENTIPAWNS = 15;
 constexpr int MAX_PERFT_DEPTH = 20;
 
-GameState& game() {
-    return game_record->game;
-}
-
 void show_last_move() {
-    const int ply = game().game_ply;
+    const int ply = game_state().game_ply;
     if (ply == 0) return;
-    const Move move = game().game_stack[ply - 1].move;
+    const Move move = game_state().game_stack[ply - 1].move;
     print_raw("last move was ");
     print_raw(board().side == BLACK ? "%d. %s%s\n" : "%d... %s%s\n", (ply + 1) / 2, square_names[move_from(move)],
               square_names[move_to(move)]);
@@ -46,8 +42,9 @@ void show_last_move() {
 // The moves that were taken back can still be replayed after a command that makes moves of its own on the game record.
 class UndoneMoves {
 public:
-    UndoneMoves() : from_(game().game_ply), kept_(game().game_stack + from_, std::end(game().game_stack)) {}
-    ~UndoneMoves() { std::copy(kept_.begin(), kept_.end(), game().game_stack + from_); }
+    UndoneMoves()
+        : from_(game_state().game_ply), kept_(game_state().game_stack + from_, std::end(game_state().game_stack)) {}
+    ~UndoneMoves() { std::copy(kept_.begin(), kept_.end(), game_state().game_stack + from_); }
     UndoneMoves(const UndoneMoves&) = delete;
     UndoneMoves& operator=(const UndoneMoves&) = delete;
 
@@ -131,7 +128,7 @@ void line_command(const ConsoleLine&) {
     const UndoneMoves undone;
     Move line[LINE_SIZE] = {};
     if (is_playable(board())) extend_line_from_hash(*game_record, 1, line);
-    game().search_ply = 1;
+    game_state().search_ply = 1;
 
     std::string text;
     int count = 0;

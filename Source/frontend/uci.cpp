@@ -151,7 +151,7 @@ void position_command(std::string_view rest) {
     }
     for (std::string_view word; !(word = next_word(moves)).empty();) {
         make_game_move(parse_uci_move(board(), word));
-        trim_game_stack(game_record->game, board().rule50);
+        trim_game_stack(game_state(), board().rule50);
     }
     clear_redo_move();
 }
@@ -178,8 +178,8 @@ void ucinewgame_command(std::string_view) {
     settings.level_time = 60.0f;
     settings.increment = 0;
     for (auto& clock : search_control.clock) clock = 60.0f;
-    game_record->game.game_ply = 0;
-    game_record->game.last_move = NULL_MOVE;
+    game_state().game_ply = 0;
+    game_state().last_move = NULL_MOVE;
     hash_clear();
     search_control.hash_age = 0;
 }

@@ -40,24 +40,24 @@ void set_game_position(std::string_view fen) {
 
 void make_game_move(Move move) {
     make_move(board(), move);
-    game_record->game.search_ply = 1;
+    game_state().search_ply = 1;
 }
 
 void unmake_game_move() {
     unmake_move(board());
-    game_record->game.search_ply = 1;
+    game_state().search_ply = 1;
 }
 
 void take_back_game() {
-    while (game_record->game.game_ply > 0) unmake_game_move();
+    while (game_state().game_ply > 0) unmake_game_move();
 }
 
 void clear_redo_move() {
-    game_record->game.game_stack[game_record->game.game_ply].move = NULL_MOVE;
+    game_state().game_stack[game_state().game_ply].move = NULL_MOVE;
 }
 
 Move redo_move() {
-    return game_record->game.game_stack[game_record->game.game_ply].move;
+    return game_state().game_stack[game_state().game_ply].move;
 }
 
 void trim_game_stack(GameState& game, int rule50) {

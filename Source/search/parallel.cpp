@@ -136,7 +136,7 @@ void wait_for_search(InputPoller poll) {
 
 void prepare_thread(int index) {
     SearchThread& thread = *search_threads[index];
-    const GameState& game = game_record->game;
+    const GameState& game = game_state();
 
     init_game_state(thread.game, thread.position);
     thread.position = board();

@@ -67,9 +67,12 @@ extern SearchThread* search_threads[MAX_THREADS];
 // copies it into its threads.
 extern SearchThread* game_record;
 
-// The position of that record.
+// The position of that record, and its moves so far.
 inline Position& board() {
     return game_record->position;
+}
+inline GameState& game_state() {
+    return game_record->game;
 }
 
 // Allocates a zero-filled record for the given number and initialises its game state; nullptr without

@@ -38,7 +38,7 @@ bool draws_at_once(Move move) {
 Move choose_book_move() {
     Position& position = board();
     if (!settings.own_book || position.rule50 > MAX_BOOK_RULE50) return NULL_MOVE;
-    const int ply = game_record->game.game_ply;
+    const int ply = game_state().game_ply;
     Move move = NULL_MOVE;
     if (ply < settings.book_depth) move = book_probe(position, settings.book_file);
     if (move == NULL_MOVE && ply < settings.book2_depth) move = book_probe(position, settings.book2_file);
@@ -99,7 +99,7 @@ void print_console_result(const std::string& best) {
 // Console games: plays the engine's move on the board and, in self-play, asks for the next one.
 void auto_play(Move best) {
     if (!search_control.play_move && !search_control.self_play) return;
-    if (best == NULL_MOVE || game_record->game.game_ply + 1 >= GAME_STACK_SIZE - PLY_RECORDS) {
+    if (best == NULL_MOVE || game_state().game_ply + 1 >= GAME_STACK_SIZE - PLY_RECORDS) {
         search_control.play_move = search_control.self_play = false;
         return;
     }
@@ -113,7 +113,7 @@ void charge_clock() {
     Relaxed<float>& clock = search_control.clock[board().side];
     clock = clock + settings.increment - search_control.elapsed;
     const int moves = settings.level_moves;
-    if (moves >= 2 && game_record->game.game_ply % (2 * moves) < 2) clock = settings.level_time;
+    if (moves >= 2 && game_state().game_ply % (2 * moves) < 2) clock = settings.level_time;
 }
 
 void report_result() {

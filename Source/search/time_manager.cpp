@@ -98,7 +98,7 @@ void print_clock() {
 
 // Moves to the next time control after the present one, for periods of N moves that began with the game.
 int moves_to_control(int moves_per_period) {
-    const int plies = game_record->game.game_ply;
+    const int plies = game_state().game_ply;
     return moves_per_period * (plies / (2 * moves_per_period) + 1) - plies / 2;
 }
 

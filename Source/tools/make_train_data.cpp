@@ -64,7 +64,7 @@ void search_to_depth(int depth) {
 void play_reported_line(Labels& labels) {
     for (int ply = 1; ply < LINE_SIZE && search_control.best_line[ply] != NULL_MOVE; ++ply) {
         make_move(board(), search_control.best_line[ply]);
-        game_record->game.search_ply = 1;
+        game_state().search_ply = 1;
         labels.score = -labels.score;
         labels.result = 1.0 - labels.result;
     }
