@@ -239,8 +239,7 @@ class Program:
         self.path = path
         self.patience = patience
         self.is_posix = os.name == "posix" and path.suffix != ".exe"
-        self.runner = shlex.split(os.environ.get("TARN_RUNNER", ""))
-        self.command = [*self.runner, str(path)]
+        self.command = [*shlex.split(os.environ.get("TARN_RUNNER", "")), str(path)]
         self.talks = []
 
     def words(self, arguments):
@@ -257,12 +256,8 @@ class Program:
             for name, value in limits.items():
                 resource.setrlimit(getattr(resource, "RLIMIT_" + name), (value, value))
 
-        for _ in range(2):
-            done = subprocess.run(self.words(arguments), input=to_bytes(text), capture_output=True, timeout=self.patience,
-                                  preexec_fn=set_limits if limits else None)
-            # Wine kills what is slow to go after its end: that status is not the program's, and the run is repeated.
-            if not self.runner or done.returncode != -signal.SIGKILL:
-                break
+        done = subprocess.run(self.words(arguments), input=to_bytes(text), capture_output=True, timeout=self.patience,
+                              preexec_fn=set_limits if limits else None)
         found = Run(to_text(done.stdout), to_text(done.stderr), done.returncode)
         assert status in (None, found.status), f"{arguments}: {found}"
         return found
