@@ -1,7 +1,10 @@
-// PGN: a file is cut into games, their moves are played, and the games become EPD lines. Whatever the input holds, a
-// good game behind it comes through.
+// PGN: a file is cut into games, their moves are played, and the games become EPD lines and a book. Whatever the input
+// holds, a good game behind it comes through.
 #include "fuzz/fuzz.h"
 
+#include "book/book_build.h"
+#include "frontend/base/settings.h"
+#include "platform/words.h"
 #include "tools/epd.h"
 #include "tools/pgn.h"
 #include "tools/pgn_reader.h"
@@ -37,6 +40,19 @@ void check_lines(std::string_view lines) {
     }
 }
 
+// What the games played often enough is a book in order: keys ascend, and of a position's moves the heaviest is first.
+void check_book(Position& board, const std::string& games) {
+    settings = Settings{};
+    copy_text(settings.pgn_file, fuzz_folder().write("five_times.pgn", games + games + games + games + games));
+    FUZZ_CHECK(build_book(board) == 0, games);
+    const std::string book = fuzz_folder().read(BUILT_BOOK);
+    FUZZ_CHECK(book.size() % 16 == 0, games);
+    for (std::size_t at = 16; at < book.size(); at += 16) {
+        const int keys = book.compare(at, 8, book, at - 16, 8);
+        FUZZ_CHECK(keys > 0 || (keys == 0 && book.compare(at + 10, 2, book, at - 6, 2) <= 0), games);
+    }
+}
+
 }  // namespace
 
 FUZZ_TARGET(pgn) {
@@ -56,4 +72,5 @@ FUZZ_TARGET(pgn) {
         check_lines(lines);
     }
     FUZZ_CHECK(lines == GOOD_LINES, lines);
+    check_book(board.position, std::string(input));
 }
