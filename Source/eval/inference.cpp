@@ -122,9 +122,9 @@ int changed_squares(const AccumulatorCache& from, const Perspectives& view, cons
 
 // The position to update the sums from; nullptr to refresh them. Exact sums come out the same from any, so the nearest
 // is taken of those evaluated last, last at the ply before and last at this ply. Others are always updated from the
-// position evaluated last.
+// position evaluated last, and not before ply 3. Short searches have most of their nodes at ply 2.
 const AccumulatorCache* nearest(const NetworkState& state, const Perspectives& view, const Position& p, int ply) {
-    if (ply < 3) return nullptr;
+    if (ply < (network.exact_sums ? 2 : 3)) return nullptr;
     const AccumulatorCache* best = state.last;
     int least = changed_squares(*best, view, p);
     if (network.exact_sums) {

@@ -35,7 +35,7 @@ struct NetworkState {
 };
 
 // Centipawns for the side to move, -2500..2500, by the loaded network. `ply` is the distance from the root, at least 0:
-// below 3 the sums are always refreshed, from 3 on all positions of the state have to be playable. The buffer is
+// below 2 the sums are always refreshed, from 2 on all positions of the state have to be playable. The buffer is
 // allocated at a thread's first call (and again after a network of another width was loaded); if that fails prints
 // "error initializing NN!" and returns -10001.
 int nn_evaluate(NetworkState& state, const Position& position, int ply);
