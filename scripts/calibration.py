@@ -7,13 +7,17 @@ Reads the files that match.py writes: the mover's score in pawns begins each com
 centipawns it prints the mean result (win 1, draw 1/2) of the side with the score, beside the result that Tarn takes a
 score to promise: 1 / (1 + exp(-0.006 * centipawns)). Negative scores are turned round. Scores of one game hang
 together, so the error (95 percent) comes from drawing whole games again and again. Needs the Python package
-`chess`, for the plot also `matplotlib` (scripts/setup.sh test).
+`chess` (scripts/setup.sh test), for the plot also `matplotlib`, which no set-up installs.
 """
 import argparse
 import math
 import random
 import re
 import sys
+
+import packages
+
+packages.need("chess")
 
 import chess
 import chess.pgn
@@ -70,8 +74,10 @@ def errors_of(games, rng):
 
 
 def plot(name, means, errors):
-    import matplotlib
-
+    try:
+        import matplotlib
+    except ImportError:
+        sys.exit(f"no matplotlib: {name} is not drawn")
     matplotlib.use("Agg")
     from matplotlib import pyplot
 

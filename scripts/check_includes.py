@@ -95,6 +95,8 @@ def test_faults(source, tests):
 def main():
     source = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent / "Source")
     tests = pathlib.Path(sys.argv[2] if len(sys.argv) > 2 else source.parent / "Tests")
+    if not source.is_dir() or not tests.is_dir():
+        sys.exit(__doc__)
     found = list(source_faults(source)) + list(test_faults(source, tests))
     for fault in found:
         print(fault)

@@ -19,6 +19,10 @@ import pathlib
 import random
 import sys
 
+import packages
+
+packages.need("chess")
+
 import chess
 import chess.syzygy
 

@@ -23,6 +23,10 @@ import sys
 import tempfile
 import time
 
+import packages
+
+packages.need("distributed")
+
 from distributed import Client, LocalCluster, as_completed, get_worker
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent

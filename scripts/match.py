@@ -18,6 +18,10 @@ import signal
 import sys
 import time
 
+import packages
+
+packages.need("chess")
+
 import chess
 import chess.pgn
 
