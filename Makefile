@@ -1,7 +1,7 @@
 # What people type. `make run` and `make test` install what is missing, build and go; see README.md.
 #   make run [ARGS=-c]     make test     make check     make bench     make lint     make format
 #   make signature   after a change that means to alter the search, the evaluation or the network
-#   make samples     renews the program's output in README.md and docs/
+#   make samples     renews the program's output in README.md and docs/, and the lists of the man page
 #   make install [PREFIX=/usr/local]     make uninstall     make clean
 #   make dist    the packages, into dist/     make check-dist   the same, and whether their programs run
 #   make EXE=name [CXX=compiler] [EVALFILE=network]   for test farms: a compiler is enough
@@ -101,14 +101,18 @@ train train_:
 INSTALL_TO = $(DESTDIR)$(PREFIX)
 MAN_PAGE = share/man/man6/tarn.6
 COMPLETION = share/bash-completion/completions/tarn
+DOCUMENTS = share/doc/tarn
 
 install: tarn
 	@install -D $(PROGRAM) "$(INSTALL_TO)/bin/tarn"
 	@install -D -m 644 packaging/tarn.6 "$(INSTALL_TO)/$(MAN_PAGE)"
 	@install -D -m 644 packaging/tarn.bash "$(INSTALL_TO)/$(COMPLETION)"
+	@install -d "$(INSTALL_TO)/$(DOCUMENTS)"
+	@install -m 644 docs/*.md docs/*.svg "$(INSTALL_TO)/$(DOCUMENTS)"
 
 uninstall:
 	@rm -f "$(INSTALL_TO)/bin/tarn" "$(INSTALL_TO)/$(MAN_PAGE)" "$(INSTALL_TO)/$(COMPLETION)"
+	@rm -rf "$(INSTALL_TO)/$(DOCUMENTS)"
 
 # Packages of one commit are the same files, whenever they are made.
 dist: export SOURCE_DATE_EPOCH ?= $(shell git log -1 --format=%ct 2>/dev/null || date +%s)

@@ -29,7 +29,7 @@ PATH=$PATH:/usr/sbin:/sbin dpkg --root="$PWD/$root/deb" --log=/dev/null --force-
     --install dist/tarn_"$version"-*.deb >"$root/dpkg.log" 2>&1 || fail "$(cat "$root/dpkg.log")"
 check_version "$root/deb/usr/games/tarn"
 for file in games/tarn share/man/man6/tarn.6.gz share/bash-completion/completions/tarn share/doc/tarn/copyright \
-    share/doc/tarn/changelog.gz share/doc/tarn/changelog.Debian.gz; do
+    share/doc/tarn/changelog.gz share/doc/tarn/changelog.Debian.gz share/doc/tarn/users-guide.md; do
     [ -f "$root/deb/usr/$file" ] || fail "the Debian package lacks /usr/$file"
 done
 dpkg -I dist/tarn_"$version"-*.deb | grep -q 'Depends:.*libc6' || fail "the Debian package has no computed dependencies"
@@ -38,7 +38,7 @@ if command -v lintian >/dev/null 2>&1; then lintian --allow-root dist/*.deb; fi
 for system in linux windows; do
     name=tarn-$version-$system-x86_64
     (cd "$root" && cmake -E tar xf ../../dist/"$name".*[pz]) # .tar.gz, .zip
-    [ -s "$root/$name/LICENSE" ] && [ -s "$root/$name/users-guide.md" ] || fail "$name lacks the guide or the licence"
+    [ -s "$root/$name/LICENSE" ] && [ -s "$root/$name/docs/users-guide.md" ] || fail "$name lacks the guide or the licence"
 done
 check_version "$root/tarn-$version-linux-x86_64/tarn"
 if ldd "$root/tarn-$version-linux-x86_64/tarn" >/dev/null 2>&1; then fail "the archive's program is not static"; fi

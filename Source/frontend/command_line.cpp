@@ -171,7 +171,8 @@ constexpr Switch SWITCHES[] = {
          settings.log = 0;
      }},
     {FILES, "-log", "", "write all lines, in and out, to tarn.log", [](Values, CommandLine&) { settings.log = 2; }},
-    {FILES, "-o", "FILE", "output file of a tool (default tmp0.epd)", set_name<&Settings::output_file, TOOL_INPUT>},
+    {FILES, "-o", "FILE", "output of -anepd, -mkbook2, -scan_pgn, -mktraindata (tmp0.epd)",
+     set_name<&Settings::output_file, TOOL_INPUT>},
 
     {TOOLS, "-bench", "", "benchmark, to the depth of -d (default 17)", select_mode<RunMode::BENCH>},
     {TOOLS, "-pbench", "", "the same on one thread, with no clock",

@@ -76,7 +76,7 @@ std::vector<Switch> playing_switches(SelfplayOptions& o) {
         {"--processes", "N", "players, one for each core (1..256, default 1)", number_in(o.processes, 1, 256)},
         {"--nodes", "N", "nodes searched for each move (10..100000000, default 1000)",
          number_in(o.nodes, 10, 100'000'000)},
-        {"--seed", "N", "the same seed gives the same games (default: from the clock)",
+        {"--seed", "N", "the same seed gives the same games (default: from the clock; merging: 0)",
          number_in(o.seed, 0, UINT64_MAX)},
         {"--deviations", "N", "at each move, N tries for a position a few random moves off the game (0..16, default 0)",
          number_in(o.deviations, 0, 16)},
