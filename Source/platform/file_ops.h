@@ -19,6 +19,9 @@ bool is_device(const char* name);
 bool delete_file(const char* name);
 // Copies a whole file byte for byte; true on success.
 bool copy_file(const char* from, const char* to);
+// Gives the file the name `to`, where it takes the place of an older one. On Windows waits up to two seconds for others
+// who have one of them open. False when it cannot be done; errno tells why.
+bool replace_file(const char* from, const char* to);
 // Cuts a file to `size` bytes if it is longer; true on success.
 bool truncate_file(const char* name, std::uintmax_t size);
 // True when both names lead to one existing file, by whatever links or spellings.

@@ -9,6 +9,10 @@ std::FILE* open_file(const char* name, const char* mode) {
     return std::fopen(name, mode);
 }
 
+bool replace_file(const char* from, const char* to) {
+    return std::rename(from, to) == 0;
+}
+
 std::filesystem::path file_path(const std::string& name) {
     return name;
 }

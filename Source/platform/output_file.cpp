@@ -13,8 +13,10 @@ namespace {
 
 constexpr std::size_t WRITE_BYTES = 1 << 16;
 
-bool report(OutputFile& output, const char* what) {
-    std::fprintf(stderr, "can't %s %s: %s\n", what, output.name.c_str(), std::strerror(errno));
+bool report(OutputFile& output, const char* what, const std::string& content = {}) {
+    const char* const remark = content.empty() ? "" : ", see ";  // where the content is instead
+    std::fprintf(stderr, "can't %s %s: %s%s%s\n", what, output.name.c_str(), std::strerror(errno), remark,
+                 content.c_str());
     output.failed = true;
     return false;
 }
@@ -50,11 +52,7 @@ bool end_replacement(OutputFile& output) {
         delete_file(fresh.c_str());
         return false;
     }
-    std::error_code error;
-    std::filesystem::rename(file_path(fresh), file_path(output.target), error);
-    if (!error) return true;
-    errno = error.value();
-    return report(output, "replace");
+    return replace_file(fresh.c_str(), output.target.c_str()) || report(output, "replace", fresh);
 }
 
 }  // namespace

@@ -20,8 +20,9 @@ struct OutputFile {
 // Creates the file, or empties an existing one. False after one line on the error stream.
 bool create_output(OutputFile& output, const std::string& name);
 // Writes NAME.new, which takes the file's place when everything has been written; until then, and after a failure, an
-// older file is what it was. A link stays one, and what is no plain file, or cannot be written, is not replaced. Where
-// NAME.new cannot take the file's place in the end, it stays. False after one line on the error stream.
+// older file is what it was. A link stays one (on POSIX systems), and what is no plain file, or cannot be written, is
+// not replaced. Where NAME.new cannot take the file's place in the end, it stays. False after one line on the error
+// stream.
 bool replace_output(OutputFile& output, const std::string& name);
 // The same, but whatever the name leads to is replaced as if it had been deleted before.
 bool replace_name(OutputFile& output, const std::string& name);

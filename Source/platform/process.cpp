@@ -18,6 +18,7 @@ constexpr const char* BAD_ALLOC = "St9bad_alloc";  // std::bad_alloc, as the com
     const std::type_info* const type = abi::__cxa_current_exception_type();
     if (!type || std::strcmp(type->name(), BAD_ALLOC) != 0) std::abort();
     std::fputs("out of memory\n", stderr);
+    give_console_back();
     std::_Exit(1);
 }
 

@@ -21,10 +21,15 @@ extern "C" int __cdecl __wgetmainargs(int* count, wchar_t*** arguments, wchar_t*
 
 namespace {
 
-UINT console_code_page = 0;  // that of the console before us
+// The console before us. It outlives the process, and so does what the process sets.
+UINT console_code_page = 0;  // 0: not set by us
+DWORD console_input_mode = 0;
+bool input_is_console = false;
 
-void restore_console() {
-    SetConsoleOutputCP(console_code_page);
+// Called where nobody has caught the interrupt; the handler after it ends the process.
+BOOL WINAPI give_console_back_first(DWORD) {
+    give_console_back();
+    return FALSE;
 }
 
 bool is_console(DWORD stream) {
@@ -34,8 +39,13 @@ bool is_console(DWORD stream) {
 
 void show_utf8() {
     if (!is_console(STD_OUTPUT_HANDLE) && !is_console(STD_ERROR_HANDLE)) return;
-    console_code_page = GetConsoleOutputCP();
-    if (console_code_page != 0 && SetConsoleOutputCP(CP_UTF8)) std::atexit(restore_console);
+    const UINT before = GetConsoleOutputCP();
+    if (before != 0 && SetConsoleOutputCP(CP_UTF8)) console_code_page = before;
+}
+
+void keep_console() {
+    input_is_console = GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &console_input_mode) != 0;
+    SetConsoleCtrlHandler(give_console_back_first, TRUE);
 }
 
 // Without text mode: a line ends with a line feed alone, on both streams, as on other systems.
@@ -61,6 +71,7 @@ std::vector<std::string> utf8_arguments() {
 Arguments begin_process(int count, const char* const* arguments) {
     tell_missing_memory();
     write_bytes_as_they_are();
+    keep_console();
     show_utf8();
     static const std::vector<std::string> texts = utf8_arguments();
     if (texts.empty()) return {count, arguments};
@@ -68,6 +79,22 @@ Arguments begin_process(int count, const char* const* arguments) {
     for (const std::string& text : texts) words.push_back(text.c_str());
     words.push_back(nullptr);
     return {static_cast<int>(texts.size()), words.data()};
+}
+
+int end_process(int status) {
+    std::fflush(nullptr);
+    give_console_back();
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));
+    return status;
+}
+
+void give_console_back() {
+    if (console_code_page != 0) SetConsoleOutputCP(console_code_page);
+    if (input_is_console) SetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), console_input_mode);
+}
+
+bool write_output(const char* bytes, std::size_t size) {
+    return std::fwrite(bytes, 1, size, stdout) == size && std::fflush(stdout) == 0;
 }
 
 void survive_closed_output() {}

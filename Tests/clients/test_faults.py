@@ -194,7 +194,7 @@ def test_input_that_is_no_file(program, name, arguments, text, said):
         process = subprocess.Popen(programs(program)[name].words([arguments.replace("IN", file)]), stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         process.stdin.write(text.replace("IN", file))
-        for sent in [*[signal.SIGINT] * interrupts, signal.SIGKILL]:
+        for sent in [*[signal.SIGINT, signal.SIGTERM][:interrupts], signal.SIGKILL]:
             with contextlib.suppress(subprocess.TimeoutExpired):
                 return process.communicate(timeout=LATENCY if interrupts else 60 * LATENCY)[0], process.returncode
             process.send_signal(sent)
@@ -205,7 +205,7 @@ def test_input_that_is_no_file(program, name, arguments, text, said):
     assert status in ways_to_end and re.search("Is a directory|cannot be read|Need to compile" if said else "", output)
     output, status = run("endless", 1)
     assert status in (*ways_to_end, *[-signal.SIGINT] * (not said)) and re.search(said or "", output)
-    assert run("silent", 2)[1] in (*ways_to_end, -signal.SIGINT)
+    assert run("silent", 2)[1] in (*ways_to_end, -signal.SIGINT, -signal.SIGTERM)
     os.close(pipe)
     assert resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss < MEMORY << 10, "in this run or one before it"
 

@@ -1,5 +1,6 @@
 """A conversation with the real program: protocol, end of input, switches, malformed input."""
 import itertools
+import os
 import pathlib
 import re
 import subprocess
@@ -137,6 +138,19 @@ def test_program_whose_input_or_output_is_closed_ends(program):
         assert talk.wait(2 * PATIENCE) == 0
     with open("/dev/full", "wb") as full:
         assert subprocess.run(program.command, input=b"go depth 60\n", stdout=full, timeout=2 * PATIENCE).returncode == 0
+
+
+@pytest.mark.posix("pipes that do not block")
+def test_slow_reader_gets_every_answer(program):
+    reading, writing = os.pipe()
+    os.set_blocking(writing, False)
+    process = subprocess.Popen(program.command, stdin=subprocess.PIPE, stdout=writing)
+    os.close(writing)
+    process.stdin.write(b"uci\n" * 200)  # five times what a pipe holds
+    process.stdin.close()
+    time.sleep(LATENCY)
+    with open(reading, "rb") as output:
+        assert output.read().count(b"uciok\n") == 200 and process.wait(2 * PATIENCE) == 0
 
 
 @pytest.mark.posix("resource limits")

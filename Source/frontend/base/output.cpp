@@ -5,6 +5,7 @@
 #include "frontend/base/settings.h"
 #include "platform/console_input.h"
 #include "platform/file_ops.h"
+#include "platform/process.h"
 #include "platform/relaxed.h"
 
 #include <atomic>
@@ -35,17 +36,17 @@ struct OutputGuard {
 
 Relaxed<std::uint8_t> write_failed = 0;  // the last write to standard output
 
-// One write for the whole line, so that a reader never sees half of one. False when it could not be written.
-bool write_flushed(std::FILE* file, const char* data, std::size_t size) {
-    return std::fwrite(data, 1, size, file) == size && std::fflush(file) == 0;
+void write_to_log(std::string_view line) {
+    std::fwrite(line.data(), 1, line.size(), log_file);
+    std::fflush(log_file);
 }
 
 // `line` includes its newline.
 void emit(const char* line, std::size_t size) {
     const OutputGuard guard;
-    write_failed = !write_flushed(stdout, line, size);
+    write_failed = !write_output(line, size);
     if (write_failed) end_wait();  // the main thread may have to give up a search that nobody waits for
-    if (settings.log && log_file) write_flushed(log_file, line, size);
+    if (settings.log && log_file) write_to_log({line, size});
 }
 
 std::string format_long(std::size_t size, const char* format, std::va_list arguments) {
@@ -108,7 +109,7 @@ void print_raw(const char* format, ...) {
     va_start(arguments, format);
     const std::string text = format_list(format, arguments);
     va_end(arguments);
-    write_flushed(stdout, text.data(), text.size());
+    write_output(text.data(), text.size());
 }
 
 bool output_is_lost() {
@@ -137,5 +138,5 @@ void log_command(std::string_view line) {
     entry.append(line);
     entry += '\n';
     const OutputGuard guard;
-    write_flushed(log_file, entry.data(), entry.size());
+    write_to_log(entry);
 }

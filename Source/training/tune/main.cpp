@@ -4,5 +4,5 @@
 
 int main(int count, char** arguments) {
     const Arguments taken = begin_process(count, arguments);
-    return run_tuner(taken.count, taken.words);
+    return end_process(run_tuner(taken.count, taken.words));
 }
