@@ -193,7 +193,10 @@ struct Command {
 constexpr Command ANY_TIME_COMMANDS[] = {
     {"uci",
      [](std::string_view) {
-         if (!settings.uci_mode) settings.uci_mode = 1;  // not written anew under a running search
+         if (!settings.uci_mode) {  // not written anew under a running search
+             settings.uci_mode = 1;
+             search_control.play_move = search_control.self_play = false;  // games of the console end here
+         }
          print_option_list();
      }},
     {"isready", [](std::string_view) { print_line("readyok"); }},

@@ -322,6 +322,7 @@ int parse_move(Position& position, std::string_view typed, Move& move) {
 }
 
 Move parse_uci_move(const Position& position, std::string_view text) {
+    if (text == "0000") return NULL_MOVE;
     const auto at = [&text](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0; };
     const auto square_at = [&at](std::size_t i) { return ((at(i) - 'a') + (at(i + 1) - '1') * 8) & 255; };
     const int from = square_at(0);
@@ -347,7 +348,10 @@ Move parse_uci_move(const Position& position, std::string_view text) {
 }
 
 Move find_uci_move(Position& position, std::string_view text) {
-    if (text.size() < 4 || text.size() > 5) return NULL_MOVE;
+    const auto is_square = [&text](std::size_t i) {
+        return text[i] >= 'a' && text[i] <= 'h' && text[i + 1] >= '1' && text[i + 1] <= '8';
+    };
+    if (text.size() < 4 || text.size() > 5 || !is_square(0) || !is_square(2)) return NULL_MOVE;
     const Move wanted = parse_uci_move(position, text);
     const auto is_wanted = [&](Move move) {
         if (move == wanted) return true;

@@ -35,6 +35,6 @@ int parse_move(Position& position, std::string_view text, Move& move);
 // move list.
 Move find_uci_move(Position& position, std::string_view text);
 
-// Decodes one word of the UCI move list, castling as king's destination or rook square; never fails, any
+// Decodes one word of the UCI move list, castling as king's destination or rook square; "0000" passes. Never fails, any
 // text yields some move.
 Move parse_uci_move(const Position& position, std::string_view text);

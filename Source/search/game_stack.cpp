@@ -35,6 +35,7 @@ int first_move_number() {
 void set_game_position(std::string_view fen) {
     move_number = number_in(fen);
     set_position(board(), fen);
+    is_playable(board());  // clears an en-passant square that no pawn has just passed
     clear_redo_move();
 }
 

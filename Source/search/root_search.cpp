@@ -139,24 +139,34 @@ void quiesce_root(SearchThread& thread) {
     if (depth_zero) search_control.stop = 1;
 }
 
-// Removes the root moves that lose value against the tablebase result of the root.
-void filter_root_moves(SearchThread& thread, int root_result) {
+// Removes the root moves that lose value against the tablebase result of the root. False when all do, since others were
+// not to be searched: then they stay.
+bool filter_root_moves(SearchThread& thread, int root_result) {
     Position& position = thread.position;
     std::string text = format_text("info string TB result is %s with moves: ", root_result == 4   ? "WIN"
                                                                                : root_result == 0 ? "LOSS"
                                                                                                   : "DRAW");
+    bool any_kept = false;
     for (MoveEntry& entry : root_entries(thread)) {
         make_move(position, entry.move);
         const int child = tb_probe_search(position, TB_ROOT_PROBE_DEPTH);
         unmake_move(position);
         if (root_result > 4 - child) {
-            entry.move = NULL_MOVE;
             entry.score = NO_SCORE;
         } else {
             text += format_text("%s%s ", square_names[move_from(entry.move)], square_names[move_to(entry.move)]);
+            any_kept = true;
         }
     }
+    if (!any_kept) {
+        score_root_moves(thread);
+        return false;
+    }
+    for (MoveEntry& entry : root_entries(thread)) {
+        if (entry.score == NO_SCORE) entry.move = NULL_MOVE;
+    }
     print_line(text);
+    return true;
 }
 
 // Plays by distance to zeroing once the half-move clock has advanced. True when that gave the answer.
@@ -186,7 +196,10 @@ bool consult_tablebases(SearchThread& thread) {
     search_control.tb_move = NULL_MOVE;
     search_control.root_tb_result = tb_probe_search(thread.position, TB_ROOT_PROBE_DEPTH);
     if (search_control.root_tb_result == -1) return false;
-    filter_root_moves(thread, search_control.root_tb_result);
+    if (!filter_root_moves(thread, search_control.root_tb_result)) {
+        search_control.root_tb_result = -1;
+        return false;
+    }
     return thread.position.rule50 >= DTZ_RULE50 && play_tablebase_move(thread);
 }
 

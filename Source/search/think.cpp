@@ -62,7 +62,8 @@ void handle_request(std::uint16_t flags, InputPoller poll) {
         return;
     }
     set_best_line(NULL_MOVE);
-    const bool book_allowed = (flags & THINK_GO) && search_control.search_move_count == 0;
+    const bool analysis = search_control.infinite || search_control.search_move_count != 0;
+    const bool book_allowed = (flags & THINK_GO) && !analysis;
     const Move book_move = book_allowed ? choose_book_move() : NULL_MOVE;
     if (book_move != NULL_MOVE) {
         play_book_move(book_move);

@@ -86,8 +86,9 @@ def test_two_books_answer_up_to_their_depths(tarn, depth, depth2, answered):
         lines = search(tarn, moves[:ply])
         from_book = f"info string book move is {move}" in lines and lines[-1].split()[1] == move
         assert from_book == (ply < answered), f"ply {ply}: {lines}"
-    # A ponder search never asks a book; and without OwnBook none is asked.
-    assert "book move" not in "".join(search(tarn, moves[:1], "go ponder depth 1", "stop"))
+    # A ponder search never asks a book, nor does analysis without end; and without OwnBook none is asked.
+    for go in ("go ponder depth 1", "go infinite"):
+        assert "book move" not in "".join(search(tarn, moves[:1], go, "stop"))
     tarn.set(OwnBook="false")
     assert "book move" not in "".join(search(tarn, []))
 

@@ -58,6 +58,15 @@ def test_session(program):
     assert pathlib.Path("tmp.pgn").read_text() == '[Event "Unknown"]\ne4 e5 Nf3 Nc6 \n\n'
 
 
+# Games of the console end there: nothing more is played on the board, and it is not shown.
+def test_change_to_uci_during_a_game(program):
+    console = program.start("-c")
+    console.send("set depth 2", "mv")
+    console.wait_for("black")
+    console.send("uci", "position startpos", "go depth 2")
+    assert console.wait_for("bestmove") and console.ready() == ["readyok"]
+
+
 # Perft would take years. What came together with it waits for its end instead.
 def test_long_counts_end_when_asked(program):
     console = program.start("-c", errors=subprocess.STDOUT)

@@ -33,6 +33,11 @@ TEST_F(Console, set_changes_settings_and_restores_them) {
     EXPECT_TRUE(settings.uci_mode == 0 && settings.hash_mb == 1) << "the state of the run stays";
 }
 
+TEST_F(Console, pawns_capture_in_passing_only_what_has_passed) {
+    EXPECT_NE(run("fen 4k3/8/8/8/4p3/8/3P4/4K3 b - d3 0 1").find(" b - - "), std::string::npos);
+    EXPECT_EQ(run("exd3").find("invalid: "), 0u);
+}
+
 // Castling in small letters, the knight from f3 like that from b1, no mate sign, a line feed after every eleventh move;
 // saving again appends. The full form is in clients/test_game_files.py.
 TEST_F(Console, games_are_saved_in_the_short_form) {

@@ -40,6 +40,11 @@ TEST_F(Uci, go_turns_into_limits) {
     EXPECT_EQ(default_settings.depth_limit, 17) << "the limit of a search became a default";
 }
 
+TEST_F(Uci, null_moves_pass) {
+    uci_command("position fen 6k1/8/8/8/8/8/5PPP/7K b - - 0 1 moves 0000 0000");
+    EXPECT_EQ(position_to_fen(game_record->position, true), "6k1/8/8/8/8/8/5PPP/7K b - - 2 2");
+}
+
 // Knights go out and home, so that positions come back every fourth ply; once in 113 plies a pawn moves. When the
 // record drops its oldest moves, only the last ten can repeat.
 TEST_F(Uci, repetitions_are_found_in_games_longer_than_the_record) {

@@ -39,6 +39,18 @@ TEST_F(RootTables, only_moves_that_keep_the_result_are_searched) {
     }
 }
 
+// A move that was asked for is searched, though it gives the win away.
+TEST_F(RootTables, moves_asked_for_stay) {
+    for (const char* const clock : {"0", "20"}) {
+        set_game(std::string("8/8/8/8/8/3k4/8/K1Q5 w - - ") + clock + " 60");
+        search_control.search_moves[0] = parse_uci_move(game_record->position, "c1c3");
+        search_control.search_move_count = 1;
+        EXPECT_EQ(search_game().find("TB result"), std::string::npos);
+        EXPECT_EQ(best_move(), "c1c3");
+    }
+    search_control.search_move_count = 0;
+}
+
 // Rows: FEN, wdl, dtz, best moves. From ten half-moves on the clock on, the shortest way to zeroing is played
 // unsearched.
 TEST_F(RootTables, move_by_distance_to_zeroing_is_a_best_one) {

@@ -98,6 +98,7 @@ TEST_F(Search, only_the_moves_asked_for_are_searched) {
         {"4k3/8/8/8/8/8/7p/R3K3 w Q -", "e1c1", "e1c1"},
         {"7k/4P3/8/8/8/8/8/K7 w - -", "e7e8n", "e7e8n"},
         {"4k3/8/8/3q4/4P3/8/8/4K3 w - -", "e1e3 nonsense", "e4d5"},
+        {START_FEN, "h2h4 movetime 5859", "h2h4", 80},  // a number is no move, though its digits could be squares
     };
     settings.level_moves = 0;
     use_node_clock();
