@@ -116,7 +116,7 @@ def test_deviations_and_samples_leave_the_game_and_settle(selfplay, source):
 def test_clear_results_are_adjudicated(selfplay):
     wins = []
     for options in ("--adjudicate-share 100", ""):
-        selfplay.run(f"--output a{len(wins)} --games 24 --nodes 100 --seed 12 --format pgn", options)
+        selfplay.run(f"--output a{len(wins)} --games 40 --nodes 100 --seed 12 --format pgn", options)
         wins.append([game for game in games_of(f"a{len(wins)}.pgn") if game.ending == "adjudicated win"])
     assert 0 < len(wins[1]) < len(wins[0]) > 5
     for game in wins[0]:
