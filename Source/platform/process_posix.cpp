@@ -1,4 +1,4 @@
-// Process set-up by POSIX signals.
+// Process set-up by POSIX signals, and output to whatever standard output is.
 #include "platform/process.h"
 
 #include <errno.h>

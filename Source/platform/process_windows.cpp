@@ -1,4 +1,4 @@
-// Process set-up on Windows, where a closed pipe only fails the write.
+// Set-up and end of the process on Windows, where a closed pipe only fails the write.
 #include "platform/process.h"
 
 #include "platform/utf8_windows.h"
