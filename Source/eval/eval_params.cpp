@@ -114,7 +114,7 @@ void load_default_params() {
 }
 
 bool load_params_file(const char* name) {
-    const OpenFile file(open_file(name, "rb"));
+    const OwnedFile file(open_file(name, "rb"));
     if (!file) return false;
     // Several times the longest sensible text: a larger file is something else.
     constexpr std::size_t largest = 65536;

@@ -94,7 +94,7 @@ void load_embedded() {
 }
 
 void load_file(const char* name) {
-    const OpenFile file(open_file(name, "rb"));
+    const OwnedFile file(open_file(name, "rb"));
     if (!file) {
         print_format("info string can't open %s", name);
         end_program(0);

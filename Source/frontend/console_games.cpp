@@ -151,7 +151,7 @@ std::string pgn_game() {
 
 // True when a game can follow: nothing or an empty line comes before it.
 bool ends_with_empty_line(const std::string& name) {
-    const OpenFile file(open_file(name.c_str(), "rb"));
+    const OwnedFile file(open_file(name.c_str(), "rb"));
     if (!file) return true;
     std::string last = "\n\n";
     if (std::fseek(file.get(), -2, SEEK_END) == 0) last.resize(std::fread(last.data(), 1, last.size(), file.get()));

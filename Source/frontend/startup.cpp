@@ -60,7 +60,7 @@ bool create_game_record() {
 
 // A probe opens its book anew and takes a missing one for a book without moves, so start-up looks for mistyped names.
 void check_book(const char* name) {
-    const OpenFile file(open_file(name, "rb"));
+    const OwnedFile file(open_file(name, "rb"));
     if (!file || (std::getc(file.get()) == EOF && std::ferror(file.get()))) report_unreadable(name, errno);
 }
 

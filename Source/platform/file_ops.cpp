@@ -40,7 +40,7 @@ bool same_file(const char* a, const char* b) {
 
 bool copy_file(const char* from, const char* to) {
     if (same_file(from, to)) return false;  // opening the target would empty the source
-    const OpenFile source(open_file(from, "rb"));
+    const OwnedFile source(open_file(from, "rb"));
     if (!source) return false;
     std::FILE* const target = open_file(to, "wb");
     bool copied = target != nullptr;

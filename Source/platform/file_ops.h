@@ -11,7 +11,7 @@ std::FILE* open_file(const char* name, const char* mode);
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
+using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
 bool file_exists(const char* name);
 // True for what has no end, such as /dev/zero, or a terminal.
 bool is_device(const char* name);

@@ -66,7 +66,7 @@ bool replace_output(OutputFile& output, const std::string& name) {
     const std::filesystem::path file = std::filesystem::weakly_canonical(file_path(name), error);
     if (error) return create_output(output, name);  // which reports why
     const bool can_be_replaced =
-        std::filesystem::is_regular_file(file, error) && OpenFile(open_file(name.c_str(), "r+b")) != nullptr;
+        std::filesystem::is_regular_file(file, error) && OwnedFile(open_file(name.c_str(), "r+b")) != nullptr;
     // A link that leads to no file yet is written through as well.
     if (!can_be_replaced && std::filesystem::exists(std::filesystem::symlink_status(file, error))) {
         return create_output(output, name);

@@ -14,7 +14,7 @@ struct TextPiece {
 };
 
 struct TextReader {
-    OpenFile file;
+    OwnedFile file;
     std::vector<char> block;
     std::size_t begin = 0;  // unread bytes of the block: begin..end
     std::size_t end = 0;

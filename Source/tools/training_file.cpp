@@ -96,7 +96,7 @@ std::optional<int> read_training_file(const char* name, TrainingBuffer& buffer) 
     if (!allocate_training_buffer(buffer)) return 0;
     seed_generators();
     const bool named = std::strstr(name, ".bin");
-    const OpenFile file(named ? open_file(name, "rb") : nullptr);
+    const OwnedFile file(named ? open_file(name, "rb") : nullptr);
     if (!file) {
         report_unreadable(name, named ? std::strerror(errno) : "a training file has .bin in its name");
         return 0;
