@@ -13,7 +13,6 @@ def need(*names):
     missing = [name for name in names if not importlib.util.find_spec(name)]
     python = VENV / "bin" / "python"
     if missing and python.exists() and pathlib.Path(sys.prefix).resolve() != VENV:
-        sys.stdout.flush()
         os.execv(python, [str(python), *sys.argv])
     if missing:
         sys.exit(f"needs the Python package {' and '.join(missing)}: `scripts/setup.sh test` puts it into .venv")

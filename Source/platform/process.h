@@ -16,8 +16,8 @@ Arguments begin_process(int count, const char* const* arguments);
 // Installs that end of the process; each platform's begin_process calls it.
 void tell_missing_memory();
 
-// The last step of `main`: gives the console back and returns the exit status. On Windows the process ends here,
-// without the end routines of its libraries: the thread that reads the input may be waiting in the middle of them.
+// The last step of `main`: gives the console back and returns the exit status. On Windows it ends the process, without
+// the end routines of the libraries, because the thread that reads the input may still be waiting.
 int end_process(int status);
 
 // Makes a Windows console what it was before begin_process; does nothing elsewhere.
